@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: MIT
+//
+// Every public header of the library.
+
+#ifndef ZTBCPP31_H
+#define ZTBCPP31_H
+
+#include "ztbconfigfile.h"
+#include "ztbconfigoptions.h"
+#include "ztbdate.h"
+#include "ztbdefs.h"
+#include "ztbdir.h"
+#include "ztbinit.h"
+#include "ztbmempool.h"
+#include "ztbmessage.h"
+#include "ztbstartup.h"
+#include "ztbstring.h"
+#include "ztbstringformat.h"
+#include "ztbtxtfile.h"
+
+#endif
