@@ -1,28 +1,85 @@
 // SPDX-License-Identifier: MIT
 //
 // Building blocks: their start and stop, locks, atomic counters.
+//
+// Rules for all of them:
+// 1. Everything works at any time: before ztbbInitialize, before main, while static objects are
+//    destroyed, and after ztbbTerminate.
+// 2. Every lock survives fork() in a process with threads: before the fork each lock is taken, and
+//    it is free again in parent and child afterwards. A lock that the forking thread itself holds
+//    exclusively stays held in both. A thread must not fork while it holds a lock in shared mode.
+// 3. The uncontended way of a lock or counter is a few inlined instructions. While the process has
+//    one thread they do without the bus lock.
+// 4. Nothing here allocates but ztLockCreate, and nothing throws.
 
 #ifndef ZTBB10_H
 #define ZTBB10_H
 
 struct ZtLockRecord;
+
+// A lock, or null for none. Belongs to whoever created it.
 using ZtLock = ZtLockRecord*;
 
+// Starts the building blocks for the program at `executablePath` (not looked at on Linux).
+// 0 on success; otherwise the reason, terminated and cut to `errorTextSize` bytes, is in
+// `errorText`. May be called again after ztbbTerminate.
 int ztbbInitialize(char const* executablePath, char* errorText, int errorTextSize);
+
+// Stops the building blocks. Harmless at any time, also when ztbbInitialize was never reached;
+// existing locks stay good.
 void ztbbTerminate();
 
+// A new lock: with `shared` 0 it is exclusive only, with 1 it has a shared and an exclusive mode.
+// With `held` 1 the calling thread already holds it exclusively. Null when memory ran out.
 ZtLock ztLockCreate(int shared, int held);
+
+// Takes the lock in `mode` 1 exclusive or 0 shared; a lock without a shared mode is always taken
+// exclusively. Waits as long as it takes if `wait` is 1, and not at all if it is 0. 0 when the lock
+// was taken; otherwise, as for a null lock, nothing was taken. Not recursive: a thread that takes a
+// lock twice waits for ever. Waiting writers keep new readers out, so that they get their turn.
 int ztLockGet(ZtLock lock, int mode, int wait);
+
+// Gives back a lock that this thread holds, in whichever mode. A null lock does nothing.
 void ztLockRelease(ZtLock lock);
+
+// Ends a lock that nobody holds or waits for but, at most, the caller. A null lock does nothing.
 void ztLockDestroy(ZtLock lock);
 
+// Holds a lock for the length of a block.
+class ZtLockHold {
+ public:
+  enum Mode { kShared = 0, kExclusive = 1 };
+
+  explicit ZtLockHold(ZtLock lock, Mode mode = kExclusive) : mLock(lock) {
+    ztLockGet(mLock, mode, 1);
+  }
+  ZtLockHold(ZtLockHold const&) = delete;
+  ZtLockHold& operator=(ZtLockHold const&) = delete;
+  ~ZtLockHold() { ztLockRelease(mLock); }
+
+ private:
+  ZtLock mLock;
+};
+
+// A counter that threads may change side by side. Plain data; ztAtomInit begins its life.
 struct ZtAtom {
   int value;
 };
 
+// Sets the counter, with nobody else at it.
 void ztAtomInit(ZtAtom* counter, int value);
+
+// Adds 1. Orders nothing: a reference is only added by someone who has one.
 void ztAtomAdd(ZtAtom* counter);
+
+// Takes off 1 and gives the new value. What any thread did before its ztAtomSub is seen by the
+// thread whose ztAtomSub comes last.
 int ztAtomSub(ZtAtom* counter);
+
+// The value now; sees what happened before the ztAtomSub calls that led to it.
 int ztAtomGet(ZtAtom const* counter);
+
+// What the system inlines for the functions above.
+#include "ztbb10_inline.h"
 
 #endif
