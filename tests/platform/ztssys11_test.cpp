@@ -1,0 +1,246 @@
+// SPDX-License-Identifier: MIT
+//
+// The system layer: environment, character set of the locale, local time, unique text, modules.
+
+#include "ztssys11.h"
+
+#include <gtest/gtest.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdio>
+#include <cstring>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+std::string getVariable(char const* name, unsigned size = 64) {
+  std::vector<char> buffer(size, 'x');
+  np_env_get(name, buffer.data(), size);
+  return buffer.data();
+}
+
+// Sets a variable for one test.
+class Variable {
+ public:
+  Variable(char const* name, char const* value) : mName(name) {
+    mWasSet = np_env_get(name, mOld, sizeof mOld) == np_env_found;
+    np_env_set(name, value);
+  }
+  Variable(Variable const&) = delete;
+  Variable& operator=(Variable const&) = delete;
+  ~Variable() { np_env_set(mName, mWasSet ? mOld : nullptr); }
+
+ private:
+  char const* mName;
+  char mOld[512] = "";
+  bool mWasSet;
+};
+
+std::vector<std::string> walk() {
+  std::vector<std::string> entries;
+  np_env_walk(
+      [](void* context, char const* entry) {
+        static_cast<std::vector<std::string>*>(context)->emplace_back(entry);
+      },
+      &entries);
+  return entries;
+}
+
+// What a forked child writes down a pipe.
+std::string fromChild(void (*work)(int descriptor)) {
+  int ends[2];
+  EXPECT_EQ(0, pipe(ends));
+  pid_t const child = fork();
+  if (child == 0) {
+    work(ends[1]);
+    _exit(0);
+  }
+  close(ends[1]);
+  std::string text;
+  char piece[512];
+  ssize_t count = 0;
+  while ((count = read(ends[0], piece, sizeof piece)) > 0) {
+    text.append(piece, static_cast<std::size_t>(count));
+  }
+  close(ends[0]);
+  waitpid(child, nullptr, 0);
+  return text;
+}
+
+TEST(Environment, ValueIsDeliveredWholeOrNotAtAll) {
+  Variable const variable("ZTB_TEST_VALUE", "1234567");
+  char buffer[9] = "xxxxxxxx";
+  EXPECT_EQ(np_env_found, np_env_get("ZTB_TEST_VALUE", buffer, 8));
+  EXPECT_STREQ("1234567", buffer);
+  EXPECT_EQ(np_env_too_long, np_env_get("ZTB_TEST_VALUE", buffer, 7));
+  EXPECT_STREQ("", buffer);
+  EXPECT_EQ(np_env_too_long, np_env_get("ZTB_TEST_VALUE", nullptr, 0));
+  EXPECT_EQ(np_env_unset, np_env_get("ZTB_TEST_UNSET", buffer, 8));
+}
+
+TEST(Environment, SetReplacesEmptiesAndRemoves) {
+  Variable const variable("ZTB_TEST_VALUE", "one");
+  EXPECT_EQ(0, np_env_set("ZTB_TEST_VALUE", "two=2"));
+  EXPECT_EQ("two=2", getVariable("ZTB_TEST_VALUE"));
+  EXPECT_EQ(0, np_env_set("ZTB_TEST_VALUE", ""));
+  char buffer[4];
+  EXPECT_EQ(np_env_found, np_env_get("ZTB_TEST_VALUE", buffer, sizeof buffer));
+  EXPECT_EQ(0, np_env_set("ZTB_TEST_VALUE", nullptr));
+  EXPECT_EQ(np_env_unset, np_env_get("ZTB_TEST_VALUE", buffer, sizeof buffer));
+}
+
+TEST(Environment, WhatIsNoNameIsRefused) {
+  for (char const* name : {static_cast<char const*>(nullptr), "", "=", "A=B"}) {
+    SCOPED_TRACE(name == nullptr ? "null" : name);
+    char buffer[4] = "xxx";
+    EXPECT_NE(0, np_env_set(name, "value"));
+    EXPECT_EQ(np_env_unset, np_env_get(name, buffer, sizeof buffer));
+    EXPECT_STREQ("", buffer);
+  }
+}
+
+TEST(Environment, WalkDeliversLongEntriesWholeAndLetsTheVisitorChangeThem) {
+  std::string const value(100'000, '\xE4');
+  Variable const variable("ZTB_TEST_LONG", value.c_str());
+  std::vector<std::string> const entries = walk();
+  EXPECT_EQ(1, std::count(entries.begin(), entries.end(), "ZTB_TEST_LONG=" + value));
+  np_env_walk([](void*, char const*) { np_env_set("ZTB_TEST_LONG", "changed"); }, nullptr);
+  EXPECT_EQ("changed", getVariable("ZTB_TEST_LONG"));
+}
+
+TEST(Environment, AnEmptyEnvironmentHasNoEntries) {
+  EXPECT_EQ("0", fromChild([](int descriptor) {
+              clearenv();
+              std::string const count = std::to_string(walk().size());
+              if (write(descriptor, count.data(), count.size()) < 0) _exit(1);
+            }));
+}
+
+TEST(EnvironmentThreads, SettingAndReadingAreSafeBesideEachOther) {
+  Variable const variable("ZTB_TEST_SHARED", "a");
+  std::thread writer([] {
+    for (int i = 0; i < 2000; ++i) {
+      np_env_set("ZTB_TEST_SHARED", std::string(static_cast<std::size_t>(i % 50), 'a').c_str());
+      np_env_set(("ZTB_TEST_" + std::to_string(i % 20)).c_str(), i % 3 == 0 ? nullptr : "x");
+    }
+  });
+  for (int i = 0; i < 500; ++i) {
+    EXPECT_EQ(std::string::npos, getVariable("ZTB_TEST_SHARED").find_first_not_of('a'));
+    EXPECT_FALSE(walk().empty());
+    char charset[64];
+    EXPECT_EQ(0, np_lcinfo_charset(charset, sizeof charset));
+  }
+  writer.join();
+}
+
+TEST(Charset, FollowsTheUsersSettingsInTheirOrder) {
+  struct {
+    char const* all;
+    char const* ctype;
+    char const* lang;
+    char const* charset;
+  } const rows[] = {
+      {"", "", "", "ANSI_X3.4-1968"},
+      {"", "", "C.UTF-8", "UTF-8"},
+      {"", "C.UTF-8", "xx_XX.KOI8-R", "UTF-8"},
+      {"xx_XX.KOI8-R@euro", "C.UTF-8", "C.UTF-8", "KOI8-R"},
+      {"xx_XX", "C.UTF-8", "C.UTF-8", "ANSI_X3.4-1968"},
+  };
+  for (auto const& row : rows) {
+    SCOPED_TRACE(std::string(row.all) + "|" + row.ctype + "|" + row.lang);
+    Variable const all("LC_ALL", row.all);
+    Variable const ctype("LC_CTYPE", row.ctype);
+    Variable const lang("LANG", row.lang);
+    char charset[64];
+    EXPECT_EQ(0, np_lcinfo_charset(charset, sizeof charset));
+    EXPECT_STREQ(row.charset, charset);
+    EXPECT_NE(0, np_lcinfo_charset(charset, 5));
+    EXPECT_STREQ("", charset);
+  }
+}
+
+TEST(LocalTime, FollowsTheZoneOfTheMoment) {
+  struct {
+    char const* zone;
+    long long seconds;
+    char const* local;
+  } const rows[] = {
+      {"UTC0", 0, "1970-1-1 0:0:0"},
+      {"EST5", 0, "1969-12-31 19:0:0"},
+      {"XYZ-5:30", -1, "1970-1-1 5:29:59"},
+      {"UTC0", 0xFFFFFFFFLL, "2106-2-7 6:28:15"},
+      {"CET-1CEST,M3.5.0,M10.5.0/3", 1'719'835'200, "2024-7-1 14:0:0"},
+  };
+  for (auto const& row : rows) {
+    SCOPED_TRACE(row.zone);
+    Variable const zone("TZ", row.zone);
+    int e[6];
+    ASSERT_EQ(0, np_stamp_local(row.seconds, &e[0], &e[1], &e[2], &e[3], &e[4], &e[5]));
+    char text[64];
+    std::snprintf(text, sizeof text, "%d-%d-%d %d:%d:%d", e[0], e[1], e[2], e[3], e[4], e[5]);
+    EXPECT_STREQ(row.local, text);
+  }
+  int ignored = 7;
+  EXPECT_NE(0,
+            np_stamp_local(1LL << 62, &ignored, &ignored, &ignored, &ignored, &ignored, &ignored));
+  EXPECT_EQ(7, ignored);
+}
+
+std::string uniqueText() {
+  char buffer[np_uniq_size];
+  std::memset(buffer, 'x', sizeof buffer);
+  np_uniq_s64(buffer);
+  return buffer;
+}
+
+void writeUniqueTexts(int descriptor) {
+  for (int i = 0; i < 100; ++i) {
+    if (write(descriptor, (uniqueText() + "\n").c_str(), 17) != 17) _exit(1);
+  }
+}
+
+// Makes the kernel refuse random bytes to this process, as an old or a fenced-in one does.
+void refuseRandomBytes() {
+  sock_filter program[] = {
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_getrandom, 0, 1),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOSYS),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+  };
+  sock_fprog const filter{static_cast<unsigned short>(std::size(program)), program};
+  bool const installed = prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+                         prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0;
+  if (!installed) _exit(1);
+}
+
+TEST(UniqueText, ParentAndChildrenNeverMeet) {
+  std::set<std::string> seen;
+  std::string const texts =
+      fromChild(writeUniqueTexts) + fromChild(writeUniqueTexts) + fromChild([](int descriptor) {
+        refuseRandomBytes();
+        writeUniqueTexts(descriptor);
+      });
+  ASSERT_EQ(300u * 17, texts.size());
+  for (std::size_t at = 0; at < texts.size(); at += 17) seen.insert(texts.substr(at, 16));
+  for (int i = 0; i < 10'000; ++i) seen.insert(uniqueText());
+  EXPECT_EQ(10'300u, seen.size());
+  for (std::string const& text : seen) {
+    ASSERT_EQ(16u, text.size());
+    ASSERT_EQ(std::string::npos,
+              text.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz"
+                                     "0123456789-_"))
+        << text;
+  }
+}
+
+}  // namespace
