@@ -1,6 +1,29 @@
 // SPDX-License-Identifier: MIT
 //
-// The string that every interface of the library takes and gives.
+// The string that every interface of the library takes and gives: NUL-terminated UTF-8 with
+// copy-on-write sharing, a form that holds a caller's text without copying it, and a null state
+// that is distinct from the empty string.
+//
+// Forms. A string is null (no text at all), static (it holds a pointer to text that outlives it) or
+// shared (its text lives in a reference-counted body from the memory pool). Any write to a static
+// string gives it a body of its own; a string never becomes static again. An empty text, static or
+// shared, is not null.
+//
+// Units. Every position and count is in characters, as np_uchar_length counts them: a well-formed
+// UTF-8 sequence is one, and so is each byte that begins none. Only cStrSize and the count of
+// assignBytes are in bytes. A text has at most 2,147,483,647 bytes; what would be longer fails as
+// if memory had run out.
+//
+// Lifetime. Bodies need the pool: before ztbInitialize, whatever has to copy text fails as it does
+// without memory, while the static form and reading work at all times. The pool takes all bodies
+// with it at the last ztbShutdown, so a string that is destroyed, set to null or overwritten after
+// that lets go of its body without touching it; its text must not be read any more.
+//
+// Threads. Different strings that share a body may be copied, read, changed and destroyed on
+// different threads. One and the same object is not protected.
+//
+// Failure. Nothing throws. The only failure is memory, and each operation says what it then leaves.
+// A `bool*` argument is an error flag that may be null: true means that the operation failed.
 
 #ifndef ZTBSTRING_H
 #define ZTBSTRING_H
@@ -9,53 +32,140 @@
 
 class ZTB_API ZtbString {
  public:
+  // The null string.
   ZtbString();
+
+  // With `isStatic` true: holds `text` without copying it. The caller keeps the text alive and
+  // unchanged for as long as this string or any copy of it lives; literals are what this is for.
+  //   options.setOption(ZtbString("BASE/TEMP", true), path);
+  // With `isStatic` false: a copy of `text`. A null `text` gives the null string, and so do a
+  // failed copy and a static text of more than 2,147,483,647 bytes.
   ZtbString(char const* text, bool isStatic);
+
+  // Shares the other's text: no allocation, one atomic increment for a shared body.
   ZtbString(ZtbString const& other);
   virtual ~ZtbString();
   ZtbString const& operator=(ZtbString const& other);
 
+  // True for the null string only; an empty text is not null.
   bool isNull() const;
+
+  // Makes this the null string.
   void setNull();
+
+  // The text, terminated; an empty text for the null string, never a null pointer. Belongs to the
+  // string, and is good until the string is next changed or destroyed.
   char const* asCstr() const;
+
+  // The number that the text spells in decimal, surrounding blanks allowed. 0 with the flag true
+  // for the null string, for a text that is no number, and for one that doesn't fit.
   int asInt(bool* failed) const;
   __int64 asInt64(bool* failed) const;
+
+  // As asInt, for a number with a "." and an exponent if need be, in every locale alike.
   double asDouble(bool* failed) const;
+
+  // Characters of the text; 0 for null. Constant time.
   unsigned int length() const;
+
+  // Bytes of the text with its terminator; 1 for null. Constant time.
   unsigned int cStrSize() const;
+
+  // Negative, zero or positive as this text sorts before, with or behind the other. Null equals
+  // null (a null pointer, or a null `other`) and sorts before every text, also the empty one. With
+  // `caseSensitive` bytes are compared as unsigned values and the result is -1, 0 or 1; without,
+  // characters are compared by Unicode case folding.
   int compare(char const* text, bool caseSensitive) const;
   int compare(ZtbString const& other, bool caseSensitive) const;
+
+  // The first occurrence of `needle` at or behind character `start`, as a character index, or -1.
+  // A negative `start` counts as 0. A null or empty needle is found nowhere.
   int find(ZtbString const& needle, int start) const;
+
+  // The last occurrence, as a character index, or -1. Occurrences may overlap: "aa" is in "aaa"
+  // at 1.
   int rfind(ZtbString const& needle) const;
+
+  // Give this string a new text, and the string itself back: the decimal text of a number (a double
+  // with up to 15 significant digits as by "%.15g", with a "." in every locale), or a copy of
+  // `text`, whole or up to `nChars` characters (a negative count is the whole). A null `text` gives
+  // an empty string, not a null one. `text` may point into this string. When memory runs out the
+  // string is null.
   ZtbString const& assign(int number);
   ZtbString const& assign(__int64 number);
   ZtbString const& assign(unsigned __int64 number);
   ZtbString const& assign(double number);
   ZtbString const& assign(char const* text);
   ZtbString const& assign(char const* text, int nChars);
+
+  // As assign, with as many whole characters as fit in `nBytes` bytes, up to the terminator or the
+  // first byte that begins no well-formed character. `text` need not be terminated if it has
+  // `nBytes` bytes and no cut character at their end. A null `text` or a count below 1 gives an
+  // empty string.
   ZtbString const& assignBytes(char const* text, int nBytes);
+
+  // Add text at the end. On failure the string stays as it was and the flag is true; otherwise it
+  // is false. Amortised by doubling, so a million appends of a character cost a few dozen copies.
+  // `text` may point into this string, and `other` may be this string.
+  //
+  // The string form adds nothing for a null `other`. A null string takes over the other's form
+  // instead: it shares the body, or becomes static and holds the other's pointer.
+  // The text forms add up to `nChars` characters (a negative count is all), and nothing for a null
+  // `text`; a null string becomes non-null by them, also when nothing is added.
   ZtbString& append(ZtbString const& other, bool* failed);
   ZtbString& append(char const* text, bool* failed);
   ZtbString& append(char const* text, int nChars, bool* failed);
+
+  // A copy of up to `count` characters from character `start` on, or of the rest if `count` is
+  // negative. Empty for a `start` at or past the end; null for the null string and when memory ran
+  // out.
   ZtbString mid(unsigned int start, int count) const;
+
+  // A copy of the last `count` characters: all for a count above the length, none for one below 1.
   ZtbString right(int count) const;
+
+  // A copy with the first `count` occurrences of `from` at or behind character `start` replaced by
+  // `to`, all of them if `count` is negative. What `to` brings in is not searched. A null or empty
+  // `from`, a `count` of 0 and a `start` past the end replace nothing; a null `to` removes. Null
+  // for the null string and when memory ran out. Linear in the two texts.
+  //   ZtbString("a-b-c", true).replace(dash, plus, 0, 1)    // "a+b-c"
   ZtbString replace(ZtbString const& from, ZtbString const& to, unsigned int start,
                     int count) const;
+
+  // Keeps the first `nChars` characters; a string that isn't longer stays as it is. When memory
+  // runs out the string is null.
   void truncate(unsigned int nChars);
+
+  // Remove white space (Unicode White_Space), or every character equal to `codePoint`, from the
+  // chosen ends, and give the characters removed. 0 with the string unchanged when memory runs out.
+  // A string with nothing to remove is left alone. `codePoint` 0 matches nothing, and -1 matches
+  // the bytes that begin no well-formed character.
   int trim(bool left, bool right);
   int trimChar(int codePoint, bool left, bool right);
+
+  // Map the text by the Unicode case mappings. The result may differ in length. False only when
+  // memory ran out, with the string unchanged.
   bool lowercase();
   bool uppercase();
 
  private:
   struct InternalString;
 
+  // A body with an unterminated buffer for `capacityFor` bytes and a terminator, or null.
   InternalString* newString(unsigned int capacityFor);
+  // Installs a body in place of whatever the string holds.
   void replaceString(InternalString* body);
+  // Add to the body, or make a new one; negative counts are unknown.
   bool doAppend(char const* text, int nChars, int nBytes);
   bool doAssign(char const* text, int nChars, int nBytes);
+  // Gives a static string a body; on failure it stays static.
   bool convertStatic();
+  // Makes the string writable in place: afterwards it has a body of its own.
   bool prepWrite();
+  // Keeps `nBytes` bytes from `firstByte` on, which takes off `charsCut` characters.
+  int keepBytes(unsigned int firstByte, unsigned int nBytes, unsigned int charsCut);
+  // Rebuilds the text by a case mapping of ztschr12.
+  bool mapCase(unsigned int (*mapping)(char const* source, char* target, unsigned int size));
 
   InternalString* internal;
   char const* staticText;
@@ -63,6 +173,8 @@ class ZTB_API ZtbString {
   int staticBytes;
 };
 
+// Order two strings for containers, null first: by their bytes, and by Unicode case folding.
+//   std::map<ZtbString, int, ZtbStringLessInsensitive> options;
 class ZTB_API ZtbStringLess {
  public:
   bool operator()(ZtbString const& a, ZtbString const& b) const;
@@ -73,6 +185,7 @@ class ZTB_API ZtbStringLessInsensitive {
   bool operator()(ZtbString const& a, ZtbString const& b) const;
 };
 
+// The order of ZtbStringLess.
 ZTB_API bool operator<(ZtbString const& a, ZtbString const& b);
 
 #endif
