@@ -1,0 +1,243 @@
+// SPDX-License-Identifier: MIT
+//
+// The walk over UTF-8 text, and case. Unicode's case tables come from utf8proc.
+
+#include "ztschr12.h"
+
+#include <utf8proc.h>
+
+#include <algorithm>
+#include <climits>
+#include <cstdint>
+#include <cstring>
+
+#include "ztschr12_utf8.h"
+
+namespace {
+
+struct Place {
+  char const* position;
+  std::size_t chars;
+};
+
+inline unsigned saturated(std::size_t count) {
+  return static_cast<unsigned>(std::min<std::size_t>(count, UINT_MAX));
+}
+
+inline bool isAscii8(char const* p) {
+  std::uint64_t bytes;
+  std::memcpy(&bytes, p, sizeof bytes);
+  return (bytes & 0x8080808080808080u) == 0;
+}
+
+// One character, or eight if they are ASCII and lie before `end`.
+inline void stepOn(Place& at, char const* end) {
+  if (end - at.position >= 8 && isAscii8(at.position)) {
+    at.position += 8;
+    at.chars += 8;
+    return;
+  }
+  int const bytes = np_uchar_sequence(at.position);
+  at.position += bytes == 0 ? 1 : bytes;
+  ++at.chars;
+}
+
+// Walks from `begin` until `end` is reached or passed. The text goes on behind `end` or stops
+// there, so the last character may end behind it.
+Place walk(char const* begin, char const* end) {
+  constexpr std::ptrdiff_t kBlock = 64;
+  Place at{begin, 0};
+  while (at.position < end) {
+    if (end - at.position >= kBlock) {
+      NpUtf8Run const run = np_utf8_run(at.position, static_cast<std::size_t>(end - at.position));
+      at.position += run.bytes;
+      at.chars += run.chars;
+    }
+    char const* const pause = end - at.position > kBlock ? at.position + kBlock : end;
+    while (at.position < pause) stepOn(at, end);
+  }
+  return at;
+}
+
+// The place of `n` characters on, or of the text's end if it is nearer. As n characters have at
+// least n bytes, the walk may take that many without looking.
+Place walkChars(char const* text, std::size_t n) {
+  constexpr std::size_t kWindow = 16384;
+  constexpr std::size_t kNear = 16;
+  Place at{text, 0};
+  while (n - at.chars >= kNear) {
+    std::size_t const want = std::min(n - at.chars, kWindow);
+    std::size_t const bytes = strnlen(at.position, want);
+    Place const on = walk(at.position, at.position + bytes);
+    at = {on.position, at.chars + on.chars};
+    if (bytes < want) return at;
+  }
+  while (at.chars < n && *at.position != '\0') stepOn(at, at.position);
+  return at;
+}
+
+// The greatest place that isn't behind `limit` and where a character of the text begins.
+char const* borderBefore(char const* text, char const* limit) {
+  for (std::ptrdiff_t back = 1; back <= 3 && back <= limit - text; ++back) {
+    if (np_uchar_sequence(limit - back) > back) return limit - back;
+  }
+  return limit;
+}
+
+// One side of a comparison: what is folded but not yet compared, and the text behind it.
+class FoldedText {
+ public:
+  explicit FoldedText(char const* text) : mText(text) {}
+
+  // The next code point of the folded text, 0 at its end; an ill-formed byte lies above them all.
+  unsigned next() {
+    if (mTaken < mCount) return static_cast<unsigned>(mFolded[mTaken++]);
+    auto const byte = static_cast<unsigned char>(*mText);
+    int width;
+    unsigned const c = np_uchar_toint(mText, &width);
+    mText += width;
+    if (c == np_uchar_illformed) return kBehindAll + byte;
+    return c < 0x80 ? asciiLower(byte) : fold(c);
+  }
+
+  bool isBetweenCharacters() const { return mTaken == mCount; }
+  char const* text() const { return mText; }
+  void moveTo(char const* text) { mText = text; }
+
+  static unsigned asciiLower(unsigned c) { return c - 0x41u < 26 ? c + 32 : c; }
+
+ private:
+  static constexpr unsigned kBehindAll = 0x110000;
+
+  unsigned fold(unsigned c) {
+    int boundary = 0;
+    auto const count = utf8proc_decompose_char(static_cast<utf8proc_int32_t>(c), mFolded, kMost,
+                                               UTF8PROC_CASEFOLD, &boundary);
+    if (count < 1 || count > kMost) return c;
+    mCount = static_cast<int>(count);
+    mTaken = 1;
+    return static_cast<unsigned>(mFolded[0]);
+  }
+
+  static constexpr int kMost = 4;
+  char const* mText;
+  utf8proc_int32_t mFolded[kMost];
+  int mCount = 0;
+  int mTaken = 0;
+};
+
+int compareFolded(char const* a, char const* b) {
+  FoldedText left(a), right(b);
+  for (;;) {
+    unsigned const l = left.next(), r = right.next();
+    if (l != r) return l < r ? -1 : 1;
+    if (l == 0) return 0;
+  }
+}
+
+// Puts mapped characters into a buffer that may be too small or absent.
+class MappedText {
+ public:
+  MappedText(char* target, unsigned size) : mTarget(target), mRoom(size == 0 ? 0 : size - 1) {}
+
+  // False if it doesn't fit.
+  bool put(char const* bytes, std::size_t count) {
+    if (mTarget != nullptr) {
+      if (count > mRoom - mBytes) return false;
+      std::memcpy(mTarget + mBytes, bytes, count);
+    }
+    mBytes += count;
+    return true;
+  }
+
+  unsigned end(unsigned size) {
+    if (mTarget != nullptr && size > 0) mTarget[mBytes] = '\0';
+    return saturated(mBytes);
+  }
+
+ private:
+  char* mTarget;
+  std::size_t mRoom;
+  std::size_t mBytes = 0;
+};
+
+using CaseMap = utf8proc_int32_t (*)(utf8proc_int32_t);
+
+bool putMapped(MappedText& out, char const* text, int width, unsigned c, CaseMap map) {
+  if (c == np_uchar_illformed) return out.put(text, 1);
+  utf8proc_int32_t const mapped = map(static_cast<utf8proc_int32_t>(c));
+  if (static_cast<unsigned>(mapped) == c) return out.put(text, static_cast<std::size_t>(width));
+  utf8proc_uint8_t bytes[4];
+  auto const count = utf8proc_encode_char(mapped, bytes);
+  return out.put(reinterpret_cast<char const*>(bytes), static_cast<std::size_t>(count));
+}
+
+// `first` is the first of the 26 ASCII letters that change.
+unsigned mapCase(char const* source, char* target, unsigned targetSize, char first, CaseMap map) {
+  MappedText out(target, targetSize);
+  int width;
+  for (char const* p = source; unsigned const c = np_uchar_toint(p, &width); p += width) {
+    if (c < 0x80) {
+      bool const changes = c - static_cast<unsigned char>(first) < 26u;
+      char const mapped = static_cast<char>(changes ? c ^ 0x20u : c);
+      if (!out.put(&mapped, 1)) break;
+    } else if (!putMapped(out, p, width, c, map)) {
+      break;
+    }
+  }
+  return out.end(targetSize);
+}
+
+}  // namespace
+
+unsigned np_uchar_length(char const* text) {
+  return saturated(walk(text, text + std::strlen(text)).chars);
+}
+
+char* np_uchar_seekfar(char const* text, int n) {
+  if (n < 0) return nullptr;
+  auto const count = static_cast<std::size_t>(n);
+  Place const at = walkChars(text, count);
+  return at.chars < count ? nullptr : const_cast<char*>(at.position);
+}
+
+unsigned np_uchar_tell(char const* base, char const* position) {
+  return saturated(walk(base, position).chars);
+}
+
+unsigned np_uchar_bufncopy(char* target, char const* source, unsigned targetCapacity,
+                           unsigned nChars) {
+  if (targetCapacity == 0) return 0;
+  std::size_t bytes = strnlen(source, targetCapacity);
+  if (bytes == targetCapacity) {
+    bytes = static_cast<std::size_t>(borderBefore(source, source + bytes - 1) - source);
+  }
+  if (nChars < bytes) {
+    auto const wanted = static_cast<std::size_t>(walkChars(source, nChars).position - source);
+    bytes = std::min(bytes, wanted);
+  }
+  std::memmove(target, source, bytes);
+  target[bytes] = '\0';
+  return static_cast<unsigned>(bytes);
+}
+
+int np_uchar_icomp(char const* a, char const* b) {
+  for (;; ++a, ++b) {
+    auto const l = static_cast<unsigned char>(*a), r = static_cast<unsigned char>(*b);
+    if ((l | r) >= 0x80) return compareFolded(a, b);
+    if (l != r) {
+      unsigned const left = FoldedText::asciiLower(l), right = FoldedText::asciiLower(r);
+      if (left != right) return left < right ? -1 : 1;
+    } else if (l == 0) {
+      return 0;
+    }
+  }
+}
+
+unsigned np_uchar_lower(char const* source, char* target, unsigned targetSize) {
+  return mapCase(source, target, targetSize, 'A', utf8proc_tolower);
+}
+
+unsigned np_uchar_upper(char const* source, char* target, unsigned targetSize) {
+  return mapCase(source, target, targetSize, 'a', utf8proc_toupper);
+}
