@@ -1,12 +1,16 @@
 // SPDX-License-Identifier: MIT
 //
 // Strings to values: number parsing and date operations.
+//
+// Rules for all functions: no function throws, allocates memory, or keeps anything between two
+// calls. All may be called from any thread at once. Only zts_get_date_format, and
+// zts_string_to_date with the format 0, read the process locale; only zts_timetoday reads the TZ
+// setting. A pointer that takes a result must not be null. Results are written on success only;
+// after a failure they hold what they held before. How success is told differs by function and
+// stands with each.
 
 #ifndef ZTSSTR12_H
 #define ZTSSTR12_H
-
-// The order of the elements in a numeric date text. Opaque to callers but for being passed on.
-using ZtsDateFormat = int;
 
 // Numbers
 //
@@ -22,22 +26,77 @@ using ZtsDateFormat = int;
 // integer with a point or an exponent. Reals are rounded to the nearest double; one whose
 // magnitude overflows, or underflows to zero, is out of range.
 // Result: 1 a number was read; 0 the text, or a null pointer, is no number; -1 it is a number that
-// the type can't hold. `*result` changes only with 1. The reserved arguments are 0 and not looked
-// at.
+// the type can't hold. The reserved arguments are 0 and not looked at.
 int zts_numparse(char const* text, int* result, int reserved1, int reserved2);
 int zts_numparse64(char const* text, long long* result, int reserved1, int reserved2);
 int zts_numparsedbl(char const* text, double* result);
 
+// Moments
+//
+// A moment is a double that counts seconds since 1970-01-01 00:00:00 on the proleptic Gregorian
+// calendar, with the milliseconds as its fraction. It carries no time zone, and every day has
+// 86,400 seconds. The elements are year 1 to 9999, month 1 to 12, day 1 to the last of the month,
+// hour 0 to 23, minute and second 0 to 59 (so there is no leap second), milli 0 to 999. Later
+// moments have larger doubles, and each moment of whole milliseconds has exactly one.
+
+// Compose a moment from its elements. Non-zero on success; zero for elements that are out of range
+// or name a day that the calendar doesn't have.
 int zts_compose_date(int year, int month, int day, int hour, int minute, int second, double* value);
 int zts_compose_date_milli(int year, int month, int day, int hour, int minute, int second,
                            int milli, double* value);
+
+// Decompose a moment into its elements: the inverse of the above. The value is first rounded to
+// the nearest millisecond, half a millisecond away from 1970, with carries into every element up
+// to the year; the form without milliseconds then leaves those out. Non-zero on success; zero for
+// a NaN, an infinity and what rounds to a moment outside the years 1 to 9999.
 int zts_decompose_date(double value, int* year, int* month, int* day, int* hour, int* minute,
                        int* second);
 int zts_decompose_date_milli(double value, int* year, int* month, int* day, int* hour, int* minute,
                              int* second, int* milli);
+
+// The order of the elements in a numeric date text: one of the values below. Callers only pass it
+// from zts_get_date_format to zts_string_to_date.
+using ZtsDateFormat = int;
+enum ZtsDateOrder : ZtsDateFormat {
+  zts_date_locale = 0,  // what zts_get_date_format gives, looked up if the text needs it
+  zts_date_dmy = 1,
+  zts_date_ymd = 2,
+  zts_date_mdy = 3,
+};
+
+// Reads a whole text as a date, a time or both:
+//
+//   text    = [space] (date [("T" | [","] space) time] | time) [space]
+//   date    = numeric | named
+//   numeric = year4 s n s n          year, month, day, whatever the format says
+//           | n s n s year           month, day, year    with zts_date_mdy
+//           | n s n s year           day, month, year    with zts_date_dmy
+//           | year2 s n s n          year, month, day    with zts_date_ymd
+//   s       = "-" | "/" | "."        the same in both places
+//   named   = n gap month gap year | month gap n gap year | year4 gap month gap n
+//   gap     = "-" | "/" | ("," | ".") [space] | space
+//   month   = an English month name in full or its first three letters
+//   time    = n ":" d d [":" d d [("." | ",") d+]] [[space] ("AM" | "PM")]
+//   year    = year4 | year2;  year4 = d d d d;  year2 = d d;  n = d [d];  d = "0" to "9"
+//
+// Letters count in either case; `space` is as for numbers. A year of two digits is 19xx from 69 on
+// and 20xx below. With AM or PM the hour is 1 to 12. A fraction of a second is checked and left
+// out. A date without a time is its midnight; a time without a date lies on 1970-01-01, so that its
+// moment is the seconds since midnight. There are no time zones: "Z" or an offset is refused, as it
+// would have to be dropped. Nothing that is a number, with sign, exponent or blanks, is a date.
+// Result: zero on success; non-zero for a null pointer, a text that doesn't fit the grammar, a
+// moment that doesn't exist, and a numeric text without a year of four digits in front under a
+// format that isn't in the list.
 int zts_string_to_date(char const* text, int* year, int* month, int* day, int* hour, int* minute,
                        int* second, ZtsDateFormat format);
+
+// The current date format: the order in which the process locale (LC_TIME) writes day, month and
+// year by its short date form; zts_date_mdy if that tells none. Never zts_date_locale.
 ZtsDateFormat zts_get_date_format();
+
+// The present moment to the millisecond, as local time or as GMT. Local time follows the TZ
+// variable as it stands at the call, or else the system's zone. A leap second, where the zone
+// tells one, shows as the second before it. NaN if the clock tells a year outside 1 to 9999.
 double zts_timetoday();
 double zts_gmtimetoday();
 

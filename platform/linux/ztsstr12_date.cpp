@@ -1,0 +1,129 @@
+// SPDX-License-Identifier: MIT
+//
+// Moments from and to their elements, by the calendar types of the standard library, and the
+// present moment from the clock.
+
+#include <chrono>
+#include <cmath>
+#include <cstdint>
+#include <ctime>
+#include <limits>
+
+#include "ztsstr12.h"
+#include "ztssys11_env.h"
+
+namespace {
+
+constexpr std::int64_t kMillisADay = 86'400'000;
+
+constexpr std::int64_t daysSinceEpoch(int year, int month, int day) {
+  using std::chrono::sys_days;
+  auto const date = std::chrono::year(year) / month / day;
+  return sys_days(date).time_since_epoch().count();
+}
+
+constexpr std::int64_t kFirstMilli = daysSinceEpoch(1, 1, 1) * kMillisADay;
+constexpr std::int64_t kEndMilli = daysSinceEpoch(10000, 1, 1) * kMillisADay;
+
+bool isBetween(int value, int low, int high) {
+  return value >= low && value <= high;
+}
+
+bool isCalendarDay(int year, int month, int day) {
+  if (!isBetween(year, 1, 9999) || !isBetween(month, 1, 12) || !isBetween(day, 1, 31)) return false;
+  return day <= 28 || (std::chrono::year(year) / month / day).ok();
+}
+
+bool isTimeOfDay(int hour, int minute, int second, int milli) {
+  return isBetween(hour, 0, 23) && isBetween(minute, 0, 59) && isBetween(second, 0, 59) &&
+         isBetween(milli, 0, 999);
+}
+
+// The moment in whole milliseconds, rounded to the nearest; false outside the years 1 to 9999.
+bool toMillis(double value, std::int64_t* millis) {
+  double const rounded = std::round(value * 1000.0);
+  // Also refuses a NaN, which compares as false.
+  if (!(rounded >= static_cast<double>(kFirstMilli) && rounded < static_cast<double>(kEndMilli))) {
+    return false;
+  }
+  *millis = static_cast<std::int64_t>(rounded);
+  return true;
+}
+
+timespec now() {
+  timespec time{};
+  clock_gettime(CLOCK_REALTIME, &time);
+  return time;
+}
+
+using BreakDown = tm* (*)(time_t const*, tm*);
+
+// The moment as `breakDown` tells its elements. A zone that counts leap seconds can tell a second
+// of 60, which no date has.
+double moment(timespec const& time, BreakDown breakDown) {
+  tm parts{};
+  double value = std::numeric_limits<double>::quiet_NaN();
+  if (breakDown(&time.tv_sec, &parts) == nullptr) return value;
+  int const second = parts.tm_sec > 59 ? 59 : parts.tm_sec;
+  int const milli = static_cast<int>(time.tv_nsec / 1'000'000);
+  zts_compose_date_milli(parts.tm_year + 1900, parts.tm_mon + 1, parts.tm_mday, parts.tm_hour,
+                         parts.tm_min, second, milli, &value);
+  return value;
+}
+
+}  // namespace
+
+int zts_compose_date_milli(int year, int month, int day, int hour, int minute, int second,
+                           int milli, double* value) {
+  if (!isCalendarDay(year, month, day) || !isTimeOfDay(hour, minute, second, milli)) return 0;
+  std::int64_t const seconds = (hour * 60 + minute) * 60 + second;
+  std::int64_t const millis =
+      daysSinceEpoch(year, month, day) * kMillisADay + seconds * 1000 + milli;
+  // Whole milliseconds are exact in a double and the division rounds correctly, so that a moment
+  // has one double only.
+  *value = static_cast<double>(millis) / 1000.0;
+  return 1;
+}
+
+int zts_compose_date(int year, int month, int day, int hour, int minute, int second,
+                     double* value) {
+  return zts_compose_date_milli(year, month, day, hour, minute, second, 0, value);
+}
+
+int zts_decompose_date_milli(double value, int* year, int* month, int* day, int* hour, int* minute,
+                             int* second, int* milli) {
+  std::int64_t millis = 0;
+  if (!toMillis(value, &millis)) return 0;
+  std::int64_t const sinceFirst = millis - kFirstMilli;
+  int const days = static_cast<int>(sinceFirst / kMillisADay);
+  int const milliOfDay = static_cast<int>(sinceFirst % kMillisADay);
+  using namespace std::chrono;
+  year_month_day const date(sys_days(std::chrono::days(days + kFirstMilli / kMillisADay)));
+  *year = static_cast<int>(date.year());
+  *month = static_cast<int>(static_cast<unsigned>(date.month()));
+  *day = static_cast<int>(static_cast<unsigned>(date.day()));
+  *hour = milliOfDay / 3'600'000;
+  *minute = milliOfDay / 60'000 % 60;
+  *second = milliOfDay / 1000 % 60;
+  *milli = milliOfDay % 1000;
+  return 1;
+}
+
+int zts_decompose_date(double value, int* year, int* month, int* day, int* hour, int* minute,
+                       int* second) {
+  int milli = 0;
+  return zts_decompose_date_milli(value, year, month, day, hour, minute, second, &milli);
+}
+
+double zts_timetoday() {
+  {
+    // localtime_r alone wouldn't notice a change of TZ.
+    ZtLockHold const guard(npEnvironmentLock(), ZtLockHold::kShared);
+    tzset();
+  }
+  return moment(now(), localtime_r);
+}
+
+double zts_gmtimetoday() {
+  return moment(now(), gmtime_r);
+}
