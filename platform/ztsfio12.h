@@ -5,31 +5,12 @@
 #ifndef ZTSFIO12_H
 #define ZTSFIO12_H
 
+#include <cstddef>
 #include <cstdint>
 
 struct NpTextFile;
 struct NpDirectory;
 struct NpFile;
-
-// The status of a file in five 32-bit words.
-struct NpStatus {
-  std::uint32_t device;
-  std::uint32_t mode;
-  std::uint32_t timestamp;
-  std::uint32_t size;
-  std::uint32_t type;
-};
-static_assert(sizeof(NpStatus) == 20);
-
-// The status of a file with its size in 64 bits, at bytes 16 to 23.
-struct NpStatus64 {
-  std::uint64_t device;
-  std::int64_t timestamp;
-  std::int64_t size;
-  std::uint32_t mode;
-  std::uint32_t type;
-};
-static_assert(sizeof(NpStatus64) == 32);
 
 // ---- Opening flags and error codes ------------------------------------------------------------
 
@@ -73,20 +54,125 @@ int np_fio_text_skipline(NpTextFile* file);
 int np_fio_text_getenc(NpTextFile* file);
 int np_fio_text_geterr(NpTextFile* file);
 
-// ---- Raw files, status, paths, directories
-// --------------------------------------------------------
+// ---- Raw files ----------------------------------------------------------------------------------
 
+// Opens `path` as its flags word says (NpFileFlags) and gives the file in `*result`, to be ended
+// with np_fio_close. A folder is refused. Opening a pipe waits for its other end.
+//
+// With a null `result` or np_fio_flag_access it is a mere test of access and gives no file: 0 if
+// the file is there and this process may read it, write it or both, as the flags say. Nothing is
+// then opened, so that nothing waits, nobody who watches the file is woken, and no device starts;
+// a program that is running, which the system doesn't open for writing, passes all the same.
+//
+// 0, or a code with `*result` null. A null or empty path is a failure.
 int np_fio_open(char const* path, int flags, NpFile** result);
+
+// Ends a file. A null `file` does nothing.
+void np_fio_close(NpFile* file);
+
+// ---- Status -------------------------------------------------------------------------------------
+
+// What a file is. Frozen.
+enum NpFileType : std::uint32_t {
+  np_type_unknown = 0,
+  np_type_directory = 1,
+  np_type_file = 2,
+  np_type_link = 3,  // only a link whose target isn't there: links are followed
+  np_type_pipe = 4,
+  np_type_socket = 5,
+  np_type_character_device = 6,
+  np_type_block_device = 7,
+};
+
+// The status of a file in five 32-bit words. A value beyond the end of its word is the nearest that
+// the word holds: a file of 4 GiB has the size 4294967295, one changed in 1969 the time 0.
+struct NpStatus {
+  std::uint32_t device;     // tells the file system; equal for two files on the same one
+  std::uint32_t mode;       // the permission bits of chmod, with set-uid, set-gid and sticky
+  std::uint32_t timestamp;  // last change of the content, in seconds since 1970-01-01 UTC
+  std::uint32_t size;       // bytes
+  std::uint32_t type;       // NpFileType
+};
+static_assert(sizeof(NpStatus) == 20);
+
+// The same in wider words; the size stands at bytes 16 to 23.
+struct NpStatus64 {
+  std::uint64_t device;
+  std::int64_t timestamp;
+  std::int64_t size;
+  std::uint32_t mode;
+  std::uint32_t type;
+};
+static_assert(sizeof(NpStatus64) == 32 && offsetof(NpStatus64, size) == 16);
+
+// The status of the file at `path`, or at the end of the links there. 0, or a code with `*result`
+// left alone.
 int np_fio_stat(char const* path, NpStatus* result);
 int np_fio_stat64(char const* path, NpStatus64* result);
+
+// ---- Paths --------------------------------------------------------------------------------------
+//
+// Pure functions of text: no file is looked at. The separator is "/" alone; every other byte, a
+// backslash too, is part of a name. A null path counts as the empty one. Sizes are in bytes and
+// count the terminator. No buffer may overlap an input.
+
+// Joins two paths with exactly one separator between them, whatever separators `first` ends in:
+// "a" and "b", "a/" and "b", "a//" and "b" all give "a/b", and "/" and "b" give "/b". An empty path
+// gives the other one unchanged, and an absolute `second` is taken as it is. 0, or non-zero with
+// `result` empty if it doesn't fit.
 int np_fio_pcat(char const* first, char const* second, char* result, unsigned resultSize);
+
+// Splits a path at its last separator into folder and last component. The separators between the
+// two belong to neither, but the root keeps one. What is split and joined again names the same
+// file. A part whose buffer is null or has size 0 isn't wanted. 0, or non-zero with both buffers
+// empty if a wanted part doesn't fit; neither part is ever longer than the path.
+//
+//   path     directory  name           path     directory  name
+//   "/a/b"   "/a"       "b"            "a//b"   "a"        "b"
+//   "b"      ""         "b"            "//b"    "/"        "b"
+//   "/b"     "/"        "b"            "/"      "/"        ""
+//   "a/"     "a"        ""             ""       ""         ""
 int np_fio_pparse(char const* path, char* directory, unsigned directorySize, char* name,
                   unsigned nameSize);
 
+// ---- Directories --------------------------------------------------------------------------------
+
+// Bits of the open word. np_dir_entries is part of every word; a word with other bits is refused.
+enum NpDirFlags : int {
+  np_dir_entries = 1 | 4,   // the entries with their status, in the order of their names
+  np_dir_no_dots = 2,       // leave out "." and ".."
+  np_dir_directories = 16,  // only directories and links to directories
+};
+
+// Codes of np_dir_open with a meaning of their own; every other failure is a code of NpFileError.
+// Frozen.
+enum NpDirError : int {
+  np_dir_err_missing = 2,        // there is nothing at the path
+  np_dir_err_not_directory = 3,  // what is there, or a part of the path, is no directory
+  np_dir_err_access = 4,         // this process may not list it
+};
+
+// The buffer, in bytes, that a path needs at most: the longest that the system takes, its
+// terminator, and one byte more for callers who keep the last byte to themselves.
 extern int const np_dir_pathlen;
+
+// Opens a listing of the directory at `path`. The names are read here, all at once, and sorted
+// bytewise; memory grows with their number. Files that come later don't show, those that go before
+// their turn are left out. 0 and the listing in `*result`, to be ended with np_dir_close; or a code
+// and null. One listing belongs to one thread at a time.
 int np_dir_open(char const* path, int openFlags, NpDirectory** result);
+
+// Moves to the next entry: the path given to np_dir_open joined with its name, and its status as of
+// now, through links. Names are delivered as the bytes that they are, in whatever character set.
+// - An entry whose path doesn't fit the buffer is skipped.
+// - A link whose target isn't there, or that leads to itself, is np_type_link with size 0.
+// - An entry whose status is refused is delivered with the type that the directory tells, or
+//   np_type_unknown, and zeros elsewhere.
+// 0 with an entry. Otherwise the walk is over and buffer and status are left alone.
 int np_dir_next_stat(NpDirectory* directory, char* pathBuffer, unsigned pathBufferSize,
                      NpStatus* result);
+
+// Ends a listing. A null `directory` does nothing.
 void np_dir_close(NpDirectory* directory);
 
 #endif

@@ -80,9 +80,8 @@ enum NpModuleFlags : int {
 // Results of np_dso_load.
 enum NpModuleResult : int {
   np_dso_loaded = 0,
-  np_dso_no_memory = 1,
-  // np_dso_loaderr has the reason.
-  np_dso_refused = 3,
+  np_dso_failed = 1,   // there is no memory, or no current folder
+  np_dso_refused = 3,  // np_dso_loaderr has the reason
 };
 
 // Writes the file name of the module with this base name: "ztbdeps31" gives "ztbdeps31.so".
@@ -93,7 +92,7 @@ int np_dso_mkfname(char const* name, char* buffer, unsigned size);
 // counts from the current folder; the system's search path is never used. The module's symbols
 // don't serve to resolve those of other modules. A module that is loaded already is loaded once
 // more by count only. Gives an NpModuleResult and sets `*handle` in every case: on np_dso_refused
-// to a handle that holds the reason, on np_dso_no_memory to null.
+// to a handle that holds the reason, on np_dso_failed to null.
 int np_dso_load(char const* path, int flags, NpModule** handle);
 
 // The reason of a failed load, in the system's words with the file's name; null for a loaded module

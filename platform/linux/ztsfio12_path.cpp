@@ -40,7 +40,7 @@ int np_fio_pcat(char const* first, char const* second, char* result, unsigned re
   std::string_view const tail = viewOf(second);
   bool const joins = !head.empty() && !tail.empty() && tail.front() != '/';
   if (joins) head = withoutTrailingSeparators(head);
-  if (!joins && !tail.empty()) head = {};
+  if (!joins && !tail.empty()) head = "";
   std::size_t const bytes = head.size() + (joins ? 1 : 0) + tail.size();
   if (bytes >= resultSize) {
     *result = '\0';

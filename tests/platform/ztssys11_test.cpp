@@ -4,6 +4,7 @@
 
 #include "ztssys11.h"
 
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
@@ -16,10 +17,14 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
+#include <memory>
 #include <set>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "ztbtest.h"
 
 namespace {
 
@@ -194,6 +199,68 @@ TEST(LocalTime, FollowsTheZoneOfTheMoment) {
   EXPECT_NE(0,
             np_stamp_local(1LL << 62, &ignored, &ignored, &ignored, &ignored, &ignored, &ignored));
   EXPECT_EQ(7, ignored);
+}
+
+struct UnloadModule {
+  void operator()(NpModule* module) const { np_dso_unload(module); }
+};
+using Module = std::unique_ptr<NpModule, UnloadModule>;
+
+int load(char const* path, Module& module) {
+  NpModule* handle = nullptr;
+  int const result = np_dso_load(path, np_dso_now, &handle);
+  module.reset(handle);
+  return result;
+}
+
+TEST(Module, FileNameIsTheBaseNameWithSuffix) {
+  char buffer[13];
+  EXPECT_EQ(0, np_dso_mkfname("ztbdeps31", buffer, sizeof buffer));
+  EXPECT_STREQ("ztbdeps31.so", buffer);
+  EXPECT_NE(0, np_dso_mkfname("ztbdeps31", buffer, sizeof buffer - 1));
+  EXPECT_STREQ("", buffer);
+  EXPECT_NE(0, np_dso_mkfname("", buffer, sizeof buffer));
+  EXPECT_NE(0, np_dso_mkfname(nullptr, buffer, sizeof buffer));
+}
+
+TEST(Module, LoadedModuleGivesItsSymbols) {
+  Dl_info info{};
+  ASSERT_NE(0, dladdr(dlsym(RTLD_DEFAULT, "qsort"), &info));
+  Module module;
+  ASSERT_EQ(np_dso_loaded, load(info.dli_fname, module));
+  EXPECT_EQ(nullptr, np_dso_loaderr(module.get()));
+  EXPECT_NE(nullptr, np_dso_getsym(module.get(), "qsort"));
+  EXPECT_EQ(nullptr, np_dso_getsym(module.get(), "ztb_no_such_symbol"));
+  EXPECT_EQ(nullptr, np_dso_getsym(module.get(), nullptr));
+}
+
+TEST(Module, WhatIsNoModuleIsRefusedWithAReasonThatNamesIt) {
+  ztbtest::TempFolder const folder;
+  std::string const rubbish = folder.write("rubbish.so", "not a module\n");
+  struct {
+    char const* why;
+    std::string path;
+    std::string named;
+  } const rows[] = {
+      {"nothing there", folder.path("none.so"), folder.path("none.so")},
+      {"not a module", rubbish, rubbish},
+      {"a folder", folder.path(), folder.path()},
+      {"never looked for on the search path", "libc.so.6",
+       std::filesystem::current_path().string() + "/libc.so.6"},
+      {"no path", "", "path"},
+  };
+  for (auto const& row : rows) {
+    SCOPED_TRACE(row.why);
+    Module module;
+    EXPECT_EQ(np_dso_refused, load(row.path.c_str(), module));
+    ASSERT_NE(nullptr, np_dso_loaderr(module.get()));
+    EXPECT_NE(std::string::npos, std::string(np_dso_loaderr(module.get())).find(row.named))
+        << np_dso_loaderr(module.get());
+    EXPECT_EQ(nullptr, np_dso_getsym(module.get(), "qsort"));
+  }
+  EXPECT_EQ(nullptr, np_dso_loaderr(nullptr));
+  EXPECT_EQ(nullptr, np_dso_getsym(nullptr, "qsort"));
+  np_dso_unload(nullptr);
 }
 
 std::string uniqueText() {

@@ -1,0 +1,387 @@
+// SPDX-License-Identifier: MIT
+//
+// Paths, status, access and directories of the file layer.
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "ztbtest.h"
+#include "ztsfio12.h"
+
+namespace {
+
+using ztbtest::TempFolder;
+
+constexpr int kAccessForWriting = np_fio_flag_access | np_fio_flag_write;
+
+int code(int systemError) {
+  return np_fio_err_system + systemError;
+}
+
+// Gives up the super-user's rights while it lives, so that permissions count.
+class AsOrdinaryUser {
+ public:
+  AsOrdinaryUser() {
+    if (geteuid() != 0) return;
+    EXPECT_EQ(0, seteuid(65534));
+  }
+  AsOrdinaryUser(AsOrdinaryUser const&) = delete;
+  AsOrdinaryUser& operator=(AsOrdinaryUser const&) = delete;
+  ~AsOrdinaryUser() { EXPECT_EQ(0, seteuid(getuid())); }
+};
+
+struct CloseDirectory {
+  void operator()(NpDirectory* directory) const { np_dir_close(directory); }
+};
+using Directory = std::unique_ptr<NpDirectory, CloseDirectory>;
+
+int openDirectory(std::string const& path, int flags, Directory& result) {
+  NpDirectory* directory = nullptr;
+  int const failure = np_dir_open(path.c_str(), flags, &directory);
+  result.reset(directory);
+  return failure;
+}
+
+struct Entry {
+  std::string path;
+  NpStatus status;
+};
+
+std::vector<Entry> rest(Directory const& directory, unsigned size = 4096) {
+  std::vector<Entry> entries;
+  std::vector<char> buffer(size);
+  NpStatus status{};
+  while (np_dir_next_stat(directory.get(), buffer.data(), size, &status) == 0) {
+    entries.push_back({buffer.data(), status});
+  }
+  return entries;
+}
+
+// The names in a listing, each with a blank behind it.
+std::string names(std::string const& path, int flags, unsigned size = 4096) {
+  Directory directory;
+  EXPECT_EQ(0, openDirectory(path, flags, directory));
+  std::string result;
+  for (Entry const& entry : rest(directory, size)) {
+    EXPECT_EQ(path + "/", entry.path.substr(0, path.size() + 1));
+    result += entry.path.substr(path.size() + 1) + " ";
+  }
+  return result;
+}
+
+TEST(Path, JoinsWithExactlyOneSeparator) {
+  struct {
+    char const* first;
+    char const* second;
+    char const* joined;
+  } const rows[] = {
+      {"a", "b", "a/b"},
+      {"a/", "b", "a/b"},
+      {"a//", "b", "a/b"},
+      {"/", "b", "/b"},
+      {"//", "b", "/b"},
+      {"a", "/b", "/b"},
+      {"a/", "//b", "//b"},
+      {"", "b", "b"},
+      {"a", "", "a"},
+      {"a//", "", "a//"},
+      {"", "", ""},
+      {nullptr, "b", "b"},
+      {"a", nullptr, "a"},
+      {"", "/b", "/b"},
+      {"a\\", "b", "a\\/b"},
+      {"a", "b/", "a/b/"},
+      {"\xFF", "\xE4", "\xFF/\xE4"},
+  };
+  for (auto const& row : rows) {
+    std::string const expected = row.joined;
+    SCOPED_TRACE(expected);
+    std::vector<char> exact(expected.size() + 1, 'x');
+    auto const size = static_cast<unsigned>(exact.size());
+    EXPECT_EQ(0, np_fio_pcat(row.first, row.second, exact.data(), size));
+    EXPECT_EQ(expected, exact.data());
+    if (expected.empty()) continue;
+    EXPECT_NE(0, np_fio_pcat(row.first, row.second, exact.data(), size - 1));
+    EXPECT_STREQ("", exact.data());
+  }
+  EXPECT_NE(0, np_fio_pcat("a", "b", nullptr, 0));
+}
+
+TEST(Path, SplitsAtTheLastSeparatorAndJoinsAgain) {
+  struct {
+    char const* path;
+    char const* directory;
+    char const* name;
+    char const* joined;
+  } const rows[] = {
+      {"/a/b", "/a", "b", "/a/b"}, {"b", "", "b", "b"},
+      {"/b", "/", "b", "/b"},      {"a/", "a", "", "a"},
+      {"/", "/", "", "/"},         {"//b", "/", "b", "/b"},
+      {"a//b", "a", "b", "a/b"},   {"//", "/", "", "/"},
+      {"/a//", "/a", "", "/a"},    {"", "", "", ""},
+      {nullptr, "", "", ""},       {"a\\b", "", "a\\b", "a\\b"},
+      {".", "", ".", "."},         {"/a/..", "/a", "..", "/a/.."},
+  };
+  for (auto const& row : rows) {
+    SCOPED_TRACE(row.path == nullptr ? "null" : row.path);
+    std::string directory(std::strlen(row.directory) + 1, 'x');
+    std::string name(std::strlen(row.name) + 1, 'x');
+    char joined[16];
+    EXPECT_EQ(0, np_fio_pparse(row.path, directory.data(), static_cast<unsigned>(directory.size()),
+                               name.data(), static_cast<unsigned>(name.size())));
+    EXPECT_STREQ(row.directory, directory.c_str());
+    EXPECT_STREQ(row.name, name.c_str());
+    EXPECT_EQ(0, np_fio_pcat(directory.c_str(), name.c_str(), joined, sizeof joined));
+    EXPECT_STREQ(row.joined, joined);
+  }
+}
+
+TEST(Path, APartThatIsNotWantedMayBeOfAnyLengthAndOneThatDoesNotFitEmptiesBoth) {
+  char directory[8] = "xxx";
+  char name[4] = "xxx";
+  EXPECT_EQ(0, np_fio_pparse("/long/folder/b", nullptr, 0, name, sizeof name));
+  EXPECT_STREQ("b", name);
+  EXPECT_EQ(0, np_fio_pparse("/folder/long.name", directory, sizeof directory, nullptr, 0));
+  EXPECT_STREQ("/folder", directory);
+  EXPECT_NE(0, np_fio_pparse("/folder/long", directory, sizeof directory, name, sizeof name));
+  EXPECT_STREQ("", directory);
+  EXPECT_STREQ("", name);
+  std::string const longest = "/" + std::string(259, 'p');
+  std::vector<char> folder(261);
+  std::vector<char> file(260);
+  EXPECT_EQ(0, np_fio_pparse(longest.c_str(), folder.data(), 261, file.data(), 260));
+  EXPECT_EQ(longest.substr(1), file.data());
+}
+
+TEST(Status, ValuesBeyondTheirWordSaturate) {
+  TempFolder const folder;
+  std::string const path = folder.write("sparse", "");
+  struct {
+    off_t size;
+    time_t time;
+    std::uint32_t size32;
+    std::uint32_t time32;
+  } const rows[] = {
+      {0, 0, 0, 0},
+      {0xFFFFFFFFLL, 0xFFFFFFFFLL, 0xFFFFFFFFu, 0xFFFFFFFFu},
+      {0x100000000LL, 0x100000000LL, 0xFFFFFFFFu, 0xFFFFFFFFu},
+      {5, -1, 5, 0},
+  };
+  for (auto const& row : rows) {
+    SCOPED_TRACE(row.size);
+    ASSERT_EQ(0, truncate(path.c_str(), row.size));
+    timespec const times[2] = {{row.time, 0}, {row.time, 0}};
+    ASSERT_EQ(0, utimensat(AT_FDCWD, path.c_str(), times, 0));
+    NpStatus status{};
+    NpStatus64 wide{};
+    ASSERT_EQ(0, np_fio_stat(path.c_str(), &status));
+    ASSERT_EQ(0, np_fio_stat64(path.c_str(), &wide));
+    EXPECT_EQ(row.size, wide.size);
+    EXPECT_EQ(row.size32, status.size);
+    EXPECT_EQ(row.time, wide.timestamp);
+    EXPECT_EQ(row.time32, status.timestamp);
+  }
+}
+
+TEST(Status, TypeIsThatOfTheTarget) {
+  TempFolder const folder;
+  folder.write("file", "abc");
+  std::filesystem::create_symlink("file", folder.path("link"));
+  std::filesystem::create_symlink("none", folder.path("dangling"));
+  ASSERT_EQ(0, mkfifo(folder.path("pipe").c_str(), 0600));
+  NpStatus status{};
+  EXPECT_EQ(0, np_fio_stat(folder.path().c_str(), &status));
+  EXPECT_EQ(np_type_directory, status.type);
+  EXPECT_EQ(0700u, status.mode);
+  EXPECT_EQ(0, np_fio_stat(folder.path("link").c_str(), &status));
+  EXPECT_EQ(np_type_file, status.type);
+  EXPECT_EQ(3u, status.size);
+  EXPECT_EQ(0, np_fio_stat(folder.path("pipe").c_str(), &status));
+  EXPECT_EQ(np_type_pipe, status.type);
+  EXPECT_EQ(code(ENOENT), np_fio_stat(folder.path("dangling").c_str(), &status));
+  EXPECT_EQ(code(EINVAL), np_fio_stat(nullptr, &status));
+  EXPECT_EQ(np_type_pipe, status.type) << "left alone by a failure";
+}
+
+TEST(Access, TestingForWritingMakesAndChangesNothing) {
+  TempFolder const folder;
+  std::filesystem::permissions(folder.path(), std::filesystem::perms(0755));
+  chmod(folder.write("open", "abc").c_str(), 0666);
+  chmod(folder.write("closed", "abc").c_str(), 0444);
+  ASSERT_EQ(0, mkfifo(folder.path("pipe").c_str(), 0666));
+  chmod(folder.path("pipe").c_str(), 0666);
+  AsOrdinaryUser const user;
+  struct {
+    std::string name;
+    int failure;
+  } const rows[] = {{"open", 0},
+                    {"pipe", 0},
+                    {"closed", code(EACCES)},
+                    {"", code(EISDIR)},
+                    {"none", code(ENOENT)}};
+  for (auto const& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(row.failure, np_fio_open(folder.path(row.name).c_str(), kAccessForWriting, nullptr));
+  }
+  EXPECT_EQ(0, np_fio_open(folder.path("closed").c_str(), np_fio_flag_read, nullptr));
+  EXPECT_EQ(code(EINVAL), np_fio_open(nullptr, kAccessForWriting, nullptr));
+  EXPECT_FALSE(std::filesystem::exists(folder.path("none")));
+  EXPECT_EQ("abc", ztbtest::readFile(folder.path("open")));
+}
+
+TEST(RawFile, FlagsCreateTruncateAndKeep) {
+  TempFolder const folder;
+  std::string const path = folder.path("raw");
+  NpFile* file = nullptr;
+  EXPECT_EQ(code(ENOENT), np_fio_open(path.c_str(), 9, &file));
+  EXPECT_EQ(nullptr, file);
+  EXPECT_EQ(0, np_fio_open(path.c_str(), 14, &file));
+  np_fio_close(file);
+  folder.write("raw", "abc");
+  EXPECT_EQ(0, np_fio_open(path.c_str(), 14, &file));
+  np_fio_close(file);
+  EXPECT_EQ("abc", ztbtest::readFile(path));
+  EXPECT_EQ(0, np_fio_open(path.c_str(), 78, &file));
+  np_fio_close(file);
+  EXPECT_EQ("", ztbtest::readFile(path));
+  EXPECT_EQ(code(EISDIR), np_fio_open(folder.path().c_str(), 9, &file));
+  EXPECT_EQ(nullptr, file);
+  np_fio_close(nullptr);
+}
+
+TEST(Directory, EntriesComeSortedBytewiseAndAsTheFlagsSay) {
+  TempFolder const folder;
+  for (char const* name : {"b", "B", "a.cfg", "a", "-", "\xC3\xA9", "\xFF", "ab"}) {
+    folder.write(name, "");
+  }
+  std::filesystem::create_directory(folder.path("d"));
+  std::filesystem::create_symlink("d", folder.path("to_d"));
+  std::filesystem::create_symlink("a", folder.path("to_a"));
+  EXPECT_EQ("- . .. B a a.cfg ab b d to_a to_d \xC3\xA9 \xFF ", names(folder.path(), 5));
+  EXPECT_EQ("- B a a.cfg ab b d to_a to_d \xC3\xA9 \xFF ", names(folder.path(), 7));
+  EXPECT_EQ(". .. d to_d ", names(folder.path(), 21));
+  EXPECT_EQ("d to_d ", names(folder.path(), 23));
+  EXPECT_EQ("", names(folder.path("d"), 7));
+}
+
+TEST(Directory, LinksAreFollowedAndThoseToNowhereHaveNoSize) {
+  TempFolder const folder;
+  folder.write("a", "abc");
+  std::filesystem::create_symlink("a", folder.path("good"));
+  std::filesystem::create_symlink("none", folder.path("dangling"));
+  std::filesystem::create_symlink("loop", folder.path("loop"));
+  Directory directory;
+  ASSERT_EQ(0, openDirectory(folder.path(), 7, directory));
+  std::vector<Entry> const entries = rest(directory);
+  ASSERT_EQ(4u, entries.size());
+  std::uint32_t const types[] = {np_type_file, np_type_link, np_type_file, np_type_link};
+  std::uint32_t const sizes[] = {3, 0, 3, 0};
+  for (std::size_t i = 0; i < 4; ++i) {
+    SCOPED_TRACE(entries[i].path);
+    EXPECT_EQ(types[i], entries[i].status.type);
+    EXPECT_EQ(sizes[i], entries[i].status.size);
+    EXPECT_NE(0u, entries[i].status.timestamp);
+  }
+}
+
+TEST(Directory, WhatHasGoneIsLeftOutAndWhatDoesNotFitIsSkipped) {
+  TempFolder const folder;
+  for (char const* name : {"a", "gone", "longer", "z"}) folder.write(name, "");
+  Directory directory;
+  ASSERT_EQ(0, openDirectory(folder.path(), 7, directory));
+  std::filesystem::remove(folder.path("gone"));
+  EXPECT_EQ(3u, rest(directory).size());
+  EXPECT_NE(0, np_dir_next_stat(directory.get(), nullptr, 0, nullptr));
+  auto const roomForOne = static_cast<unsigned>(folder.path("a").size() + 1);
+  EXPECT_EQ("a z ", names(folder.path(), 7, roomForOne));
+  EXPECT_EQ("", names(folder.path(), 7, roomForOne - 1));
+}
+
+TEST(Directory, StatusThatIsRefusedLeavesTheEntryWithItsType) {
+  TempFolder const folder;
+  std::filesystem::permissions(folder.path(), std::filesystem::perms(0755));
+  folder.write("locked/a", "abc");
+  std::filesystem::create_directory(folder.path("locked/d"));
+  std::filesystem::permissions(folder.path("locked"), std::filesystem::perms(0744));
+  {
+    AsOrdinaryUser const user;
+    chmod(folder.path("locked").c_str(), 0444);  // for the owner, where the tests don't run as root
+    Directory directory;
+    ASSERT_EQ(0, openDirectory(folder.path("locked"), 7, directory));
+    std::vector<Entry> const entries = rest(directory);
+    ASSERT_EQ(2u, entries.size());
+    EXPECT_EQ(np_type_file, entries[0].status.type);
+    EXPECT_EQ(0u, entries[0].status.size);
+    EXPECT_EQ(np_type_directory, entries[1].status.type);
+  }
+  chmod(folder.path("locked").c_str(), 0755);
+}
+
+TEST(Directory, PathIsWrittenWithOneSeparator) {
+  TempFolder const folder;
+  folder.write("a", "");
+  for (char const* tail : {"", "/", "///"}) {
+    Directory directory;
+    ASSERT_EQ(0, openDirectory(folder.path() + tail, 7, directory));
+    EXPECT_EQ(folder.path("a"), rest(directory).at(0).path);
+  }
+  Directory root;
+  ASSERT_EQ(0, openDirectory("/", 7, root));
+  EXPECT_NE('/', rest(root).at(0).path.at(1));
+}
+
+TEST(Directory, FailuresToOpenHaveTheirCodes) {
+  TempFolder const folder;
+  std::filesystem::permissions(folder.path(), std::filesystem::perms(0755));
+  folder.write("file", "");
+  std::filesystem::create_directory(folder.path("locked"));
+  chmod(folder.path("locked").c_str(), 0);
+  AsOrdinaryUser const user;
+  struct {
+    std::string path;
+    int flags;
+    int failure;
+  } const rows[] = {
+      {folder.path("none"), 7, np_dir_err_missing},
+      {folder.path("file"), 7, np_dir_err_not_directory},
+      {folder.path("file/below"), 7, np_dir_err_not_directory},
+      {folder.path("locked"), 7, np_dir_err_access},
+      {std::string(5000, 'p'), 7, code(ENAMETOOLONG)},
+      {"", 7, code(EINVAL)},
+      {folder.path(), 6, code(EINVAL)},
+      {folder.path(), 7 | 8, code(EINVAL)},
+  };
+  for (auto const& row : rows) {
+    SCOPED_TRACE(row.path.substr(0, 60));
+    Directory directory;
+    EXPECT_EQ(row.failure, openDirectory(row.path, row.flags, directory));
+    EXPECT_EQ(nullptr, directory);
+  }
+  NpDirectory* none = nullptr;
+  EXPECT_EQ(code(EINVAL), np_dir_open(nullptr, 7, &none));
+  np_dir_close(nullptr);
+}
+
+TEST(Directory, RunningOutOfDescriptorsIsAnErrorOfItsOwn) {
+  TempFolder const folder;
+  rlimit old{};
+  ASSERT_EQ(0, getrlimit(RLIMIT_NOFILE, &old));
+  rlimit const none{0, old.rlim_max};
+  ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &none));
+  Directory directory;
+  int const failure = openDirectory(folder.path(), 7, directory);
+  setrlimit(RLIMIT_NOFILE, &old);
+  EXPECT_EQ(code(EMFILE), failure);
+}
+
+}  // namespace
