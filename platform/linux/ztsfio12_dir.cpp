@@ -109,7 +109,8 @@ struct NpDirectory {
     bool known = fstatat(folder, name, &status, 0) == 0;
     if (!known) known = fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) == 0;
     if (!known && errno == ENOENT) return false;
-    result = known ? npStatus(status) : NpStatus{0, 0, 0, 0, npFileType(DTTOIF(entry.kind))};
+    result =
+        known ? npStatus(status) : NpStatus{0, 0, 0, 0, npFileType(DTTOIF(mode_t{entry.kind}))};
     if (result.type == np_type_link) result.size = 0;
     return true;
   }
