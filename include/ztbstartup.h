@@ -1,15 +1,69 @@
 // SPDX-License-Identifier: MIT
+//
+// Start-up: from a library that is up to a process that is configured.
+//
+// ztbStartup fills the option store with the empty name (see ztbconfigoptions.h) from these
+// sources, each stronger than the ones before it; ETC is the folder `etc` below the home, which
+// ZTEXEC_HOME names, and USER the folder of ztbStartupSetUserPath:
+//
+//   1. ETC/app.cfg, then USER/app.cfg
+//   2. the files of ztbStartupAddConfigFile in their order, each from ETC and then from USER
+//   3. the files *.cfg of BASE/MACROS_PATH (ETC/macros by default), then of USER/macros
+//   4. ETC/macros.cfg, then USER/macros.cfg
+//   5. the environment
+//   6. the options of ztbStartupAddOption
+//
+// It then derives what nobody set (BASE/TEMP, BASE/MESSAGE_PATH, BASE/PLUGIN_PATH, BASE/EXE_PATH,
+// BASE/LIBRARY_PATH, BASE/REPOS_USER_PATH, BASE/REPOS_SYS_PATH, ZTEXEC_HOME), opens the message
+// database, configures logging and starts the dependency library ztbdeps31.
+//
+// Threads: the operations that queue input and ztbStartup may be called from any thread while the
+// library is up; one lock orders them. The dependency library's start runs with that lock held and
+// must not call back into them, nor into ztbRegisterShutdownHandler.
+
 #ifndef ZTBSTARTUP_H
 #define ZTBSTARTUP_H
 
 #include "ztbdefs.h"
 #include "ztbstring.h"
 
+// Runs the sequence above, once after ztbInitialize. 0 on success, with `*errorMessage` untouched.
+// 1 on failure, with `*errorMessage` (if the pointer isn't null) set to the reason, in a static
+// buffer that the next failure overwrites; the text is empty when the library isn't up. What was
+// done until then stays done: the caller is expected to give up and to call ztbShutdown, which it
+// still owes.
+//
+// A second call applies everything again, over what is in the store, and stops and unloads the
+// dependency library before it loads it anew.
+//
+// Missing files, missing folders and lines without "=" are no failure. A missing home, an unusable
+// message database, a logging file that is missing, empty or wrong, and a dependency library that
+// can't be loaded or started are.
 ZTB_API int ztbStartup(char const** errorMessage);
+
+// Queues a configuration file: a path relative to ETC and USER, or an absolute path, which is read
+// as it is (once for each of the two). A file queued twice is read twice. The queue is the store
+// ".@=Files=@.", keeps 9999 files apart, and lives until ztbShutdown. Gives 0 and sets
+// `*errorMessage` to null.
 ZTB_API int ztbStartupAddConfigFile(char const* path, char const** errorMessage);
+
+// Queues an option that overrides every other source. Queued again under the same name, the last
+// value counts. The queue is the store ".@=CommandArgs=@." and lives until ztbShutdown. Null texts
+// count as null strings. Gives 0 and sets `*errorMessage` to null.
 ZTB_API int ztbStartupAddOption(char const* name, char const* value, char const** errorMessage);
+
+// Sets the user folder; an empty text or a null pointer means none. At most 259 bytes are kept, cut
+// at a character's border. Every outermost ztbInitialize begins without a user folder.
 ZTB_API void ztbStartupSetUserPath(char const* path);
+
+// The user folder, in a static buffer; an empty text if there is none. Reads without the lock: not
+// beside ztbStartupSetUserPath.
 ZTB_API char const* ztbStartupGetUserPath();
+
+// Where the value of an option of the main store came from: "PATH:LINE" for a configuration file,
+// "the environment", "the command" (ztbStartupAddOption), "derived by start-up", or "the
+// application" for one that was set through setOption. Null for a key that isn't there. A value
+// that start-up derives, but finds in place already, keeps its origin. Any thread.
 ZTB_API ZtbString ztbStartupGetOptionOrigin(ZtbString const& key);
 
 #endif

@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: MIT
+//
+// What the lifecycle shares with the start-up sequence.
+
+#ifndef ZTBINIT_P_H
+#define ZTBINIT_P_H
+
+// The lock of the handler list, the start-up input and the whole of ztbStartup. Null while the
+// library is down; taking it then does nothing.
+bool ztbIsInitialized();
+void ztbLockGlobal();
+void ztbUnlockGlobal();
+
+// Holds the global lock for the length of a block.
+class ZtbGlobalHold {
+ public:
+  ZtbGlobalHold() { ztbLockGlobal(); }
+  ZtbGlobalHold(ZtbGlobalHold const&) = delete;
+  ZtbGlobalHold& operator=(ZtbGlobalHold const&) = delete;
+  ~ZtbGlobalHold() { ztbUnlockGlobal(); }
+};
+
+// The folder of the executable, as given to the outermost ztbInitialize.
+char const* ztbExecutableDir();
+
+// Whether ztbInitialize itself put MARLOVEN_ERROR_LOCATION into the environment, in this cycle or
+// an earlier one.
+bool ztbMessageLocationDerived();
+
+#endif
