@@ -1,0 +1,124 @@
+// SPDX-License-Identifier: MIT
+//
+// ztb options: what start-up makes of a home, with the origin of each value.
+
+#include <fnmatch.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <memory>
+
+#include "tool.h"
+#include "ztbconfigoptions.h"
+#include "ztbstartup.h"
+
+namespace tool {
+namespace {
+
+struct Arguments {
+  std::string home;
+  std::string user;
+  std::vector<std::string> files;
+  std::vector<std::string> settings;
+  std::string filter = "*";
+  bool json = false;
+};
+
+struct Option {
+  std::string key;
+  std::string value;
+  bool isNull;
+  std::string origin;
+};
+
+// A password behind "pass=" never reaches the screen, in whichever option it stands.
+std::string masked(std::string value) {
+  std::string lowered = value;
+  std::transform(lowered.begin(), lowered.end(), lowered.begin(),
+                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+  std::size_t const mark = lowered.find("pass=");
+  if (mark == std::string::npos) return value;
+  std::size_t const start = mark + 5;
+  std::size_t const end = std::min(value.find_first_of("/,", start), value.size());
+  return value.replace(start, end - start, "********");
+}
+
+void queueInput(Arguments const& arguments) {
+  char const* ignored = nullptr;
+  ztbStartupSetUserPath(arguments.user.c_str());
+  for (std::string const& file : arguments.files) ztbStartupAddConfigFile(file.c_str(), &ignored);
+  for (std::string const& setting : arguments.settings) {
+    std::size_t const equals = setting.find('=');
+    ztbStartupAddOption(setting.substr(0, equals).c_str(), setting.substr(equals + 1).c_str(),
+                        &ignored);
+  }
+}
+
+std::vector<Option> effectiveOptions(std::string const& filter) {
+  std::vector<Option> result;
+  ZtbConfigOptions* const store = ztbGetConfigOptions(ZtbString());
+  ZtbString key;
+  ZtbString value;
+  for (unsigned i = 0; store->getOptionAt(i, &key, &value); ++i) {
+    if (fnmatch(filter.c_str(), key.asCstr(), FNM_CASEFOLD) != 0) continue;
+    result.push_back({fromZtb(key), masked(fromZtb(value)), value.isNull(),
+                      fromZtb(ztbStartupGetOptionOrigin(key))});
+  }
+  return result;
+}
+
+void printTable(std::vector<Option> const& options) {
+  constexpr std::size_t kWidestKey = 40;
+  std::size_t width = 0;
+  for (Option const& option : options) width = std::max(width, option.key.size());
+  int const column = static_cast<int>(std::min(width, kWidestKey));
+  for (Option const& option : options) {
+    std::printf("%-*s = %s  [%s]\n", column, printable(option.key).c_str(),
+                printable(option.value).c_str(), printable(option.origin).c_str());
+  }
+}
+
+void printJson(std::vector<Option> const& options) {
+  std::vector<JsonObject> objects;
+  for (Option const& option : options) {
+    JsonObject object;
+    object.add("key", option.key);
+    option.isNull ? object.addNull("value") : object.add("value", option.value);
+    objects.push_back(object.add("origin", option.origin));
+  }
+  printJsonArray(objects);
+}
+
+int run(Arguments const& arguments) {
+  chooseHome(arguments.home);
+  Library library;
+  queueInput(arguments);
+  library.start();
+  std::vector<Option> const options = effectiveOptions(arguments.filter);
+  arguments.json ? printJson(options) : printTable(options);
+  return 0;
+}
+
+std::string needsEquals(std::string const& setting) {
+  return setting.find('=') != std::string::npos ? "" : "write it as KEY=VALUE: " + setting;
+}
+
+}  // namespace
+
+Run declareOptions(CLI::App& app) {
+  auto const arguments = std::make_shared<Arguments>();
+  app.add_option("--home", arguments->home,
+                 "Home of the installation (default: ZTEXEC_HOME, or the one beside the tool)")
+      ->check(CLI::ExistingDirectory);
+  app.add_option("--user", arguments->user, "User folder, read after the home's etc");
+  app.add_option("--file", arguments->files, "Further configuration file; may be repeated")
+      ->allow_extra_args(false);
+  app.add_option("--set", arguments->settings, "Option that overrides all; may be repeated")
+      ->check(CLI::Validator(needsEquals, "KEY=VALUE"))
+      ->allow_extra_args(false);
+  app.add_option("--filter", arguments->filter, "Show only keys that match, such as 'BASE/*'");
+  app.add_flag("--json", arguments->json, "Print a JSON array");
+  return [arguments] { return run(*arguments); };
+}
+
+}  // namespace tool

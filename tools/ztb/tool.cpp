@@ -1,0 +1,152 @@
+// SPDX-License-Identifier: MIT
+//
+// What the subcommands share.
+
+#include "tool.h"
+
+#include <stdlib.h>
+
+#include <cstdio>
+#include <filesystem>
+
+#include "ztbinit.h"
+#include "ztbstartup.h"
+
+namespace tool {
+namespace {
+
+std::filesystem::path executablePath() {
+  return std::filesystem::read_symlink("/proc/self/exe");
+}
+
+// The bytes of the well-formed UTF-8 character at the start of `text`, or 0 if there is none.
+std::size_t characterBytes(std::string_view text) {
+  auto const byteAt = [text](std::size_t i) -> unsigned {
+    return i < text.size() ? static_cast<unsigned char>(text[i]) : 0u;
+  };
+  unsigned const first = byteAt(0);
+  if (first < 0x80) return 1;
+  std::size_t const bytes = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
+  unsigned code = first & (0xFFu >> (bytes + 1));
+  for (std::size_t i = 1; i < bytes; ++i) {
+    if ((byteAt(i) & 0xC0) != 0x80) return 0;
+    code = code << 6 | (byteAt(i) & 0x3F);
+  }
+  constexpr unsigned kLeast[] = {0, 0, 0x80, 0x800, 0x10000};
+  bool const isSurrogate = code >= 0xD800 && code <= 0xDFFF;
+  return first >= 0xC2 && code >= kLeast[bytes] && code <= 0x10FFFF && !isSurrogate ? bytes : 0;
+}
+
+// A control code of one byte or, in UTF-8, of the range U+0080 to U+009F.
+bool isControl(std::string_view character) {
+  auto const first = static_cast<unsigned char>(character[0]);
+  if (character.size() == 1) return first < 0x20 || first == 0x7F;
+  return first == 0xC2 && static_cast<unsigned char>(character[1]) < 0xA0;
+}
+
+std::string hexOf(char const* format, std::string_view bytes) {
+  std::string result;
+  for (char const c : bytes) {
+    char text[8];
+    std::snprintf(text, sizeof text, format, static_cast<unsigned>(static_cast<unsigned char>(c)));
+    result += text;
+  }
+  return result;
+}
+
+std::string jsonCharacter(std::string_view character) {
+  if (character == "\"" || character == "\\") return "\\" + std::string(character);
+  if (character == "\n") return "\\n";
+  if (character == "\t") return "\\t";
+  if (character.size() == 1 && isControl(character)) return hexOf("\\u%04x", character);
+  return std::string(character);
+}
+
+}  // namespace
+
+Library::Library() {
+  char const* error = nullptr;
+  if (ztbInitialize(executablePath().c_str(), &error) != 0) throw Refused(error);
+}
+
+Library::~Library() {
+  ztbShutdown();
+}
+
+void Library::start() {
+  char const* error = nullptr;
+  if (ztbStartup(&error) != 0) throw Refused(error);
+}
+
+void chooseHome(std::string const& home) {
+  if (!home.empty()) {
+    setenv("ZTEXEC_HOME", std::filesystem::absolute(home).c_str(), 1);
+    return;
+  }
+  if (char const* const present = getenv("ZTEXEC_HOME"); present != nullptr && *present) return;
+  std::filesystem::path const prefix = executablePath().parent_path().parent_path();
+  for (char const* const place : {"share/ztbcpp31/home", "home"}) {
+    if (!std::filesystem::is_directory(prefix / place)) continue;
+    setenv("ZTEXEC_HOME", (prefix / place).c_str(), 1);
+    return;
+  }
+}
+
+std::string printable(std::string_view text) {
+  std::string result;
+  while (!text.empty()) {
+    std::size_t const bytes = characterBytes(text);
+    std::string_view const character = text.substr(0, bytes == 0 ? 1 : bytes);
+    bool const isPlain = bytes != 0 && !isControl(character);
+    result += isPlain ? std::string(character) : hexOf("\\x%02x", character);
+    text.remove_prefix(character.size());
+  }
+  return result;
+}
+
+std::string jsonText(std::string_view text) {
+  std::string result = "\"";
+  while (!text.empty()) {
+    std::size_t const bytes = characterBytes(text);
+    result += bytes == 0 ? "\uFFFD" : jsonCharacter(text.substr(0, bytes));
+    text.remove_prefix(bytes == 0 ? 1 : bytes);
+  }
+  return result + "\"";
+}
+
+void JsonObject::addRaw(std::string_view name, std::string const& value) {
+  if (!mMembers.empty()) mMembers += ", ";
+  mMembers += jsonText(name) + ": " + value;
+}
+
+JsonObject& JsonObject::add(std::string_view name, std::string_view text) {
+  addRaw(name, jsonText(text));
+  return *this;
+}
+
+JsonObject& JsonObject::add(std::string_view name, long long number) {
+  addRaw(name, std::to_string(number));
+  return *this;
+}
+
+JsonObject& JsonObject::add(std::string_view name, bool flag) {
+  addRaw(name, flag ? "true" : "false");
+  return *this;
+}
+
+JsonObject& JsonObject::addNull(std::string_view name) {
+  addRaw(name, "null");
+  return *this;
+}
+
+void printJsonArray(std::vector<JsonObject> const& objects) {
+  std::printf("[");
+  char const* separator = "\n";
+  for (JsonObject const& object : objects) {
+    std::printf("%s%s", separator, object.str().c_str());
+    separator = ",\n";
+  }
+  std::printf("\n]\n");
+}
+
+}  // namespace tool

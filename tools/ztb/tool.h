@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: MIT
+//
+// What the subcommands of ztb share: how they are declared, how they come up, how they refuse and
+// how they print. Exit codes: 0 done, 1 refused, 2 wrong usage.
+
+#ifndef ZTB_TOOL_H
+#define ZTB_TOOL_H
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "ztbstring.h"
+
+namespace tool {
+
+// Runs a subcommand whose options have been parsed; gives the exit code.
+using Run = std::function<int()>;
+
+// Declares a subcommand's options below `app` and gives what runs it.
+using Declare = Run (*)(CLI::App& app);
+
+Run declareConfig(CLI::App& app);
+Run declareDate(CLI::App& app);
+Run declareDir(CLI::App& app);
+Run declareMessage(CLI::App& app);
+Run declareOptions(CLI::App& app);
+Run declareText(CLI::App& app);
+
+// Ends the command with exit code 1 and this text on stderr: what went wrong, and what to do.
+class Refused : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// The library, up for the length of a block. Refuses if it doesn't come up.
+class Library {
+ public:
+  Library();
+  Library(Library const&) = delete;
+  Library& operator=(Library const&) = delete;
+  ~Library();
+
+  // Runs start-up on the home that `home`, or else ZTEXEC_HOME, or else the place of the tool
+  // itself names. Call chooseHome before the library comes up.
+  void start();
+};
+
+// Sets ZTEXEC_HOME to `home` if that isn't empty; else leaves it, or sets it to the home that lies
+// beside the tool.
+void chooseHome(std::string const& home);
+
+inline ZtbString toZtb(std::string const& text) {
+  return ZtbString(text.c_str(), false);
+}
+inline std::string fromZtb(ZtbString const& text) {
+  return text.asCstr();
+}
+
+// The text with control codes and ill-formed bytes as \xNN, so that a value can't steer the
+// terminal.
+std::string printable(std::string_view text);
+
+// A JSON text of `text` with its quotes; ill-formed UTF-8 becomes U+FFFD.
+std::string jsonText(std::string_view text);
+
+// A JSON object with one member a line pair: {"name": "value", ...}. Values are texts.
+class JsonObject {
+ public:
+  JsonObject& add(std::string_view name, std::string_view text);
+  JsonObject& add(std::string_view name, char const* text) {
+    return add(name, std::string_view(text));
+  }
+  JsonObject& add(std::string_view name, long long number);
+  JsonObject& add(std::string_view name, bool flag);
+  JsonObject& addNull(std::string_view name);
+  std::string str() const { return "{" + mMembers + "}"; }
+
+ private:
+  void addRaw(std::string_view name, std::string const& value);
+  std::string mMembers;
+};
+
+// Prints JSON objects as one array, an object a line.
+void printJsonArray(std::vector<JsonObject> const& objects);
+
+}  // namespace tool
+
+#endif
