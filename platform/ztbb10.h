@@ -61,6 +61,19 @@ class ZtLockHold {
   ZtLock mLock;
 };
 
+// Holds a lock exclusively for the length of a short block that starts no thread and no fork: while
+// the process has one thread, there is nobody to keep out and nothing is taken.
+class ZtBriefHold {
+ public:
+  explicit ZtBriefHold(ZtLock lock);
+  ZtBriefHold(ZtBriefHold const&) = delete;
+  ZtBriefHold& operator=(ZtBriefHold const&) = delete;
+  ~ZtBriefHold();
+
+ private:
+  ZtLock mLock;
+};
+
 // A counter that threads may change side by side. Plain data; ztAtomInit begins its life.
 struct ZtAtom {
   int value;

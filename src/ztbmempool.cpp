@@ -117,7 +117,7 @@ void append(SizeClass& sizeClass, ChunkNode* node) {
 }
 
 // Adds a chunk to a class whose stack is empty. On failure the class stays as it was.
-bool grow(SizeClass& sizeClass) {
+[[gnu::noinline]] bool grow(SizeClass& sizeClass) {
   if (sizeClass.stackCapacity > std::numeric_limits<std::uint32_t>::max() - sizeClass.growBy) {
     return false;
   }
@@ -220,13 +220,13 @@ bool ztbMemPoolIsUp() {
 bool ZtbMemPool::getBytes(unsigned int size, void** result) {
   *result = nullptr;
   if (pool == nullptr) return false;
-  ZtLockHold const hold(poolLock);
+  ZtBriefHold const hold(poolLock);
   return size <= kLargestBlock ? getManaged(size, result) : getUnmanaged(size, result);
 }
 
 void ZtbMemPool::freeBytes(void* block) {
   if (pool == nullptr) return;
-  ZtLockHold const hold(poolLock);
+  ZtBriefHold const hold(poolLock);
   if (block == nullptr) return;
   Header* const header = headerOf(block);
   SizeClass* const owner = header->owner;

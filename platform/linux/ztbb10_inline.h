@@ -74,6 +74,14 @@ inline void ztLockRelease(ZtLock lock) {
   ztLockReleaseSlowly(lock);
 }
 
+inline ZtBriefHold::ZtBriefHold(ZtLock lock) : mLock(__libc_single_threaded ? nullptr : lock) {
+  if (mLock != nullptr) ztLockGet(mLock, 1, 1);
+}
+
+inline ZtBriefHold::~ZtBriefHold() {
+  if (mLock != nullptr) ztLockRelease(mLock);
+}
+
 inline void ztAtomInit(ZtAtom* counter, int value) {
   counter->value = value;
 }

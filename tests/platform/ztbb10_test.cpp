@@ -1,0 +1,140 @@
+// SPDX-License-Identifier: MIT
+
+#include "ztbb10.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <thread>
+#include <vector>
+
+namespace {
+
+int tryGet(ZtLock lock, int mode) {
+  int result = -1;
+  std::thread([&] {
+    result = ztLockGet(lock, mode, 0);
+    if (result == 0) ztLockRelease(lock);
+  }).join();
+  return result;
+}
+
+TEST(ZtLock, ModesExcludeAsTheyShould) {
+  struct {
+    int shared, held, tried;
+    bool free;
+  } const rows[] = {
+      {0, 1, 1, false},  // exclusive keeps out exclusive
+      {0, 0, 0, false},  // a lock without a shared mode is always exclusive
+      {1, 1, 0, false},  // a writer keeps out readers
+      {1, 0, 1, false},  // a reader keeps out writers
+      {1, 0, 0, true},   // readers share
+  };
+  for (auto const& row : rows) {
+    ZtLock const lock = ztLockCreate(row.shared, 0);
+    ASSERT_EQ(0, ztLockGet(lock, row.held, 1));
+    EXPECT_EQ(row.free, tryGet(lock, row.tried) == 0) << row.shared << row.held << row.tried;
+    ztLockRelease(lock);
+    EXPECT_EQ(0, tryGet(lock, 1)) << "free after the release";
+    ztLockDestroy(lock);
+  }
+}
+
+TEST(ZtLock, CreatorMayHoldItFromTheStart) {
+  ZtLock const lock = ztLockCreate(1, 1);
+  EXPECT_NE(0, tryGet(lock, 0));
+  ztLockRelease(lock);
+  EXPECT_EQ(0, tryGet(lock, 0));
+  ztLockDestroy(lock);
+}
+
+TEST(ZtLock, NullIsRefusedAndHarmless) {
+  EXPECT_NE(0, ztLockGet(nullptr, 1, 1));
+  ztLockRelease(nullptr);
+  ztLockDestroy(nullptr);
+}
+
+void countUnder(int shared) {
+  ZtLock const lock = ztLockCreate(shared, 0);
+  long plain = 0;
+  std::atomic<long> seen{0};
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&] {
+      for (int i = 0; i < 20000; ++i) {
+        if (i % 4 == 0) {
+          ZtLockHold const hold(lock);
+          ++plain;
+        } else {
+          ZtLockHold const hold(lock, ZtLockHold::kShared);
+          seen += plain >= 0;
+        }
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(20000, plain);
+  EXPECT_EQ(60000, seen.load());
+  ztLockDestroy(lock);
+}
+
+TEST(ZtLockThreads, ExclusiveLockCounts) {
+  countUnder(0);
+}
+TEST(ZtLockThreads, SharedLockCounts) {
+  countUnder(1);
+}
+
+TEST(ZtAtomThreads, LastSubIsSeenOnce) {
+  ZtAtom counter;
+  ztAtomInit(&counter, 4);
+  std::atomic<int> last{0};
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&] {
+      for (int i = 0; i < 10000; ++i) {
+        ztAtomAdd(&counter);
+        ztAtomSub(&counter);
+      }
+      if (ztAtomSub(&counter) == 0) ++last;
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(1, last.load());
+  EXPECT_EQ(0, ztAtomGet(&counter));
+}
+
+// Two threads nest the locks in opposite list orders while the process forks.
+TEST(ZtLockFork, EveryLockIsFreeInTheChild) {
+  ZtLock const outer = ztLockCreate(0, 0);
+  ZtLock const inner = ztLockCreate(1, 0);
+  ZtLock const own = ztLockCreate(0, 1);
+  std::atomic<bool> stop{false};
+  std::thread worker([&] {
+    while (!stop) {
+      ZtLockHold const first(outer);
+      ZtLockHold const second(inner);
+    }
+  });
+  std::thread reader([&] {
+    while (!stop) ZtLockHold const hold(inner, ZtLockHold::kShared);
+  });
+  for (int i = 0; i < 50; ++i) {
+    pid_t const child = fork();
+    if (child == 0) {
+      bool const free = ztLockGet(outer, 1, 0) == 0 && ztLockGet(inner, 1, 0) == 0;
+      _exit(free && ztLockGet(own, 1, 0) != 0 ? 0 : 1);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    ASSERT_EQ(0, status);
+  }
+  stop = true;
+  worker.join();
+  reader.join();
+  for (ZtLock const lock : {outer, inner, own}) ztLockDestroy(lock);
+}
+
+}  // namespace
