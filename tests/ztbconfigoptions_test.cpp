@@ -1,0 +1,180 @@
+// SPDX-License-Identifier: MIT
+
+#include "ztbconfigoptions.h"
+
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "ztbstartup.h"
+#include "ztbtest.h"
+
+namespace {
+
+ZtbString text(std::string const& value) {
+  return ZtbString(value.c_str(), false);
+}
+
+class ZtbConfigOptionsTest : public ztbtest::LibraryTest {
+ protected:
+  ZtbConfigOptions* store(char const* name = "test") { return ztbGetConfigOptions(text(name)); }
+
+  std::string get(std::string const& key) {
+    ZtbString value;
+    return store()->getOption(text(key), &value) ? value.asCstr() : "(absent)";
+  }
+
+  // "key=value" of all options in their order, with blanks between.
+  std::string all() {
+    std::string result;
+    ZtbString key;
+    ZtbString value;
+    for (unsigned i = 0; store()->getOptionAt(i, &key, &value); ++i) {
+      result += std::string(i == 0 ? "" : " ") + key.asCstr() + "=" + value.asCstr();
+    }
+    return result;
+  }
+
+  void set(std::string const& key, std::string const& value) {
+    EXPECT_TRUE(store()->setOption(text(key), text(value)));
+  }
+
+  ztbtest::TempFolder mFolder;
+};
+
+TEST_F(ZtbConfigOptionsTest, StoresAreKnownByTheirExactName) {
+  EXPECT_EQ(store("x"), store("x"));
+  EXPECT_NE(store("x"), store("X"));
+  EXPECT_EQ(store(""), ztbGetConfigOptions(ZtbString()));
+}
+
+TEST_F(ZtbConfigOptionsTest, ClearGivesANewEmptyStore) {
+  ztbClearConfigOptions(text("never there"));
+  set("a", "1");
+  ztbClearConfigOptions(text("test"));
+  EXPECT_EQ(0, store()->getOptionCount());
+}
+
+TEST_F(ZtbConfigOptionsTest, KeysIgnoreCaseAndKeepTheirFirstSpelling) {
+  set("Base/Ä", "1");
+  set("BASE/ä", "2");
+  EXPECT_EQ("Base/Ä=2", all());
+  EXPECT_EQ("2", get("base/Ä"));
+}
+
+TEST_F(ZtbConfigOptionsTest, RemovalClosesTheGap) {
+  for (char const* const key : {"a", "b", "c", "d"}) set(key, key);
+  store()->removeOption(text("B"));
+  store()->removeOption(text("absent"));
+  EXPECT_EQ("a=a c=c d=d", all());
+  set("c", "new");
+  EXPECT_EQ("a=a c=new d=d", all());
+  EXPECT_EQ("d", get("d"));
+}
+
+TEST_F(ZtbConfigOptionsTest, AbsentEmptyAndNullDiffer) {
+  ZtbString key("kept", true);
+  ZtbString value("kept", true);
+  EXPECT_FALSE(store()->getOptionAt(0, &key, &value));
+  EXPECT_STREQ("kept", value.asCstr());
+  EXPECT_FALSE(store()->getOption(text("absent"), &value));
+  EXPECT_TRUE(value.isNull());
+  set("empty", "");
+  store()->setOption(text("null"), ZtbString());
+  EXPECT_TRUE(store()->getOption(text("empty"), &value));
+  EXPECT_FALSE(value.isNull());
+  EXPECT_TRUE(store()->getOption(text("null"), &value));
+  EXPECT_TRUE(value.isNull());
+  EXPECT_TRUE(store()->getOptionAt(1, nullptr, nullptr));
+  EXPECT_FALSE(store()->getOptionAt(2, &key, &value));
+}
+
+TEST_F(ZtbConfigOptionsTest, FilesApplyInKeyOrder) {
+  ZtbConfigFile file;
+  ASSERT_TRUE(file.read(text(mFolder.write("f.cfg", "b=1\na=2\n"))));
+  EXPECT_TRUE(store()->applyConfigFile(file));
+  EXPECT_EQ("a=2 b=1", all());
+}
+
+TEST_F(ZtbConfigOptionsTest, EnvironmentIsTakenWholeAndInUtf8) {
+  std::string const longValue(100000, 'v');
+  struct {
+    char const* name;
+    std::string value;
+    std::string expected;
+  } const rows[] = {
+      {"ZTB_TEST_PLAIN", "a=b", "a=b"},
+      {"ZTB_TEST_LONG", longValue, longValue},
+      {"ZTB_TEST_UTF8", "\u00e4\u20ac", "\u00e4\u20ac"},
+      {"ZTB_TEST_LATIN", "\xe4", "\u00e4"},
+  };
+  setenv("LC_ALL", "de_DE.ISO-8859-1", 1);
+  for (auto const& row : rows) setenv(row.name, row.value.c_str(), 1);
+  store()->applyEnvironment();
+  unsetenv("LC_ALL");
+  for (auto const& row : rows) {
+    EXPECT_EQ(row.expected, get(row.name)) << row.name;
+    unsetenv(row.name);
+  }
+}
+
+TEST_F(ZtbConfigOptionsTest, EnvironmentEntriesMayHaveAnEmptyKeyOrNone) {
+  char emptyKey[] = "=empty key";
+  char noEquals[] = "ZTB_TEST_NO_EQUALS";
+  char* entries[] = {emptyKey, noEquals, nullptr};
+  char** const saved = environ;
+  environ = entries;
+  store()->applyEnvironment();
+  environ = saved;
+  EXPECT_EQ("=empty key", all());
+}
+
+TEST_F(ZtbConfigOptionsTest, FoldersGiveTheirMatchingFilesInNameOrder) {
+  mFolder.write("d/b.cfg", "key=from b\nonly/b=1\n");
+  mFolder.write("d/a.CFG", "key=from a\nonly/a=1\n");
+  mFolder.write("d/c.cfg.bak", "key=from c\n");
+  mFolder.write("d/sub.cfg/inner.cfg", "key=from a folder\n");
+  EXPECT_TRUE(store()->readConfigDirectory(text(mFolder.path("d")), text("CFG")));
+  EXPECT_EQ("key=from b only/a=1 only/b=1", all());
+  EXPECT_TRUE(store()->readConfigDirectory(text(mFolder.path("d")), ZtbString()));
+  EXPECT_EQ("from c", get("key")) << "without an extension every file matches";
+}
+
+TEST_F(ZtbConfigOptionsTest, AMissingFolderIsRefusedWithAReason) {
+  set("a", "1");
+  EXPECT_TRUE(store()->getErrorMessage().isNull());
+  EXPECT_FALSE(store()->readConfigDirectory(text(mFolder.path("absent")), text("cfg")));
+  EXPECT_NE(std::string::npos, std::string(store()->getErrorMessage().asCstr()).find("absent"));
+  EXPECT_EQ("a=1", all());
+}
+
+TEST_F(ZtbConfigOptionsTest, ThousandFilesMerge) {
+  for (int i = 0; i < 1000; ++i) {
+    std::string const number = std::to_string(1000 + i);
+    mFolder.write("d/" + number + ".cfg", "shared=" + number + "\nown/" + number + "=1\n");
+  }
+  EXPECT_TRUE(store()->readConfigDirectory(text(mFolder.path("d")), text("cfg")));
+  EXPECT_EQ(1001, store()->getOptionCount());
+  EXPECT_EQ("1999", get("shared"));
+}
+
+TEST_F(ZtbConfigOptionsTest, ThreadsReadBesideWriters) {
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([t] {
+      ZtbConfigOptions* const shared = ztbGetConfigOptions(ZtbString("shared", true));
+      for (int i = 0; i < 500; ++i) {
+        ZtbString const key = text("key" + std::to_string((i + t) % 7));
+        ZtbString value;
+        shared->setOption(key, text("value"));
+        if (shared->getOption(key, &value)) EXPECT_STREQ("value", value.asCstr());
+        if (i % 50 == 0) shared->removeOption(key);
+        shared->getOptionAt(static_cast<unsigned>(i % 7), nullptr, &value);
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_LE(store("shared")->getOptionCount(), 7);
+}
+
+}  // namespace

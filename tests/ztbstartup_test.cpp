@@ -1,0 +1,308 @@
+// SPDX-License-Identifier: MIT
+
+#include "ztbstartup.h"
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "ztbconfigoptions.h"
+#include "ztbdate.h"
+#include "ztbmessage.h"
+#include "ztbtest.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+ZtbString text(std::string const& value) {
+  return ZtbString(value.c_str(), false);
+}
+
+// A home of the test's own below a temporary folder, with the real message catalogs.
+class ZtbStartupTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    for (char const* const name : {"MARLOVEN_ERROR_LOCALE", "MARLOVEN_ERROR_LEVEL", "A", "TEMP"}) {
+      unsetenv(name);
+    }
+    setenv("ZTEXEC_HOME", mFolder.path().c_str(), 1);
+    setenv("MARLOVEN_ERROR_LOCATION", ZTB_TEST_HOME "/share/msg", 1);
+    initialize();
+  }
+  void TearDown() override { ztbShutdown(); }
+
+  void initialize(std::string const& executable = ZTB_TEST_BIN "/test") {
+    ztbShutdown();
+    char const* error = nullptr;
+    ASSERT_EQ(0, ztbInitialize(executable.c_str(), &error)) << error;
+  }
+
+  // The reason, or an empty text for success.
+  std::string startup() {
+    char const* error = nullptr;
+    int const result = ztbStartup(&error);
+    EXPECT_EQ(result != 0, error != nullptr);
+    return error != nullptr ? error : "";
+  }
+
+  void write(std::string const& name, std::string const& bytes) { mFolder.write(name, bytes); }
+  std::string path(std::string const& name) { return mFolder.path(name); }
+  void addOption(char const* name, std::string const& value) {
+    char const* error = "";
+    EXPECT_EQ(0, ztbStartupAddOption(name, value.c_str(), &error));
+    EXPECT_EQ(nullptr, error);
+  }
+  void addFile(std::string const& file) {
+    char const* error = "";
+    EXPECT_EQ(0, ztbStartupAddConfigFile(file.c_str(), &error));
+    EXPECT_EQ(nullptr, error);
+  }
+  std::string get(char const* key) {
+    ZtbString value;
+    bool const found = ztbGetConfigOptions(ZtbString())->getOption(ZtbString(key, true), &value);
+    return !found ? "(absent)" : value.isNull() ? "(null)" : value.asCstr();
+  }
+  std::string origin(char const* key) {
+    return ztbStartupGetOptionOrigin(ZtbString(key, true)).asCstr();
+  }
+  // The log of a whole start-up at level 2.
+  std::string logged() {
+    write("log.cfg", "sink all file path=" + path("start.log") + "\nlevel ZT.Base 2\n");
+    addOption("BASE/LOGCONFIG_PATH", path("log.cfg"));
+    EXPECT_EQ("", startup());
+    return ztbtest::readFile(path("start.log"));
+  }
+
+  ztbtest::TempFolder mFolder;
+};
+
+TEST_F(ZtbStartupTest, EachSourceOverridesTheWeakerOnes) {
+  fs::create_directories(path("etc"));
+  ztbStartupSetUserPath(path("user").c_str());
+  addFile("extra.cfg");
+  char const* const files[] = {"etc/app.cfg",       "user/app.cfg",     "etc/extra.cfg",
+                               "user/extra.cfg",    "etc/macros/m.cfg", "etc/macros/n.CFG",
+                               "user/macros/u.cfg", "etc/macros.cfg",   "user/macros.cfg"};
+  for (char const* const file : files) {
+    write(file, "# a comment\nA=" + std::string(file) + "\n");
+    ASSERT_EQ("", startup());
+    EXPECT_EQ(file, get("a"));
+    EXPECT_EQ(path(file) + ":2", origin("a"));
+  }
+  setenv("A", "from the environment", 1);
+  ASSERT_EQ("", startup());
+  EXPECT_EQ("from the environment", get("A"));
+  EXPECT_EQ("the environment", origin("A"));
+  addOption("a", "from the command");
+  ASSERT_EQ("", startup());
+  EXPECT_EQ("from the command", get("A"));
+  EXPECT_EQ("the command", origin("A"));
+  unsetenv("A");
+}
+
+TEST_F(ZtbStartupTest, QueuesKeepOrderAndCount) {
+  addFile("one.cfg");
+  addFile("/two.cfg");
+  addOption("x", "1");
+  addOption("y", "2");
+  addOption("X", "3");
+  ZtbString key;
+  ZtbString value;
+  std::string rows;
+  for (char const* const name : {".@=Files=@.", ".@=CommandArgs=@."}) {
+    ZtbConfigOptions* const queue = ztbGetConfigOptions(ZtbString(name, true));
+    for (unsigned i = 0; queue->getOptionAt(i, &key, &value); ++i) {
+      rows += std::string(key.asCstr()) + "=" + value.asCstr() + ";";
+    }
+  }
+  EXPECT_EQ("FileCount=2;FilePrefix_0001=one.cfg;FilePrefix_0002=/two.cfg;x=3;y=2;", rows);
+}
+
+TEST_F(ZtbStartupTest, AnAbsoluteQueuedFileIsReadAsItIs) {
+  write("elsewhere/x.cfg", "A=absolute\n");
+  addFile(path("elsewhere/x.cfg"));
+  ASSERT_EQ("", startup());
+  EXPECT_EQ("absolute", get("A"));
+}
+
+TEST_F(ZtbStartupTest, DerivesWhatNobodySet) {
+  ztbStartupSetUserPath("/the/user");
+  ASSERT_EQ("", startup());
+  struct {
+    char const* key;
+    std::string value;
+  } const rows[] = {
+      {"BASE/MACROS_PATH", path("etc/macros")},
+      {"BASE/TEMP", "(null)"},
+      {"TEMP", "(null)"},
+      {"BASE/MESSAGE_PATH", ZTB_TEST_HOME "/share/msg"},
+      {"BASE/PLUGIN_PATH", ZTB_TEST_BIN},
+      {"BASE/EXE_PATH", ZTB_TEST_BIN},
+      {"BASE/LIBRARY_PATH", fs::path(ZTB_TEST_BIN).parent_path().string() + "/lib"},
+      {"BASE/REPOS_USER_PATH", "/the/user/repositories"},
+      {"BASE/REPOS_SYS_PATH", path("etc/repositories")},
+      {"ZTEXEC_HOME", path("")},
+      {"BASE/LOGCONFIG_PATH", "(absent)"},
+  };
+  for (auto const& row : rows) EXPECT_EQ(row.value, get(row.key)) << row.key;
+  EXPECT_EQ("derived by start-up", origin("BASE/MACROS_PATH"));
+  EXPECT_EQ("the environment", origin("ZTEXEC_HOME")) << "equal values keep their origin";
+  EXPECT_EQ("", origin("no such key"));
+}
+
+TEST_F(ZtbStartupTest, LibraryPathLiesBesideOrBelowTheExecutables) {
+  struct {
+    char const* exe;
+    char const* library;
+  } const rows[] = {
+      {"/opt/suite/bin", "/opt/suite/lib"},
+      {"/opt/suite/BIN/", "/opt/suite/lib"},
+      {"/opt/suite/sbin", "/opt/suite/sbin/lib"},
+      {"/opt/suite", "/opt/suite/lib"},
+      {"/bin", "/bin/lib"},
+      {"/abin", "/abin/lib"},
+      {"/a/bin", "/a/lib"},
+      {"", "lib"},
+  };
+  for (auto const& row : rows) {
+    initialize();
+    addOption("BASE/EXE_PATH", row.exe);
+    ASSERT_EQ("", startup());
+    EXPECT_EQ(row.library, get("BASE/LIBRARY_PATH")) << row.exe;
+  }
+}
+
+TEST_F(ZtbStartupTest, TempFollowsBaseTemp) {
+  setenv("TEMP", "/tmp/env", 1);
+  ASSERT_EQ("", startup());
+  EXPECT_EQ("/tmp/env", get("BASE/TEMP"));
+  addOption("BASE/TEMP", "/tmp/base");
+  ASSERT_EQ("", startup());
+  EXPECT_EQ("/tmp/base", get("TEMP"));
+  unsetenv("TEMP");
+}
+
+TEST_F(ZtbStartupTest, MessageVariablesOfTheUserWin) {
+  write("etc/app.cfg",
+        "BASE/MESSAGE_PATH=/elsewhere\nBASE/MESSAGE_LOCALE=de\nBASE/MESSAGE_LEVEL=1\n");
+  setenv("MARLOVEN_ERROR_LEVEL", "0", 1);
+  ASSERT_EQ("", startup());
+  EXPECT_EQ(ZTB_TEST_HOME "/share/msg", get("BASE/MESSAGE_PATH"));
+  EXPECT_STREQ("de", getenv("MARLOVEN_ERROR_LOCALE"));
+  EXPECT_STREQ("0", getenv("MARLOVEN_ERROR_LEVEL"));
+}
+
+TEST_F(ZtbStartupTest, EveryFailureHasItsText) {
+  std::string const modules = ZTB_TEST_MODULES;
+  write("empty.cfg", "");
+  write("rubbish.cfg", "this is no logging file\n");
+  write("broken/ztbdeps31.so", "this is no module\n");
+  struct {
+    char const* key;
+    std::string value;
+    char const* error;
+  } const rows[] = {
+      {"BASE/LOGCONFIG_PATH", path("absent.cfg"),
+       "Specified logging configuration file does not exist."},
+      {"BASE/LOGCONFIG_PATH", path("empty.cfg"),
+       "Specified logging configuration file does not exist."},
+      {"BASE/LOGCONFIG_PATH", path("rubbish.cfg"), "Failed to configure logging."},
+      {"BASE/PLUGIN_PATH", path("absent"), "absent/ztbdeps31.so"},
+      {"BASE/PLUGIN_PATH", path("broken"), "broken/ztbdeps31.so"},
+      {"BASE/PLUGIN_PATH", modules + "/no_entry_points",
+       "Failed to find dependency startup/shutdown functions"},
+      {"BASE/PLUGIN_PATH", modules + "/failing_start", "Dependency startup failed"},
+  };
+  for (auto const& row : rows) {
+    initialize();
+    addOption(row.key, row.value);
+    EXPECT_NE(std::string::npos, startup().find(row.error)) << row.value;
+  }
+}
+
+TEST_F(ZtbStartupTest, AModuleThatFailedToStartIsStoppedAllTheSame) {
+  unsetenv("ZTB_TEST_STOPPED");
+  addOption("BASE/PLUGIN_PATH", ZTB_TEST_MODULES "/failing_start");
+  EXPECT_EQ("Dependency startup failed", startup());
+  ztbShutdown();
+  EXPECT_STREQ("yes", getenv("ZTB_TEST_STOPPED"));
+}
+
+TEST_F(ZtbStartupTest, FailsWithoutAHomeOrAMessageDatabase) {
+  unsetenv("ZTEXEC_HOME");
+  EXPECT_EQ("The 'ZTEXEC_HOME' environment variable is not set", startup());
+  setenv("ZTEXEC_HOME", path("").c_str(), 1);
+  setenv("MARLOVEN_ERROR_LOCATION", path("no messages").c_str(), 1);
+  EXPECT_NE(std::string::npos, startup().find("no messages"));
+  ztbShutdown();
+  char const* error = nullptr;
+  EXPECT_EQ(1, ztbStartup(&error)) << "the library isn't up";
+  EXPECT_EQ(1, ztbStartup(nullptr));
+}
+
+TEST_F(ZtbStartupTest, ToleratesWhatIsNoFailure) {
+  write("etc/app.cfg", std::string("\0\xff\xfe binary\n=\n===\n[x]\nA", 24));
+  fs::create_directories(path("etc/macros"));
+  fs::create_symlink("loop.cfg", path("etc/macros/loop.cfg"));
+  fs::create_directory_symlink("..", path("etc/macros/up.cfg"));
+  EXPECT_EQ("", startup());
+}
+
+TEST_F(ZtbStartupTest, TellsTheWholeStartInTheLog) {
+  write("etc/macros.cfg",
+        "BASE/DATE_FORMAT=iso8601\nBASE/TIME_BASE=gmt\n"
+        "BASE/AUTH_SERVER_LOC=file:x,PASS=Secret/rest,pass=two\n");
+  std::string const log = logged();
+  char const* const expected[] = {"Expected file '",
+                                  "Reading configuration file '",
+                                  "Reading configuration file directory '",
+                                  "Applying environment variables",
+                                  "Effective options:",
+                                  "BASE/AUTH_SERVER_LOC=file:x,PASS=********/rest,pass=two",
+                                  "BASE/REPOS_SYS_PATH=",
+                                  "ISO8601 date format will be used",
+                                  "ZTEXEC_HOME=",
+                                  "Extension specific startup",
+                                  "Load ",
+                                  "Run dep startup"};
+  std::size_t at = 0;
+  for (char const* const line : expected) {
+    std::size_t const found = log.find(line, at);
+    EXPECT_NE(std::string::npos, found) << line << " in its order in\n" << log;
+    if (found != std::string::npos) at = found;
+  }
+  EXPECT_EQ("file:x,PASS=Secret/rest,pass=two", get("BASE/AUTH_SERVER_LOC"));
+}
+
+TEST_F(ZtbStartupTest, APasswordAtTheVeryStartIsNotMasked) {
+  addOption("base/auth_server_loc", "pass=open");
+  EXPECT_NE(std::string::npos, logged().find("base/auth_server_loc=pass=open"));
+}
+
+TEST_F(ZtbStartupTest, UserPathsAreCutAtACharacter) {
+  ztbStartupSetUserPath(std::string(300, 'u').c_str());
+  EXPECT_EQ(std::string(259, 'u'), ztbStartupGetUserPath());
+  ztbStartupSetUserPath((std::string(258, 'u') + "\u00e4").c_str());
+  EXPECT_EQ(std::string(258, 'u'), ztbStartupGetUserPath());
+  ztbStartupSetUserPath(nullptr);
+  EXPECT_STREQ("", ztbStartupGetUserPath());
+}
+
+TEST_F(ZtbStartupTest, TheModuleLogsItsStartAndStop) {
+  addOption("DEPS/LOG_PATH", path("deps.log"));
+  EXPECT_EQ("", startup());
+  ztbShutdown();
+  std::string const log = ztbtest::readFile(path("deps.log"));
+  EXPECT_LT(log.find("ztbdeps31 started\n"), log.find("ztbdeps31 stopped\n")) << log;
+}
+
+TEST_F(ZtbStartupTest, ThousandFilesInAHome) {
+  for (int i = 0; i < 1000; ++i) {
+    write("etc/macros/" + std::to_string(i) + ".cfg", "KEY" + std::to_string(i) + "=x\n");
+  }
+  EXPECT_EQ("", startup());
+  EXPECT_EQ(path("etc/macros/999.cfg") + ":1", origin("KEY999"));
+}
+
+}  // namespace
