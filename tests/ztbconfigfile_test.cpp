@@ -1,0 +1,516 @@
+// SPDX-License-Identifier: MIT
+#include "ztbconfigfile.h"
+
+#include <algorithm>
+#include <map>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "ztbtest.h"
+
+namespace {
+
+using Pairs = std::vector<std::pair<std::string, std::string>>;
+
+ZtbString text(std::string const& bytes) {
+  return ZtbString(bytes.c_str(), false);
+}
+
+Pairs entriesOf(ZtbConfigFile& file) {
+  Pairs pairs;
+  ZtbString key, value;
+  for (bool more = file.getNextEntry(true, &key, &value); more;
+       more = file.getNextEntry(false, &key, &value)) {
+    pairs.emplace_back(key.asCstr(), value.asCstr());
+  }
+  return pairs;
+}
+
+class ZtbConfigFileTest : public ztbtest::LibraryTest {
+ protected:
+  void read(ZtbConfigFile& file, std::string const& bytes) {
+    std::string const path = mFolder.write("in.cfg", bytes);
+    ASSERT_TRUE(file.read(text(path))) << file.getErrorMessage().asCstr();
+  }
+  std::string written(ZtbConfigFile& file) {
+    std::string const path = mFolder.path("out.cfg");
+    EXPECT_TRUE(file.write(text(path))) << file.getErrorMessage().asCstr();
+    return ztbtest::readFile(path);
+  }
+  std::string value(ZtbConfigFile& file, char const* key) {
+    ZtbString const value = file.getEntry(text(key));
+    return value.isNull() ? "(null)" : value.asCstr();
+  }
+
+  ztbtest::TempFolder mFolder;
+};
+
+struct FormatRow {
+  char const* in;
+  Pairs entries;
+  char const* out;
+};
+
+TEST_F(ZtbConfigFileTest, EveryFormOfLineIsReadAndWrittenBack) {
+  std::string const longText(5000, 'x');
+  std::string const longLine = "k=" + longText + "\n";
+  FormatRow const rows[] = {
+      {"", {}, ""},
+      {"a=b", {{"a", "b"}}, "a=b\n"},
+      {"  a  =  b  \n", {{"a", "b"}}, "a=b\n"},
+      {"\xc2\xa0 a\xe2\x80\x83=\xe3\x80\x80 \xc3\xa9 \xc2\x85\r\n",
+       {{"a", "\xc3\xa9"}},
+       "a=\xc3\xa9\n"},
+      {"a=\n", {{"a", ""}}, "a=\n"},
+      {"=b\n", {{"", "b"}}, "=b\n"},
+      {"=\n", {{"", ""}}, "=\n"},
+      {"a=b=c\n", {{"a", "b=c"}}, "a=b=c\n"},
+      {"a=b #c\n", {{"a", "b #c"}}, "a=b #c\n"},
+      {"ab\n", {}, "ab\n"},
+      {"[title]\n[a=b]\n", {{"[a", "b]"}}, "[title]\n[a=b]\n"},
+      {"  \n\n\t\n", {}, "\n\n\n"},
+      {" # a=b \n#\n", {}, "# a=b\n#\n"},
+      {"a=1\ra=2\r\nb=3\n\r", {{"a", "2"}, {"b", "3"}}, "a=1\na=2\nb=3\n\n"},
+      {"b=2\nB=3\na=1\n", {{"a", "1"}, {"b", "3"}}, "B=2\nB=3\na=1\n"},
+      {"# one\nk=1\n\n#two\nK=2\n", {{"k", "2"}}, "# one\nK=1\n\n#two\nK=2\n"},
+      {"\xef\xbb\xbf"
+       "a=1\n",
+       {{"a", "1"}},
+       "a=1\n"},
+      {"STRASSE=1\nstrasse=2\n\xc3\x84=3\n\xc3\xa4=4\n",
+       {{"STRASSE", "2"}, {"\xc3\x84", "4"}},
+       "strasse=1\nstrasse=2\n\xc3\xa4=3\n\xc3\xa4=4\n"},
+      {longLine.c_str(), {{"k", longText}}, longLine.c_str()},
+  };
+  for (FormatRow const& row : rows) {
+    SCOPED_TRACE(row.in);
+    ZtbConfigFile file;
+    read(file, row.in);
+    EXPECT_EQ(row.entries, entriesOf(file));
+    EXPECT_EQ(static_cast<int>(row.entries.size()), file.getEntryCount());
+    EXPECT_EQ(row.out, written(file));
+    EXPECT_EQ(row.out, written(file)) << "a second write differs";
+  }
+}
+
+struct CommentRow {
+  char const* in;
+  char const* comment;  // null: a null string
+};
+
+TEST_F(ZtbConfigFileTest, CommentBelongsToTheEntryDirectlyBelow) {
+  CommentRow const rows[] = {
+      {"#c\na=1\n", "c"},
+      {"# c \n a=1\n", " c"},
+      {"#c\n\na=1\n", nullptr},
+      {"#c\nother\na=1\n", nullptr},
+      {"#1\n#2\na=1\n", "2"},
+      {"#\na=1\n", nullptr},
+      {"#1\n#\na=1\n", nullptr},
+      {"#c\nb=0\na=1\n", nullptr},
+      {"#old\na=0\na=1\n", nullptr},
+      {"##\na=1\n", "#"},
+      {"#-DELETED k=v\na=1\n", "-DELETED k=v"},
+  };
+  for (CommentRow const& row : rows) {
+    SCOPED_TRACE(row.in);
+    ZtbConfigFile file;
+    read(file, row.in);
+    ZtbString const comment = file.getEntryComment(text("A"));
+    EXPECT_EQ(row.comment == nullptr, comment.isNull());
+    EXPECT_STREQ(row.comment == nullptr ? "" : row.comment, comment.asCstr());
+  }
+}
+
+struct EditRow {
+  char const* what;
+  char const* in;
+  void (*edit)(ZtbConfigFile&);
+  char const* out;
+};
+
+TEST_F(ZtbConfigFileTest, EditsKeepTheRestOfTheFile) {
+  EditRow const rows[] = {
+      {"value under another spelling", "#c\ntemp=1\nb=2\n",
+       [](ZtbConfigFile& f) { f.setEntry(text("TEMP"), text("9")); }, "#c\ntemp=9\nb=2\n"},
+      {"null value", "a=1\n", [](ZtbConfigFile& f) { f.setEntry(text("a"), ZtbString()); }, "a=\n"},
+      {"new entries, in key order", "x\n",
+       [](ZtbConfigFile& f) {
+         f.setEntry(text("n"), text("1"));
+         f.setEntry(text("M"), text("2"));
+         f.setEntryComment(text("N"), text("c"));
+       },
+       "x\n\nM=2\n\n#c\nn=1\n"},
+      {"new entry removed", "x\n",
+       [](ZtbConfigFile& f) {
+         f.setEntry(text("n"), text("1"));
+         f.deleteEntry(text("N"));
+       },
+       "x\n"},
+      {"removed under its comment", "#c\nKey=1\n\nb=2\n",
+       [](ZtbConfigFile& f) { f.deleteEntry(text("KEY")); }, "#c\n#-DELETED KEY=1\n\nb=2\n"},
+      {"removed and made again", "a=1\nb=2\n",
+       [](ZtbConfigFile& f) {
+         f.deleteEntry(text("a"));
+         f.setEntry(text("a"), text("3"));
+       },
+       "#-DELETED a=1\nb=2\n\na=3\n"},
+      {"removed with a late comment", "a=1\nb=2\n",
+       [](ZtbConfigFile& f) {
+         f.setEntryComment(text("a"), text("late"));
+         f.deleteEntry(text("a"));
+       },
+       "#late\n#-DELETED a=1\nb=2\n"},
+      {"removed after its comment was", "#c\na=1\nb=2\n",
+       [](ZtbConfigFile& f) {
+         f.setEntryComment(text("a"), ZtbString());
+         f.deleteEntry(text("a"));
+       },
+       "#-DELETED a=1\nb=2\n"},
+      {"absent keys", "a=1\n",
+       [](ZtbConfigFile& f) {
+         f.deleteEntry(text("x"));
+         f.setEntryComment(text("x"), text("c"));
+       },
+       "a=1\n"},
+      {"comment of several lines", "a=1\n",
+       [](ZtbConfigFile& f) { f.setEntryComment(text("a"), text("one\r\ntwo=2\n\nfour\r")); },
+       "#one\n#two=2\n#\n#four\n#\na=1\n"},
+      {"removed with line breaks in comment and value", "a=1\nb=2\n",
+       [](ZtbConfigFile& f) {
+         f.setEntryComment(text("a"), text("x\ny=1"));
+         f.setEntry(text("a"), text("p\nq=1"));
+         f.deleteEntry(text("a"));
+       },
+       "#x\n#y=1\n#-DELETED a=p q=1\nb=2\n"},
+      {"clear", "a=1\n#c\n",
+       [](ZtbConfigFile& f) {
+         f.setEntry(text("b"), text("2"));
+         f.clear();
+       },
+       ""},
+      {"null and empty key are two", "",
+       [](ZtbConfigFile& f) {
+         f.setEntry(ZtbString(), text("null"));
+         f.setEntry(text(""), text("empty"));
+       },
+       "\n=null\n\n=empty\n"},
+  };
+  for (EditRow const& row : rows) {
+    SCOPED_TRACE(row.what);
+    ZtbConfigFile file;
+    read(file, row.in);
+    row.edit(file);
+    EXPECT_EQ(row.out, written(file));
+    ZtbConfigFile again;
+    read(again, row.out);
+    EXPECT_EQ(row.out, written(again));
+  }
+}
+
+struct MergeRow {
+  char const* first;
+  void (*edit)(ZtbConfigFile&);
+  char const* second;
+  char const* out;
+};
+
+TEST_F(ZtbConfigFileTest, MergingReadOverwritesNoOtherLine) {
+  MergeRow const rows[] = {
+      {"#c\na=1\nb=2", nullptr, "A=3\n", "#c\nA=1\nb=2\nA=3\n"},
+      {"#c", nullptr, "a=1\n", "#c\na=1\n"},
+      {"a=1\nb=2\n", [](ZtbConfigFile& f) { f.setEntryComment(text("a"), text("late")); }, "a=3\n",
+       "#late\na=1\nb=2\na=3\n"},
+      {"x\n", [](ZtbConfigFile& f) { f.setEntry(text("a"), text("set")); }, "y\n#c\nA=3\n",
+       "x\ny\n#c\nA=3\n"},
+      {"x\n",
+       [](ZtbConfigFile& f) {
+         f.setEntry(text("a"), text("set"));
+         f.setEntry(text("b"), text("kept"));
+       },
+       "a=3\n", "x\na=3\n\nb=kept\n"},
+      {"a=1\nb=2\n", [](ZtbConfigFile& f) { f.setEntry(text("a"), text("p\nb=q")); }, "a=3\n",
+       "a=p b=q\nb=2\na=3\n"},
+  };
+  for (MergeRow const& row : rows) {
+    SCOPED_TRACE(row.out);
+    ZtbConfigFile file;
+    read(file, row.first);
+    if (row.edit != nullptr) row.edit(file);
+    read(file, row.second);
+    EXPECT_EQ(row.out, written(file));
+  }
+}
+
+TEST_F(ZtbConfigFileTest, DeletedEntryThatWasSetAndThenReadDoesNotComeBack) {
+  ZtbConfigFile file;
+  file.setEntry(text("a"), text("set"));
+  read(file, "a=1\nb=2\n");
+  file.deleteEntry(text("a"));
+  EXPECT_EQ("#-DELETED a=1\nb=2\n", written(file));
+}
+
+TEST_F(ZtbConfigFileTest, WriteRefusesWhatWouldReadBackAsSomethingElse) {
+  struct {
+    char const* why;
+    std::string key, value;
+  } const rows[] = {
+      {"line feed in the value", "a", "1\nb=2"}, {"return in the value", "a", "1\r"},
+      {"line feed in the key", "a\nb", "1"},     {"equals sign in the key", "a=b", "1"},
+      {"comment sign first", "#a", "1"},         {"comment sign behind blanks", " #a", "1"},
+  };
+  for (auto const& row : rows) {
+    SCOPED_TRACE(row.why);
+    std::string const path = mFolder.write("kept.cfg", "old=1\n");
+    ZtbConfigFile file;
+    file.setEntry(text(row.key), text(row.value));
+    EXPECT_EQ(row.value, value(file, row.key.c_str())) << "held in memory all the same";
+    EXPECT_FALSE(file.write(text(path)));
+    EXPECT_NE(nullptr, strstr(file.getErrorMessage().asCstr(), "can't be written"));
+    EXPECT_EQ("old=1\n", ztbtest::readFile(path));
+  }
+}
+
+TEST_F(ZtbConfigFileTest, EntriesByPlaceKeepTheFirstSpelling) {
+  ZtbConfigFile file;
+  read(file, "b=2\nA=1\na=3\n");
+  ZtbString key, entry;
+  EXPECT_TRUE(file.getEntry(0, &key, &entry));
+  EXPECT_STREQ("A", key.asCstr());
+  EXPECT_STREQ("3", entry.asCstr());
+  EXPECT_TRUE(file.getEntry(1, nullptr, &entry));
+  for (int index : {-1, 2, INT_MAX, INT_MIN}) {
+    key = entry = text("x");
+    EXPECT_FALSE(file.getEntry(index, &key, &entry));
+    EXPECT_TRUE(key.isNull() && entry.isNull());
+  }
+}
+
+TEST_F(ZtbConfigFileTest, StaleWalkIsAtItsEndUntilItStartsAgain) {
+  ZtbConfigFile file;
+  ZtbString key = text("x");
+  EXPECT_FALSE(file.getNextEntry(false, &key, nullptr));
+  read(file, "a=1\nb=2\nc=3\n");
+  ASSERT_TRUE(file.getNextEntry(true, &key, nullptr));
+  file.deleteEntry(text("b"));
+  file.setEntry(text("aa"), text("4"));
+  ASSERT_TRUE(file.getNextEntry(false, &key, nullptr));
+  EXPECT_STREQ("aa", key.asCstr());
+  file.deleteEntry(text("aa"));
+  EXPECT_FALSE(file.getNextEntry(false, &key, nullptr));
+  EXPECT_STREQ("aa", key.asCstr()) << "outputs stay at the end";
+  ASSERT_TRUE(file.getNextEntry(true, &key, nullptr));
+  file.clear();
+  EXPECT_FALSE(file.getNextEntry(false, &key, nullptr));
+  EXPECT_FALSE(file.getNextEntry(true, &key, nullptr));
+}
+
+TEST_F(ZtbConfigFileTest, CopiesShareNothing) {
+  ZtbConfigFile file;
+  read(file, "#c\nKey=1\nKEY=2\nb=2\nx\n");
+  file.setEntry(text("n"), text("new"));
+  ZtbString key;
+  file.getNextEntry(true, &key, nullptr);
+  std::string const before = written(file);
+  ZtbConfigFile copy(file), assigned;
+  assigned = copy;
+  copy.deleteEntry(text("key"));
+  copy.clear();
+  EXPECT_EQ(before, written(file));
+  EXPECT_EQ(before, written(assigned));
+  EXPECT_TRUE(assigned.getNextEntry(false, &key, nullptr)) << "the walk is copied too";
+  EXPECT_STREQ("Key", key.asCstr());
+  ZtbConfigFile& self = assigned;
+  assigned = self;
+  EXPECT_EQ(before, written(assigned));
+}
+
+// Edits that leave megabytes of old texts behind make the model rebuild itself.
+TEST_F(ZtbConfigFileTest, ManyEditsOfOneEntryKeepModelAndWalk) {
+  ZtbConfigFile file;
+  read(file, "a=1\n#c\nB=2\nb=3\nz=4\n");
+  ZtbString key;
+  file.getNextEntry(true, &key, nullptr);
+  std::string const filler(1000, 'v');
+  for (int i = 0; i < 5000; ++i) {
+    file.setEntry(text("a"), text(filler + std::to_string(i)));
+    file.setEntry(text("new"), text(filler));
+    file.deleteEntry(text("new"));
+  }
+  ASSERT_TRUE(file.getNextEntry(false, &key, nullptr));
+  EXPECT_STREQ("B", key.asCstr());
+  EXPECT_EQ("a=" + filler + "4999\n#c\nb=2\nb=3\nz=4\n", written(file));
+}
+
+TEST_F(ZtbConfigFileTest, FailuresHaveATextAndKeepTheModel) {
+  ZtbConfigFile file;
+  EXPECT_TRUE(file.getErrorMessage().isNull());
+  read(file, "a=1\n");
+  for (std::string const& path : {mFolder.path("absent.cfg"), mFolder.path(), std::string()}) {
+    EXPECT_FALSE(file.read(text(path))) << path;
+    EXPECT_FALSE(file.getErrorMessage().isNull()) << path;
+    EXPECT_FALSE(file.write(text(mFolder.path("absent/out.cfg"))));
+  }
+  EXPECT_EQ("a=1\n", written(file));
+  EXPECT_FALSE(file.getErrorMessage().isNull()) << "success doesn't clear the text";
+  file.clear();
+  EXPECT_TRUE(file.getErrorMessage().isNull());
+}
+
+TEST_F(ZtbConfigFileTest, FullDiskIsReported) {
+  for (int entries : {1, 100000}) {
+    ZtbConfigFile file;
+    for (int i = 0; i < entries; ++i) file.setEntry(text("k" + std::to_string(i)), text("v"));
+    EXPECT_FALSE(file.write(text("/dev/full")));
+    EXPECT_FALSE(file.getErrorMessage().isNull());
+    EXPECT_EQ(entries, file.getEntryCount());
+  }
+}
+
+TEST_F(ZtbConfigFileTest, RubbishAndHugeInputAreReadWhole) {
+  std::string rubbish;
+  std::mt19937 random(7);
+  for (int i = 0; i < 100000; ++i) rubbish += static_cast<char>(random());
+  ZtbConfigFile file;
+  read(file, rubbish);
+
+  std::string const megabyte(1 << 20, 'K');
+  std::string lower = megabyte;
+  std::transform(lower.begin(), lower.end(), lower.begin(), [](char) { return 'k'; });
+  ZtbConfigFile huge;
+  read(huge, megabyte + "=1\n" + lower + "=2\n" + std::string(30 << 20, '='));
+  EXPECT_EQ(2, huge.getEntryCount());
+  EXPECT_EQ("2", value(huge, megabyte.c_str()));
+  EXPECT_EQ((30u << 20) - 1, huge.getEntry(text("")).length());
+}
+
+TEST_F(ZtbConfigFileTest, AMillionEntriesInAnyOrder) {
+  std::string lines;
+  int const count = 1000000;
+  for (int i = 0; i < count; ++i) {
+    lines += "Key/" + std::to_string((i * 7919LL) % count) + "=" + std::to_string(i) + "\n";
+  }
+  ZtbConfigFile file;
+  read(file, lines);
+  EXPECT_EQ(count, file.getEntryCount());
+  EXPECT_EQ("1", value(file, "KEY/7919"));
+  Pairs const pairs = entriesOf(file);
+  EXPECT_TRUE(std::is_sorted(pairs.begin(), pairs.end()));
+  EXPECT_EQ(lines, written(file));
+}
+
+// The model in the plainest containers, entered line by line.
+class Reference {
+ public:
+  void read(std::vector<std::string> const& lines) {
+    std::string pending;
+    for (std::string const& line : lines) {
+      int const number = ++mCount;
+      std::size_t const equals = line.find('=');
+      if (line[0] == '#' || equals == std::string::npos) {
+        mLines[number] = {false, line};
+        pending = line[0] == '#' ? line.substr(1) : "";
+        continue;
+      }
+      std::string const key = line.substr(0, equals);
+      int const at = pending.empty() ? number : number - 1;
+      mLines[at] = {true, key};
+      leave(key, key + "=");
+      mEntries[fold(key)] = {pending, line.substr(equals + 1), at, key};
+      pending.clear();
+    }
+  }
+  void set(std::string const& key, std::string const& value) {
+    mEntries.try_emplace(fold(key), Entry{"", "", -1, key}).first->second.value = value;
+  }
+  void comment(std::string const& key, std::string const& text) {
+    auto const entry = mEntries.find(fold(key));
+    if (entry != mEntries.end()) entry->second.comment = text;
+  }
+  void remove(std::string const& key) {
+    leave(key, "#-DELETED " + key + "=");
+    mEntries.erase(fold(key));
+  }
+  std::string written() const {
+    std::string out;
+    for (auto const& [number, line] : mLines) {
+      out += line.isEntry ? textOf(mEntries.at(fold(line.text)), line.text) : line.text + "\n";
+    }
+    for (auto const& [key, entry] : mEntries) {
+      if (entry.line == -1) out += "\n" + textOf(entry, entry.spelling);
+    }
+    return out;
+  }
+
+ private:
+  struct Line {
+    bool isEntry;
+    std::string text;
+  };
+  struct Entry {
+    std::string comment, value;
+    int line;
+    std::string spelling;
+  };
+
+  static std::string fold(std::string key) {
+    for (char& c : key) c = static_cast<char>(std::tolower(c));
+    return key;
+  }
+  static std::string textOf(Entry const& entry, std::string const& spelling) {
+    std::string const comment = entry.comment.empty() ? "" : "#" + entry.comment + "\n";
+    return comment + spelling + "=" + entry.value + "\n";
+  }
+  void leave(std::string const& key, std::string const& text) {
+    auto const entry = mEntries.find(fold(key));
+    if (entry == mEntries.end() || entry->second.line == -1) return;
+    std::string const& comment = entry->second.comment;
+    std::string const above = comment.empty() ? "" : "#" + comment + "\n";
+    mLines[entry->second.line] = {false, above + text + entry->second.value};
+  }
+
+  int mCount = 0;
+  std::map<int, Line> mLines;
+  std::map<std::string, Entry> mEntries;
+};
+
+TEST_F(ZtbConfigFileTest, RandomEditsAgreeWithThePlainModel) {
+  char const* const keys[] = {"a", "A", "b", "bb", "B", "path/one", "PATH/one", "path_one", "zz"};
+  char const* const others[] = {"", "other", "#", "#c", "# d", "#-DELETED x=1"};
+  for (unsigned seed = 0; seed < 100; ++seed) {
+    std::mt19937 random(seed);
+    auto const below = [&](std::size_t limit) { return random() % limit; };
+    ZtbConfigFile file;
+    Reference reference;
+    for (int step = 0; step < 40; ++step) {
+      std::string const key = keys[below(std::size(keys))], number = std::to_string(step);
+      std::size_t const what = below(8);
+      if (what == 0) {
+        std::vector<std::string> lines;
+        for (std::size_t n = below(8); n > 0; --n) {
+          std::string const entry = keys[below(std::size(keys))] + ("=" + std::to_string(n));
+          lines.push_back(below(2) ? entry : others[below(std::size(others))]);
+        }
+        std::string bytes;
+        for (std::string const& line : lines) bytes += line + "\n";
+        read(file, bytes);
+        reference.read(lines);
+      } else if (what < 4) {
+        file.setEntry(text(key), text(number));
+        reference.set(key, number);
+      } else if (what < 6) {
+        file.deleteEntry(text(key));
+        reference.remove(key);
+      } else {
+        std::string const comment = below(3) ? number : "";
+        file.setEntryComment(text(key), text(comment));
+        reference.comment(key, comment);
+      }
+      ASSERT_EQ(reference.written(), written(file)) << "seed " << seed << ", step " << step;
+    }
+  }
+}
+
+}  // namespace
