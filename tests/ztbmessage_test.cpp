@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: MIT
+//
+// Messages as strings, through the life of the library.
+
+#include "ztbmessage.h"
+
+#include <cstdlib>
+
+#include "ztbtest.h"
+
+namespace {
+
+TEST(ZtbMessage, WithoutTheLibraryIsANullString) {
+  EXPECT_TRUE(ztb_get_message("reader", 1, "Base Services", 445, "/a").isNull());
+  EXPECT_TRUE(ztb_get_fragment(444).isNull());
+  char const* error = nullptr;
+  ASSERT_EQ(0, ztbInitialize(ZTB_TEST_BIN "/test", &error)) << error;
+  ztbShutdown();
+  EXPECT_TRUE(ztb_get_message("reader", 1, "Base Services", 445, "/a").isNull());
+  EXPECT_TRUE(ztb_get_fragment(444).isNull());
+}
+
+using ZtbMessageTest = ztbtest::LibraryTest;
+
+TEST_F(ZtbMessageTest, BeforeStartupNamesGroupNumberAndArguments) {
+  EXPECT_STREQ("[Base Services 445] no text in the message database: \"/a\"",
+               ztb_get_message("reader", 1, "Base Services", 445, "/a").asCstr());
+  EXPECT_STREQ("[Nobody's 7] no text in the message database",
+               ztb_get_message(nullptr, 1, "Nobody's", 7).asCstr());
+  EXPECT_STREQ("[Fragments 444] no text in the message database", ztb_get_fragment(444).asCstr());
+}
+
+}  // namespace
