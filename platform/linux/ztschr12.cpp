@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <climits>
-#include <cstdint>
 #include <cstring>
 
 #include "ztschr12_utf8.h"
@@ -24,15 +23,9 @@ inline unsigned saturated(std::size_t count) {
   return static_cast<unsigned>(std::min<std::size_t>(count, UINT_MAX));
 }
 
-inline bool isAscii8(char const* p) {
-  std::uint64_t bytes;
-  std::memcpy(&bytes, p, sizeof bytes);
-  return (bytes & 0x8080808080808080u) == 0;
-}
-
 // One character, or eight if they are ASCII and lie before `end`.
 inline void stepOn(Place& at, char const* end) {
-  if (end - at.position >= 8 && isAscii8(at.position)) {
+  if (end - at.position >= 8 && np_utf8_isAscii8(at.position)) {
     at.position += 8;
     at.chars += 8;
     return;
@@ -45,7 +38,7 @@ inline void stepOn(Place& at, char const* end) {
 // Walks from `begin` until `end` is reached or passed. The text goes on behind `end` or stops
 // there, so the last character may end behind it.
 Place walk(char const* begin, char const* end) {
-  constexpr std::ptrdiff_t kBlock = 64;
+  constexpr std::ptrdiff_t kBlock = kNpUtf8Block;
   Place at{begin, 0};
   while (at.position < end) {
     if (end - at.position >= kBlock) {
@@ -167,9 +160,8 @@ bool putMapped(MappedText& out, char const* text, int width, unsigned c, CaseMap
   if (c == np_uchar_illformed) return out.put(text, 1);
   utf8proc_int32_t const mapped = map(static_cast<utf8proc_int32_t>(c));
   if (static_cast<unsigned>(mapped) == c) return out.put(text, static_cast<std::size_t>(width));
-  utf8proc_uint8_t bytes[4];
-  auto const count = utf8proc_encode_char(mapped, bytes);
-  return out.put(reinterpret_cast<char const*>(bytes), static_cast<std::size_t>(count));
+  char bytes[4];
+  return out.put(bytes, np_utf8_put(static_cast<unsigned>(mapped), bytes));
 }
 
 // `first` is the first of the 26 ASCII letters that change.

@@ -4,14 +4,11 @@
 
 #include "ztschr12_utf8.h"
 
-#include <cstdint>
-#include <cstring>
-
 namespace {
 
 using Bytes = unsigned char __attribute__((vector_size(16)));
 
-constexpr std::size_t kBlock = 64;
+constexpr std::size_t kBlock = kNpUtf8Block;
 
 inline Bytes load(char const* p) {
   Bytes v;
@@ -95,4 +92,22 @@ NpUtf8Run np_utf8_run(char const* text, std::size_t nBytes) {
   }
   std::size_t const open = openBytes(text + run.bytes, run.bytes);
   return {run.bytes - open, run.chars - (open != 0)};
+}
+
+NpPart np_utf8_part(char const* text, std::size_t available, bool last) {
+  auto const* const p = reinterpret_cast<unsigned char const*>(text);
+  unsigned const lead = p[0];
+  if (lead < 0x80) return {lead, 1};
+  if (lead < 0xC2 || lead > 0xF4) return {np_uchar_illformed, 1};
+  std::size_t const need = lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
+  // The second byte's range; those behind it have the whole range of continuations.
+  unsigned low = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
+  unsigned high = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
+  for (std::size_t i = 1; i < need; ++i) {
+    if (i == available) return {np_uchar_illformed, last ? i : 0};
+    if (p[i] < low || p[i] > high) return {np_uchar_illformed, i};
+    low = 0x80;
+    high = 0xBF;
+  }
+  return {np_uchar_codepoint(text, static_cast<int>(need)), need};
 }

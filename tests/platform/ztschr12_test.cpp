@@ -147,3 +147,10 @@ TEST(Chars, LengthSeekTellAndClassesAgree) {
   std::mt19937 random(31);
   for (int i = 0; i < 300; ++i) expectOneWalk(randomText(random, random() % 300));
 }
+TEST(Chars, Smoke) {
+  char out[64];
+  EXPECT_EQ(6, np_uchar_encode(np_enc_windows1252, "gr\xFC\xDF", out, 64));
+  EXPECT_STREQ("grüß", out);
+  EXPECT_EQ(4, np_uchar_decode(np_enc_windows1252, "grüß", out, 64));
+  EXPECT_EQ(-2, np_uchar_decode(np_enc_windows1252, "日", out, 64));
+}
