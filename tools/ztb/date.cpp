@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: MIT
+//
+// ztb date: a moment in the forms that the library knows.
+
+#include <locale.h>
+
+#include <cstdio>
+#include <memory>
+
+#include "tool.h"
+#include "ztbdate.h"
+
+namespace tool {
+namespace {
+
+struct Arguments {
+  std::string text;
+  bool json = false;
+};
+
+constexpr char const* kWeekDays[] = {"Sunday",   "Monday", "Tuesday", "Wednesday",
+                                     "Thursday", "Friday", "Saturday"};
+
+ZtbDate read(std::string const& text) {
+  ZtbDate const date = text == "now" ? ZtbDate::currentDate() : ZtbDate(text.c_str());
+  if (!date.isNull()) return date;
+  throw Refused("\"" + printable(text) +
+                "\" is no date of the calendar in a form known here; write it as "
+                "\"2001-12-31 23:59:59\", or see docs/dates.md");
+}
+
+int run(Arguments const& arguments) {
+  // The tool is the application here: it takes the user's locale, which the library leaves alone.
+  setlocale(LC_ALL, "");
+  Library library;
+  ZtbDate const date = read(arguments.text);
+  std::string const iso = fromZtb(date.asString(true));
+  std::string const local = fromZtb(date.asString(false));
+  char const* const weekDay = kWeekDays[date.getWeekDay()];
+  char number[64];
+  std::snprintf(number, sizeof number, "%.3f", date.asDouble());
+  if (arguments.json) {
+    JsonObject object;
+    object.add("iso", iso).add("locale", local).add("weekday", weekDay).add("seconds", number);
+    std::printf("%s\n", object.str().c_str());
+  } else {
+    std::printf("ISO      %s\nlocale   %s\nweekday  %s\nseconds  %s since 1970-01-01 00:00:00\n",
+                iso.c_str(), printable(local).c_str(), weekDay, number);
+  }
+  return 0;
+}
+
+}  // namespace
+
+Run declareDate(CLI::App& app) {
+  auto const arguments = std::make_shared<Arguments>();
+  app.add_option("text", arguments->text, "A date text, or now")->required();
+  app.add_flag("--json", arguments->json, "Print a JSON object");
+  return [arguments] { return run(*arguments); };
+}
+
+}  // namespace tool
