@@ -1,0 +1,241 @@
+// SPDX-License-Identifier: MIT
+//
+// Sinks over spdlog, in its variants without locks, and without its loggers and their registry.
+
+#include "ztlog11_sinks.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <spdlog/pattern_formatter.h>
+#include <spdlog/sinks/basic_file_sink.h>
+#include <spdlog/sinks/rotating_file_sink.h>
+#include <spdlog/sinks/stdout_sinks.h>
+#include <spdlog/sinks/syslog_sink.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+namespace ztlog {
+
+namespace {
+
+constexpr char kDefaultPattern[] = "%Y-%m-%d %H:%M:%S.%e %l %n: %v (%s:%#)";
+// The system's log adds the time and its own idea of the level.
+constexpr char kSyslogPattern[] = "%n: %v (%s:%#)";
+constexpr std::chrono::seconds kRetryAfter{1};
+
+// Keeps a write to a pipe that nobody reads from ending the process.
+class BrokenPipeHold {
+ public:
+  BrokenPipeHold() {
+    sigset_t pending;
+    sigpending(&pending);
+    mWasPending = sigismember(&pending, SIGPIPE) == 1;
+    sigemptyset(&mPipe);
+    sigaddset(&mPipe, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &mPipe, &mFormer);
+  }
+  BrokenPipeHold(BrokenPipeHold const&) = delete;
+  BrokenPipeHold& operator=(BrokenPipeHold const&) = delete;
+  ~BrokenPipeHold() {
+    timespec const now{};
+    if (!mWasPending) sigtimedwait(&mPipe, nullptr, &now);
+    pthread_sigmask(SIG_SETMASK, &mFormer, nullptr);
+  }
+
+ private:
+  sigset_t mPipe;
+  sigset_t mFormer;
+  bool mWasPending;
+};
+
+// A placeholder that means another thing to spdlog, or nothing.
+class Placeholder : public spdlog::custom_flag_formatter {
+ public:
+  using Text = std::string (*)(spdlog::details::log_msg const& message);
+  explicit Placeholder(Text text) : mText(text) {}
+  void format(spdlog::details::log_msg const& message, std::tm const&,
+              spdlog::memory_buf_t& target) override {
+    std::string const text = mText(message);
+    target.append(text.data(), text.data() + text.size());
+  }
+  std::unique_ptr<custom_flag_formatter> clone() const override {
+    return std::make_unique<Placeholder>(mText);
+  }
+
+ private:
+  Text mText;
+};
+
+// spdlog counts its levels from 0, in the same order as ours.
+spdlog::level::level_enum toSpdlog(int level) {
+  return static_cast<spdlog::level::level_enum>(level - kTrace);
+}
+int fromSpdlog(spdlog::level::level_enum level) {
+  return static_cast<int>(level) + kTrace;
+}
+
+using Message = spdlog::details::log_msg;
+
+std::unique_ptr<spdlog::formatter> makeFormatter(SinkConfig const& config) {
+  auto result = std::make_unique<spdlog::pattern_formatter>();
+  result->add_flag<Placeholder>(
+      'l',
+      +[](Message const& message) { return std::string(levelName(fromSpdlog(message.level))); });
+  result->add_flag<Placeholder>(
+      'L', +[](Message const& message) { return std::to_string(fromSpdlog(message.level)); });
+  result->add_flag<Placeholder>(
+      's', +[](Message const& message) { return std::string(message.source.filename); });
+  result->add_flag<Placeholder>(
+      '#', +[](Message const& message) { return std::to_string(message.source.line); });
+  char const* const byDefault = config.kind == kSyslogSink ? kSyslogPattern : kDefaultPattern;
+  result->set_pattern(config.pattern.empty() ? byDefault : config.pattern);
+  return result;
+}
+
+// Log files aren't handed on to the programs that the process starts.
+spdlog::file_event_handlers closeOnExec() {
+  spdlog::file_event_handlers handlers;
+  handlers.after_open = [](spdlog::filename_t const&, std::FILE* file) {
+    fcntl(fileno(file), F_SETFD, FD_CLOEXEC);
+  };
+  return handlers;
+}
+
+std::unique_ptr<spdlog::sinks::sink> makeBackend(SinkConfig const& config) {
+  using namespace spdlog::sinks;
+  switch (config.kind) {
+    case kFileSink:
+      return std::make_unique<basic_file_sink_st>(config.path, false, closeOnExec());
+    case kRotatingSink:
+      return std::make_unique<rotating_file_sink_st>(config.path, config.sizeBytes, config.keep,
+                                                     false, closeOnExec());
+    case kSyslogSink:
+      return std::make_unique<syslog_sink_st>(config.ident, LOG_PID, config.facility, true);
+    case kStderrSink:
+      break;
+  }
+  return std::make_unique<stderr_sink_st>();
+}
+
+bool isUnreadPipe(char const* path) {
+  int const file = open(path, O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+  if (file < 0) return errno == ENXIO;
+  close(file);
+  return false;
+}
+
+// What spdlog would wait for, or destroy.
+char const* reasonAgainst(SinkConfig const& config) {
+  struct stat status;
+  if (stat(config.path.c_str(), &status) != 0 || S_ISREG(status.st_mode)) return nullptr;
+  if (S_ISDIR(status.st_mode)) return "is a folder";
+  if (config.kind == kRotatingSink) return "isn't a regular file, so it can't be rotated";
+  if (S_ISFIFO(status.st_mode) && isUnreadPipe(config.path.c_str())) {
+    return "is a pipe that nobody reads";
+  }
+  return nullptr;
+}
+
+void noteOnStderr(std::string const& text) {
+  BrokenPipeHold const hold;
+  [[maybe_unused]] ssize_t const written = ::write(STDERR_FILENO, text.data(), text.size());
+}
+
+}  // namespace
+
+Sink::Sink(SinkConfig config) : mConfig(std::move(config)) {}
+
+Sink::~Sink() = default;
+
+bool Sink::prepare(std::string* reason) {
+  return mConfig.kind == kSyslogSink || open(reason);
+}
+
+bool Sink::open(std::string* reason) {
+  bool const isFile = (mConfig.kind & (kFileSink | kRotatingSink)) != 0;
+  if (char const* const against = isFile ? reasonAgainst(mConfig) : nullptr) {
+    *reason = mConfig.path + " " + against;
+    return false;
+  }
+  try {
+    auto backend = makeBackend(mConfig);
+    backend->set_formatter(makeFormatter(mConfig));
+    mBackend = std::move(backend);
+    return true;
+  } catch (std::exception const& problem) {
+    *reason = problem.what();
+    return false;
+  }
+}
+
+// Carries out an operation on the backend, whatever becomes of it.
+template <typename Operation>
+void Sink::guarded(Operation operation) {
+  BrokenPipeHold const hold;
+  try {
+    operation();
+  } catch (std::exception const& problem) {
+    fail(problem.what());
+  }
+}
+
+void Sink::write(Record const& record) {
+  if (mBackend == nullptr && !reopen()) {
+    ++mLost;
+    return;
+  }
+  guarded([&] {
+    Message message(record.time, {record.source.c_str(), record.line, ""}, record.logger,
+                    toSpdlog(record.level), record.text);
+    message.thread_id = record.thread;
+    mBackend->log(message);
+  });
+}
+
+void Sink::flush() {
+  if (mBackend != nullptr) guarded([&] { mBackend->flush(); });
+}
+
+bool Sink::reopen() {
+  if (mLost > 0 && std::chrono::steady_clock::now() < mRetryAt) return false;
+  std::string reason;
+  if (!open(&reason)) {
+    fail(reason.c_str());
+    return false;
+  }
+  if (mLost > 0) tellLost();
+  return mBackend != nullptr;
+}
+
+void Sink::fail(char const* reason) {
+  if (mReason.empty()) {
+    noteOnStderr("Logging sink '" + mConfig.name + "': " + escape(reason) +
+                 "; records are lost until it works again\n");
+  }
+  mReason = escape(reason);
+  mRetryAt = std::chrono::steady_clock::now() + kRetryAfter;
+  ++mLost;
+  mBackend.reset();
+}
+
+void Sink::tellLost() {
+  unsigned long const lost = std::exchange(mLost, 0);
+  write({std::chrono::system_clock::now(), static_cast<unsigned long>(gettid()), kWarning, "ZT.Log",
+         "ztlog11", __LINE__,
+         std::to_string(lost) + " records were lost here, the last time for: " + mReason});
+  flush();
+  if (mBackend == nullptr) mLost += lost;
+}
+
+void reserveStderr() {
+  if (fcntl(STDERR_FILENO, F_GETFD) != -1 || errno != EBADF) return;
+  int const null = open("/dev/null", O_WRONLY | O_CLOEXEC);
+  if (null < 0 || null == STDERR_FILENO) return;
+  dup2(null, STDERR_FILENO);
+  close(null);
+}
+
+}  // namespace ztlog

@@ -1,0 +1,441 @@
+// SPDX-License-Identifier: MIT
+//
+// Logging, from the parser of its configuration to the bytes in the files. What depends on nothing
+// being configured yet runs in a process of its own.
+
+#include "ztlog11.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "ztbtest.h"
+#include "ztlog11_config.h"
+
+using ztbtest::readFile;
+using ztbtest::TempFolder;
+
+namespace {
+
+#define LOG(logger, level, ...) \
+  (logger)->operations->logFormat(logger, level, "source", 7, __VA_ARGS__)
+
+int levelOf(char const* name) {
+  ZtLogger* const logger = ztlogGetLogger(name);
+  return logger->operations->getLevel(logger);
+}
+
+void setLevel(char const* name, int level) {
+  ZtLogger* const logger = ztlogGetLogger(name);
+  logger->operations->setLevel(logger, level);
+}
+
+// Configures one file sink with nothing but level and text, and gives the file's path.
+std::string configureFile(TempFolder const& folder, std::string const& more = "") {
+  std::string const config = folder.write(
+      "logging.cfg", "sink main file path=app.log\npattern main %L %n %s:%# %v\n" + more);
+  EXPECT_EQ(0, ztlogConfigure(config.c_str())) << ztlogConfigureError();
+  return folder.path("app.log");
+}
+
+// The errors of a text, as "LINE:COLUMN reason"; empty if it has none.
+std::string errorOf(std::string const& text) {
+  ztlog::Config config;
+  ztlog::ParseError error;
+  if (ztlog::parseConfig(text, &config, &error)) return "";
+  return std::to_string(error.place.line) + ":" + std::to_string(error.place.column) + " " +
+         error.reason;
+}
+
+std::size_t countLines(std::string const& text) {
+  return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
+}
+
+class ZtLogProcess : public ::testing::Test {
+ protected:
+  // The child starts the program anew, so that it has a log in its first state.
+  void SetUp() override { ::testing::GTEST_FLAG(death_test_style) = "threadsafe"; }
+};
+
+}  // namespace
+
+TEST(ZtLogger, HandleIsTheSameForTheSameName) {
+  struct {
+    char const* name;
+    char const* same;
+  } const rows[] = {{nullptr, ""}, {"", "."}, {"...", ""}, {"A.B", "A..B"}, {"A.B", ".A.B."}};
+  for (auto const& row : rows) EXPECT_EQ(ztlogGetLogger(row.name), ztlogGetLogger(row.same));
+  EXPECT_NE(ztlogGetLogger("A.B"), ztlogGetLogger("a.b"));
+  EXPECT_NE(ztlogGetLogger("A"), ztlogGetLogger("A.B"));
+  std::string const longName(255, 'n');
+  EXPECT_EQ(ztlogGetLogger(longName.c_str()), ztlogGetLogger((longName + "x").c_str()));
+}
+
+TEST(ZtLogger, LevelComesFromItselfTheConfigurationOrTheParent) {
+  TempFolder folder;
+  EXPECT_EQ(4, levelOf("L"));
+  configureFile(folder, "level L 3\nlevel L.A.B off\n");
+  struct {
+    char const* set;
+    int to;
+    int root, l, a, b;
+  } const rows[] = {{"L", 0, 4, 3, 3, 6},    // as configured; L.A has its parent's
+                    {"L.A", 1, 4, 3, 1, 6},  // a level of its own beats the parent's
+                    {"L", 2, 4, 2, 1, 6},    // and the configuration's
+                    {"L.A.B", 9, 4, 2, 1, 6}, {"L.A.B", 5, 4, 2, 1, 5}, {"L.A.B", -1, 4, 2, 1, 6},
+                    {"L.A", 0, 4, 2, 2, 6},   {"L", 0, 4, 3, 3, 6},     {nullptr, 1, 1, 3, 3, 6},
+                    {nullptr, 0, 4, 3, 3, 6}};
+  for (auto const& row : rows) {
+    setLevel(row.set, row.to);
+    std::vector<int> const levels = {levelOf(nullptr), levelOf("L"), levelOf("L.A"),
+                                     levelOf("L.A.B")};
+    EXPECT_EQ((std::vector<int>{row.root, row.l, row.a, row.b}), levels)
+        << (row.set ? row.set : "root") << " set to " << row.to;
+  }
+  ASSERT_EQ(0, ztlogConfigure(nullptr));
+  EXPECT_EQ(4, levelOf("L.A.B"));
+}
+
+TEST(ZtLogger, RecordsBelowTheLevelAreDropped) {
+  TempFolder folder;
+  std::string const file = configureFile(folder, "level D 3\n");
+  ZtLogger* const logger = ztlogGetLogger("D");
+  for (int level = -1; level <= 7; ++level) LOG(logger, level, "record %d", level);
+  EXPECT_EQ(
+      "3 D source:7 record 3\n4 D source:7 record 4\n5 D source:7 record 5\n"
+      "5 D source:7 record 6\n5 D source:7 record 7\n",
+      readFile(file));
+}
+
+TEST(ZtLogger, TextStaysOneLineOfPrintableCharacters) {
+  struct {
+    char const* text;
+    char const* line;
+  } const rows[] = {
+      {"plain {} %n \\ text", "plain {} %n \\ text"},
+      {"a\nb\r\n\tc", "a\\nb\\r\\n\\tc"},
+      {"\x1b[2J\x07\x7f", "\\x1b[2J\\x07\\x7f"},
+      {"\u00e4\u20ac\U0001f600", "\u00e4\u20ac\U0001f600"},
+      {"\xc2\x9b\x31", "\\u009b1"},                                 // an 8-bit control sequence
+      {"\u2028\u202e\u2067\u200f", "\\u2028\\u202e\\u2067\u200f"},  // the last is a mere mark
+      {"\x80 \xc0\xaf \xed\xa0\x80 \xe2\x82", "\\x80 \\xc0\\xaf \\xed\\xa0\\x80 \\xe2\\x82"},
+      {"", ""},
+  };
+  for (auto const& row : rows) {
+    TempFolder folder;
+    std::string const file = configureFile(folder);
+    LOG(ztlogGetLogger("ZT\n"), 5, "%s", row.text);
+    EXPECT_EQ("5 ZT\\n source:7 " + std::string(row.line) + "\n", readFile(file));
+  }
+}
+
+TEST(ZtLogger, TextIsNeverCut) {
+  TempFolder folder;
+  std::string const file = configureFile(folder, "pattern * %v\n");
+  ZtLogger* const logger = ztlogGetLogger("Long");
+  std::string expected;
+  for (std::size_t const size : {511u, 512u, 513u, 4096u, 3'000'000u}) {
+    std::string const text(size, 'x');
+    LOG(logger, 4, "%s", text.c_str());
+    expected += text + "\n";
+  }
+  LOG(logger, 4, "nul %c in it", 0);
+  EXPECT_EQ(expected + "nul \\x00 in it\n", readFile(file));
+}
+
+TEST(ZtLogger, ErrnoSurvives) {
+  errno = ENOTTY;
+  LOG(ztlogGetLogger("Errno"), 5, "to standard error");
+  ztlogConfigure("/nowhere/logging.cfg");
+  EXPECT_EQ(ENOTTY, errno);
+}
+
+TEST(ZtLogConfig, GoodTextsAreAccepted) {
+  char const* const rows[] = {
+      "sink a stderr",
+      "\xef\xbb\xbf# comment\r\n\r\n\tsink a stderr level=off  \r\n",
+      "sink a file path=\"my \\\"log\\\".txt\"\npattern a %% \"%v\" \u00e4\n",
+      "sink a rotating path=%P-%%.log size=1K keep=999 level=2\nlevel * 1\nlevel .A. trace\n",
+      "sink a syslog ident=\"\" facility=local7\nsink b stderr\nroute A.B a b a\nroute * b",
+  };
+  for (auto const& row : rows) EXPECT_EQ("", errorOf(row)) << row;
+}
+
+TEST(ZtLogConfig, BadTextsAreRefusedWithTheirPlace) {
+  struct {
+    std::string text;
+    char const* error;  // how the message begins
+  } const rows[] = {
+      {"", "1:1 no sink"},
+      {"# only a comment\n", "1:1 no sink"},
+      {std::string("sink\0", 5), "1:5 control character \\x00"},
+      {"\nsink \xc3\xa4\xff", "2:7 not UTF-8"},
+      {"sink a stderr\nSink b stderr", "2:1 unknown statement 'Sink'"},
+      {"sink", "1:5 the sink's name is missing"},
+      {"sink a.b stderr", "1:6 a sink's name has"},
+      {"sink a", "1:7 the sink's kind"},
+      {"sink a tape", "1:8 unknown kind of sink 'tape'"},
+      {"sink a stderr\n  sink a stderr", "2:8 sink 'a' is there already, in line 1"},
+      {"sink a stderr path=x", "1:15 this kind of sink has no option 'path'"},
+      {"sink a stderr level", "1:20 \"=\" is missing"},
+      {"sink a stderr level=", "1:21 the value of 'level' is missing"},
+      {"sink a stderr level=0", "1:21 unknown level '0'"},
+      {"sink a stderr level=1 level=1", "1:23 'level' is given twice"},
+      {"sink a stderr # why", "1:15 a comment stands"},
+      {"sink a file", "1:12 path=FILE is missing"},
+      {"sink a file path=\"x", "1:18 a closing quote is missing"},
+      {"sink a file path=\"x\\", "1:18 a closing quote is missing"},
+      {"sink a file path=\"x\"y", "1:21 a blank is missing"},
+      {"sink a file path=\u00e4%p", "1:19 unknown placeholder; there are %P %%"},
+      {"sink a file path=log/", "1:18 the path names a folder"},
+      {"sink a file path=x\nsink b file path=x", "2:19 sink 'a' writes to the same file"},
+      {"sink a rotating path=x size=1023", "1:29 a size is"},
+      {"sink a rotating path=x size=18446744073709551616", "1:29 a size is"},
+      {"sink a rotating path=x size=99999999999G", "1:29 a size is"},
+      {"sink a rotating path=x keep=0", "1:29 keep is"},
+      {"sink a syslog facility=kern", "1:24 unknown facility 'kern'"},
+      {"sink a syslog\nsink b syslog", "2:14 a process has one way to syslog"},
+      {"sink a stderr\npattern b %v", "2:9 no sink 'b' stands above"},
+      {"pattern * %v", "1:9 no sink stands above"},
+      {"sink a stderr\npattern a", "2:10 the pattern is missing"},
+      {"sink a stderr\npattern a %v %", "2:14 unknown placeholder"},
+      {"sink a stderr\npattern a %v %^", "2:14 unknown placeholder"},
+      {"sink a stderr\npattern a %l", "2:11 the pattern has no %v"},
+      {"sink a stderr\nlevel X loud", "2:9 unknown level 'loud'"},
+      {"sink a stderr\nlevel X 3 4", "2:11 unexpected text"},
+      {"sink a stderr\nlevel X 3\nlevel X. 4", "3:10 this logger has a level already"},
+      {"sink a stderr\nlevel .. 4", "2:7 no logger has this name"},
+      {"sink a stderr\nroute X", "2:8 a sink's name is missing"},
+      {"sink a stderr\nroute X b", "2:9 no sink 'b' stands above"},
+      {"sink a stderr\nroute X a\nroute X a", "3:8 this logger has a route already"},
+  };
+  for (auto const& row : rows) {
+    EXPECT_EQ(0u, errorOf(row.text).find(row.error)) << row.text << "\ngave " << errorOf(row.text);
+  }
+}
+
+TEST(ZtLogConfigure, FailureNamesThePlaceAndLeavesTheFormerConfiguration) {
+  TempFolder folder;
+  std::string const file = configureFile(folder, "level F 1\npattern * %v\n");
+  struct {
+    std::string path;
+    std::string error;
+  } const rows[] = {
+      {folder.path("none.cfg"), folder.path("none.cfg") + ": No such file or directory"},
+      {folder.path(), folder.path() + ": not a regular file"},
+      {folder.write("bad.cfg", "sink a stderr\nlevel\n"),
+       folder.path("bad.cfg") + ":2:6: a logger's name or * is missing"},
+      {folder.write("big.cfg", std::string((1 << 20) + 1, '#')),
+       folder.path("big.cfg") + ": larger than 1 MiB"},
+      {folder.write("rubbish.cfg", std::string(1 << 20, '\xfe')),
+       folder.path("rubbish.cfg") + ":1:1: not UTF-8"},
+      {folder.write("sink.cfg", "sink a stderr\nsink b file path=../" +
+                                    folder.path().substr(folder.path().rfind('/') + 1)),
+       folder.path("sink.cfg") + ":2:6: " + folder.path() + " is a folder"},
+  };
+  for (auto const& row : rows) {
+    EXPECT_EQ(1, ztlogConfigure(row.path.c_str()));
+    EXPECT_EQ(row.error, ztlogConfigureError());
+    EXPECT_EQ(1, levelOf("F"));
+    std::string const log = readFile(file);
+    EXPECT_TRUE(log.ends_with(row.error + "\n")) << log;
+  }
+  configureFile(folder);
+  EXPECT_STREQ("", ztlogConfigureError());
+}
+
+TEST(ZtLogConfigure, RoutesAndSinkLevelsChooseTheFiles) {
+  TempFolder folder;
+  std::string const config = folder.write(
+      "etc/logging.cfg",
+      "sink all file path=../log/all.log\nsink bad file path=../log/bad.log level=error\n"
+      "sink own file path=../log/own-%P.log\npattern * %v\n"
+      "route * all bad\nroute R.Own own\nlevel R trace\n");
+  ASSERT_EQ(0, ztlogConfigure(config.c_str())) << ztlogConfigureError();
+  LOG(ztlogGetLogger("R"), 1, "trace");
+  LOG(ztlogGetLogger("R"), 5, "error");
+  LOG(ztlogGetLogger("R.Own.Child"), 5, "own");
+  EXPECT_EQ("trace\nerror\n", readFile(folder.path("log/all.log")));
+  EXPECT_EQ("error\n", readFile(folder.path("log/bad.log")));
+  EXPECT_EQ("own\n", readFile(folder.path("log/own-" + std::to_string(getpid()) + ".log")));
+  int const child = fork();
+  if (child == 0) execl("/bin/sh", "sh", "-c", "ls -l /proc/self/fd | grep -q '[.]log'", nullptr);
+  int status = 0;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(1, WEXITSTATUS(status)) << "a log file was handed on to a program";
+}
+
+TEST(ZtLogConfigure, RotatingSinkKeepsItsFiles) {
+  TempFolder folder;
+  std::string const config =
+      folder.write("logging.cfg", "sink a rotating path=app.log size=1K keep=2\npattern a %v\n");
+  ASSERT_EQ(0, ztlogConfigure(config.c_str())) << ztlogConfigureError();
+  for (int i = 0; i < 5; ++i) {
+    LOG(ztlogGetLogger("Rotate"), 4, "%d%s", i, std::string(900, '.').c_str());
+  }
+  EXPECT_EQ('4', readFile(folder.path("app.log"))[0]);
+  EXPECT_EQ('3', readFile(folder.path("app.1.log"))[0]);
+  EXPECT_EQ('2', readFile(folder.path("app.2.log"))[0]);
+  EXPECT_FALSE(std::filesystem::exists(folder.path("app.3.log")));
+}
+
+TEST(ZtLogConfigure, AFullDiskIsToldOnceAndSurvived) {
+  TempFolder folder;
+  std::string const config = folder.write("logging.cfg", "sink a file path=/dev/full\n");
+  ASSERT_EQ(0, ztlogConfigure(config.c_str())) << ztlogConfigureError();
+  ::testing::internal::CaptureStderr();
+  for (int i = 0; i < 100; ++i) LOG(ztlogGetLogger("Full"), 5, "record %d", i);
+  std::string const told = ::testing::internal::GetCapturedStderr();
+  EXPECT_EQ(1u, countLines(told)) << told;
+  EXPECT_NE(std::string::npos, told.find("No space left on device")) << told;
+  EXPECT_EQ(0, ztlogConfigure(nullptr));
+}
+
+TEST(ZtLogThreads, RecordsOfManyThreadsStayWhole) {
+  constexpr int kThreads = 4;
+  constexpr int kRecords = 200;
+  TempFolder folder;
+  std::string const file = configureFile(folder, "pattern * %v\nlevel T 3\n");
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([t] {
+      for (int i = 0; i < kRecords; ++i) {
+        std::string const name = "T." + std::to_string(t) + "." + std::to_string(i % 10);
+        LOG(ztlogGetLogger(name.c_str()), 3, "<%s>", std::string(300, 'x').c_str());
+        if (i % 50 == 0) setLevel("T.other", i % 5);
+        levelOf("T.other");
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  std::string const line = "<" + std::string(300, 'x') + ">\n";
+  std::string expected;
+  for (int i = 0; i < kThreads * kRecords; ++i) expected += line;
+  EXPECT_EQ(expected, readFile(file));
+}
+
+TEST(ZtLogThreads, AChildForkedBesideLoggingThreadsCanLog) {
+  TempFolder folder;
+  std::string const file = configureFile(folder);
+  std::atomic<bool> done = false;
+  std::thread other([&] {
+    while (!done) LOG(ztlogGetLogger("Fork.Parent"), 4, "beside the fork");
+  });
+  for (int i = 0; i < 20; ++i) {
+    int const child = fork();
+    if (child == 0) {
+      alarm(10);
+      LOG(ztlogGetLogger("Fork.Child"), 4, "in the child");
+      _exit(0);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(0, status);
+  }
+  done = true;
+  other.join();
+  std::string const log = readFile(file);
+  std::size_t found = 0;
+  for (std::size_t at = 0; (at = log.find("in the child\n", at)) != std::string::npos; ++at)
+    ++found;
+  EXPECT_EQ(20u, found);
+}
+
+TEST_F(ZtLogProcess, KeepsTheStartForTheFirstConfiguration) {
+  auto const story = [] {
+    TempFolder folder;
+    ZtLogger* const logger = ztlogGetLogger("Start");
+    logger->operations->setLevel(logger, 2);
+    LOG(logger, 1, "trace");
+    LOG(logger, 2, "step");
+    LOG(logger, 4, "warning");
+    LOG(ztlogGetLogger("Other"), 3, "below the default level");
+    logger->operations->setLevel(logger, 0);
+    ztlogConfigure(folder.path("missing.cfg").c_str());
+    std::string const file =
+        configureFile(folder, "sink console stderr\npattern console console %v\n");
+    LOG(logger, 4, "configured");
+    std::string const log = readFile(file);
+    return log.starts_with("2 Start source:7 step\n4 Start source:7 warning\n5 ZT.Log") &&
+           log.ends_with("\n4 Start source:7 configured\n");
+  };
+  EXPECT_EXIT(std::_Exit(story() ? 0 : 1), ::testing::ExitedWithCode(0),
+              "^[^\n]* warning Start: warning .source:7.\n[^\n]* error ZT.Log: [^\n]*\n"
+              "console step\nconsole configured\n$");
+}
+
+TEST_F(ZtLogProcess, KeepsTheLastThousandRecordsOfBoundedSize) {
+  auto const story = [](int records, std::size_t bytes) {
+    TempFolder folder;
+    ZtLogger* const logger = ztlogGetLogger("Start");
+    logger->operations->setLevel(logger, 2);
+    std::string const text(bytes, 'x');
+    for (int i = 0; i < records; ++i) LOG(logger, 2, "number %d %s", i, text.c_str());
+    return readFile(configureFile(folder));
+  };
+  auto const hasAThousand = [](std::string const& log) {
+    return countLines(log) == 1001 && log.ends_with("number 1233 \n") &&
+           log.find(" 234 earlier records were not kept\n2 Start source:7 number 234 \n") < 20;
+  };
+  EXPECT_EXIT(std::_Exit(hasAThousand(story(1234, 0)) ? 0 : 1), ::testing::ExitedWithCode(0), "^$");
+  EXPECT_EXIT(std::_Exit(countLines(story(9, 300'000)) == 4 ? 0 : 1), ::testing::ExitedWithCode(0),
+              "^$");
+}
+
+TEST_F(ZtLogProcess, TheDefaultWayIsWarningsAndErrorsOnStandardError) {
+  auto const story = [] {
+    ZtLogger* const logger = ztlogGetLogger("Default");
+    logger->operations->setLevel(logger, 1);
+    LOG(logger, 3, "kept information");
+    ztlogConfigure(nullptr);
+    for (int level = 1; level <= 5; ++level) LOG(logger, level, "level %d", level);
+    _exit(0);
+  };
+  EXPECT_EXIT(
+      story(), ::testing::ExitedWithCode(0),
+      "^[^\n]* warning Default: level 4 .source:7.\n[^\n]* error Default: level 5 [^\n]*\n$");
+}
+
+TEST_F(ZtLogProcess, SurvivesAStandardErrorThatNobodyReadsOrThatIsClosed) {
+  auto const story = [] {
+    int ends[2];
+    if (pipe(ends) != 0) _exit(2);
+    close(ends[0]);
+    dup2(ends[1], STDERR_FILENO);
+    LOG(ztlogGetLogger("Pipe"), 5, "to nobody");
+    close(STDERR_FILENO);
+    LOG(ztlogGetLogger("Closed"), 5, "to nothing");
+    ztlogInitialize();
+    int const next = open("/dev/null", O_RDONLY);
+    _exit(next == STDERR_FILENO ? 1 : 0);
+  };
+  EXPECT_EXIT(story(), ::testing::ExitedWithCode(0), "");
+}
+
+namespace {
+
+// Logs before main and while statics are destroyed.
+struct EarlyAndLate {
+  EarlyAndLate() : mLogger(ztlogGetLogger("Early")) {}
+  ~EarlyAndLate() {
+    if (mLate) LOG(mLogger, 4, "while statics are destroyed");
+  }
+  ZtLogger* mLogger;
+  bool mLate = false;
+} gEarlyAndLate;
+
+}  // namespace
+
+TEST_F(ZtLogProcess, WorksWhileStaticsAreDestroyed) {
+  auto const story = [] {
+    gEarlyAndLate.mLate = true;
+    std::exit(0);
+  };
+  EXPECT_EXIT(story(), ::testing::ExitedWithCode(0), "while statics are destroyed");
+}
