@@ -59,6 +59,8 @@ ZtbString openFailure(ZtbString const& path, int code) {
   }
 }
 
+// Asking for the zone costs more than the whole rest of an entry, so a date is made when it's
+// wanted.
 ZtbDate localDate(std::uint32_t timestamp) {
   int year = 0;
   int month = 0;
@@ -106,8 +108,8 @@ struct ZtbDirectoryListing::Record {
   std::unique_ptr<NpDirectory, CloseDirectory> handle;
   std::unique_ptr<char[]> pathBuffer;
   ZtbString name;
+  bool hasEntry = false;  // from the first successful next on
   bool isDirectory = false;
-  ZtbDate timestamp;
   std::uint32_t timestampLong = 0;
   std::uint32_t size = 0;
   int flags = 0;
@@ -147,9 +149,9 @@ bool ZtbDirectoryListing::next() {
   auto const room = static_cast<unsigned>(np_dir_pathlen - 1);
   NpStatus status{};
   if (np_dir_next_stat(mRecord->handle.get(), path, room, &status) != 0) return false;
+  mRecord->hasEntry = true;
   mRecord->isDirectory = status.type == np_type_directory;
   mRecord->timestampLong = status.timestamp;
-  mRecord->timestamp = localDate(status.timestamp);
   mRecord->size = status.size;
   ztbParsePath(ZtbString(path, true), &mRecord->name);
   return true;
@@ -168,7 +170,7 @@ bool ZtbDirectoryListing::isDir() {
 }
 
 ZtbDate ZtbDirectoryListing::getTimestamp() {
-  return mRecord == nullptr ? ZtbDate() : mRecord->timestamp;
+  return mRecord == nullptr || !mRecord->hasEntry ? ZtbDate() : localDate(mRecord->timestampLong);
 }
 
 unsigned long ZtbDirectoryListing::getTimestampLong() {
