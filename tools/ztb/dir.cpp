@@ -38,7 +38,9 @@ JsonObject describe(ZtbDirectoryListing& entry) {
 }
 
 int run(Arguments const& arguments) {
+  chooseHome("");
   Library library;
+  library.startForMessages();
   ZtbDirectoryListing listing;
   int const flags = (arguments.all ? 0 : kWithoutDots) | (arguments.foldersOnly ? kFoldersOnly : 0);
   if (!listing.init(toZtb(arguments.path), flags)) {

@@ -78,6 +78,11 @@ void Library::start() {
   if (ztbStartup(&error) != 0) throw Refused(error);
 }
 
+void Library::startForMessages() {
+  char const* ignored = nullptr;
+  ztbStartup(&ignored);
+}
+
 void chooseHome(std::string const& home) {
   if (!home.empty()) {
     setenv("ZTEXEC_HOME", std::filesystem::absolute(home).c_str(), 1);

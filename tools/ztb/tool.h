@@ -47,6 +47,10 @@ class Library {
   // Runs start-up on the home that `home`, or else ZTEXEC_HOME, or else the place of the tool
   // itself names. Call chooseHome before the library comes up.
   void start();
+
+  // The same for a command that only wants message texts: a home that doesn't come up leaves it
+  // with the default texts.
+  void startForMessages();
 };
 
 // Sets ZTEXEC_HOME to `home` if that isn't empty; else leaves it, or sets it to the home that lies
