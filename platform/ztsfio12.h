@@ -40,18 +40,106 @@ enum NpFileError : int {
 char const* np_fio_errdesc(int code);
 
 // ---- Text files ---------------------------------------------------------------------------------
+//
+// Text in an encoding of ztschr12 on the file's side, UTF-8 on the caller's. A file is open for
+// reading or for writing, never both. These hold for all functions:
+//
+// - A result below 0 is a failure: the code of NpFileError as a negative number. np_fio_text_geterr
+//   keeps it. A null `file` fails as an invalid argument, and the wrong direction with
+//   np_fio_err_direction.
+// - Counts are bytes of UTF-8, but np_fio_text_skip, np_fio_text_skipline and the limit of
+//   np_fio_text_read count characters. A count too large for an int is INT_MAX.
+// - Reading, LF, CR LF and CR are one line end each, wherever the buffers' borders fall. Bytes that
+//   are ill-formed in the encoding become U+FFFD, one for each maximal ill-formed part, and so does
+//   a NUL. The end of the file isn't final: what is appended afterwards is read by a later call.
+// - Reading takes constant memory, two buffers of 64 KiB, whatever the length of file and line.
+// - Writing isn't buffered: when a call gives its count, the system has the text, and a full disk
+//   fails the call that met it, with as much of the text written as there was room for. One call is
+//   one write to the system, so that it stays in one piece beside other appenders. Interrupted and
+//   short writes go on. A closed pipe is a failure like any other and raises no signal.
+// - A file belongs to one thread at a time.
 
+// The bits of `options` of np_fio_text_open; others are ignored.
+enum NpTextOptions : int {
+  // Reading: looks for a byte-order mark, which isn't delivered, and which decides the encoding
+  // even against `encoding`. Without this bit a mark is text: U+FEFF.
+  // Writing: puts a mark in front, if the encoding has one.
+  np_fio_text_mark = 1,
+  // Writing: puts no mark in front, also if np_fio_text_mark is there. With neither, UTF-16 and
+  // UTF-32 get a mark and other encodings don't.
+  np_fio_text_no_mark = 2,
+};
+
+// Opens `path` as its flags word says and gives the file in `*result`, to be ended with
+// np_fio_text_close. 0, or a code (not negated) with `*result` null. A folder and a null path are
+// refused. Opening a pipe waits for its other end.
+//
+// `encoding` is an encoding number, or np_enc_detect:
+// - Reading: the mark if options allow it; UTF-8 if the text is well-formed; otherwise the set of
+//   the user's locale, or Windows-1252 if that is unknown, UTF-8 or ASCII. This is decided from the
+//   first 64 KiB read that aren't all ASCII, wherever in the file they are: until then
+//   np_fio_text_getenc says UTF-8. A character cut at their end isn't ill-formed. What is
+//   ill-formed in a file taken for UTF-8 later on becomes U+FFFD.
+// - Writing with np_fio_flag_truncate: UTF-8.
+// - Writing without: the encoding of the mark that the file has, or UTF-8.
+//
+// An unknown encoding fails with np_fio_err_encoding before the file is made or emptied.
+//
+// Writing, the mark goes to the file at once, but only if the file is empty then. A file opened
+// without np_fio_flag_truncate is only ever written at its end, where the file's end is at that
+// moment, so that appenders don't overwrite each other.
 int np_fio_text_open(char const* path, int flags, int encoding, int options, NpTextFile** result);
+
+// Ends a file. A null `file` does nothing. There is nothing left to write that could fail.
 void np_fio_text_close(NpTextFile* file);
+
+// Positions the file at its end: 0, or a negative code. A pipe being written is always there.
 int np_fio_text_unwind(NpTextFile* file);
+
+// Positions the file at the start of its text, behind the mark: 0, or a negative code with the
+// position as it was. A file being written is overwritten from there, one that is only written at
+// its end excepted. A detected encoding stays.
 int np_fio_text_rewind(NpTextFile* file);
+
+// Reads text across lines into `buffer`, whole characters only, as much as fits in `size` bytes
+// with the terminator and at most `limit` characters; a negative limit is none. Each line end comes
+// as one LF. Gives the bytes without the terminator, 0 at the end of the file or for a limit of 0.
+//
+// Fails with np_fio_err_small_buffer, taking nothing from the file, if the next character doesn't
+// fit; 5 bytes hold any. On failure the buffer holds the empty text, if it has a byte at all. An
+// error of the system that comes behind some text is reported by the next call.
 int np_fio_text_read(NpTextFile* file, int limit, char* buffer, unsigned size);
+
+// Reads the rest of the line, or as much as fits, as np_fio_text_read does, but stops at the line
+// end, takes it and doesn't deliver it. `*complete`, which may be null, is 1 if a line end was
+// taken and 0 otherwise, also on failure. A line that just fits is complete at once. 0 and
+// incomplete is the end of the file, and nothing else is.
 int np_fio_text_readline(NpTextFile* file, char* buffer, unsigned size, int* complete);
+
+// Writes UTF-8 text as it stands: up to its terminator, or `count` bytes if that comes first; a
+// negative count is none. Ill-formed UTF-8 goes out as U+FFFD (or "?" where the encoding has none),
+// also a character that `count` cuts. Gives the bytes taken.
+//
+// A character that the encoding lacks fails the call with np_fio_err_unrepresentable and nothing of
+// its text written. Memory: none for well-formed text in UTF-8 files, the encoded text for others.
 int np_fio_text_write(NpTextFile* file, char const* text, int count);
+
+// The same for the whole text and a line end, LF, behind it, which counts as 1.
 int np_fio_text_writeline(NpTextFile* file, char const* text);
+
+// Reads over `count` characters, a line end being one, and gives how many there were. 0 for a count
+// of 0 or less.
 int np_fio_text_skip(NpTextFile* file, int count);
+
+// Reads over the rest of the line with its line end, and gives the characters, the line end being
+// one: so 0 is the end of the file, and nothing else is.
 int np_fio_text_skipline(NpTextFile* file);
+
+// The encoding number of the file, never np_enc_detect; that only for a null `file`.
 int np_fio_text_getenc(NpTextFile* file);
+
+// The code of the last failure of the file, positive; 0 if there was none. Success doesn't clear
+// it.
 int np_fio_text_geterr(NpTextFile* file);
 
 // ---- Raw files ----------------------------------------------------------------------------------
