@@ -61,7 +61,7 @@ class ZTB_API ZtbDate {
   // every locale; assign reads it back. Otherwise as the process locale prints date and time ("%x
   // %X" of strftime). Before 1900 that keeps the order and the separators but writes the year with
   // four digits; if the locale's way of printing dates isn't one of those known, the text is as
-  // with `iso` true. Those early dates cost about twice as much as others.
+  // with `iso` true. Those early dates cost two to three times as much as others.
   ZtbString asString(bool iso) const;
 
   // Seconds since 1970-01-01 00:00:00, milliseconds as the fraction; whole milliseconds only, the

@@ -10,6 +10,7 @@
 #include <limits>
 
 #include "ztsstr12.h"
+#include "ztsstr12_calendar.h"
 #include "ztssys11_env.h"
 
 namespace {
@@ -24,20 +25,6 @@ constexpr std::int64_t daysSinceEpoch(int year, int month, int day) {
 
 constexpr std::int64_t kFirstMilli = daysSinceEpoch(1, 1, 1) * kMillisADay;
 constexpr std::int64_t kEndMilli = daysSinceEpoch(10000, 1, 1) * kMillisADay;
-
-bool isBetween(int value, int low, int high) {
-  return value >= low && value <= high;
-}
-
-bool isCalendarDay(int year, int month, int day) {
-  if (!isBetween(year, 1, 9999) || !isBetween(month, 1, 12) || !isBetween(day, 1, 31)) return false;
-  return day <= 28 || (std::chrono::year(year) / month / day).ok();
-}
-
-bool isTimeOfDay(int hour, int minute, int second, int milli) {
-  return isBetween(hour, 0, 23) && isBetween(minute, 0, 59) && isBetween(second, 0, 59) &&
-         isBetween(milli, 0, 999);
-}
 
 // The moment in whole milliseconds, rounded to the nearest; false outside the years 1 to 9999.
 bool toMillis(double value, std::int64_t* millis) {
@@ -75,7 +62,9 @@ double moment(timespec const& time, BreakDown breakDown) {
 
 int zts_compose_date_milli(int year, int month, int day, int hour, int minute, int second,
                            int milli, double* value) {
-  if (!isCalendarDay(year, month, day) || !isTimeOfDay(hour, minute, second, milli)) return 0;
+  using ztsstr12::isBetween, ztsstr12::isCalendarDay, ztsstr12::isTimeOfDay;
+  if (!isCalendarDay(year, month, day) || !isTimeOfDay(hour, minute, second)) return 0;
+  if (!isBetween(milli, 0, 999)) return 0;
   std::int64_t const seconds = (hour * 60 + minute) * 60 + second;
   std::int64_t const millis =
       daysSinceEpoch(year, month, day) * kMillisADay + seconds * 1000 + milli;
