@@ -7,16 +7,12 @@
 #include <vector>
 
 #include "ztbconfigoptions.h"
-#include "ztbdate.h"
-#include "ztbmessage.h"
 #include "ztbtest.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-ZtbString text(std::string const& value) {
-  return ZtbString(value.c_str(), false);
 }
 
 // A home of the test's own below a temporary folder, with the real message catalogs.
