@@ -27,7 +27,7 @@ std::string text(ZtbString const& string) {
 
 TEST_F(ZtbDirTest, ConcatAndParseAreTheSameOnBothSidesOfTheShortPaths) {
   // The working size of a join is both lengths plus 4, that of a split the length plus 1.
-  for (std::size_t length : {250, 251, 252, 253, 254, 255, 256, 1'000'000}) {
+  for (std::size_t const length : {250u, 251u, 252u, 253u, 254u, 255u, 256u, 1'000'000u}) {
     SCOPED_TRACE(length);
     std::string const first = "/" + std::string(length / 2, 'a');
     std::string const second(length - length / 2 - 2, 'b');
