@@ -13,8 +13,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-}
-
 // A home of the test's own below a temporary folder, with the real message catalogs.
 class ZtbStartupTest : public ::testing::Test {
  protected:
