@@ -1,0 +1,124 @@
+// SPDX-License-Identifier: MIT
+
+#include "ztbtxtfile.h"
+
+#include <string>
+#include <type_traits>
+
+#include "ztbtest.h"
+
+namespace {
+
+static_assert(!std::is_copy_constructible_v<ZtbTxtFile>);
+static_assert(!std::is_copy_assignable_v<ZtbTxtFile>);
+
+class ZtbTxtFileTest : public ztbtest::LibraryTest {
+ protected:
+  ztbtest::TempFolder mFolder;
+  ZtbTxtFile mFile;
+  char mBuffer[1024];
+  bool mComplete = true;
+
+  bool open(std::string const& path, ZtbTxtFile::Mode mode) {
+    return mFile.open(path.c_str(), mode, -1, 1);
+  }
+  int readln(unsigned size = sizeof mBuffer) { return mFile.readln(mBuffer, size, &mComplete); }
+  std::string error() { return mFile.getErrorMessage().asCstr(); }
+};
+
+TEST_F(ZtbTxtFileTest, ClosedFileRefusesEverything) {
+  for (int pass = 0; pass < 2; ++pass) {
+    EXPECT_EQ(mFile.read(mBuffer, sizeof mBuffer), -1);
+    mComplete = true;
+    EXPECT_EQ(readln(), -1);
+    EXPECT_FALSE(mComplete);
+    EXPECT_FALSE(mFile.write("x") || mFile.write("x", 1) || mFile.writeln("x"));
+    EXPECT_EQ(mFile.skip(1), -1);
+    EXPECT_EQ(mFile.skipline(), -1);
+    EXPECT_EQ(mFile.rewind(), -1);
+    EXPECT_EQ(mFile.getencoding(), -1);
+    EXPECT_EQ(mFile.size(), 0);
+    EXPECT_EQ(mFile.tell(), 0);
+    EXPECT_TRUE(mFile.close());
+    EXPECT_TRUE(mFile.getErrorMessage().isNull());
+    ASSERT_TRUE(open(mFolder.path("f"), ZtbTxtFile::ModeWrite));
+    ASSERT_TRUE(mFile.writeln("x") && mFile.close());
+  }
+}
+
+TEST_F(ZtbTxtFileTest, LongLineComesInPieces) {
+  ASSERT_TRUE(
+      open(mFolder.write("f", std::string(3000, 'a') + "\r\n\nlast"), ZtbTxtFile::ModeRead));
+  struct Row {
+    int count;
+    bool complete;
+  };
+  for (Row const& row : {Row{1023, false}, Row{1023, false}, Row{954, true}, Row{0, true},
+                         Row{4, false}, Row{-2, false}, Row{-2, false}}) {
+    EXPECT_EQ(readln(), row.count);
+    EXPECT_EQ(mComplete, row.complete);
+  }
+  EXPECT_EQ(mFile.tell(), 3004);
+  EXPECT_EQ(mFile.rewind(), 0);
+  EXPECT_EQ(mFile.tell(), 0);
+  EXPECT_EQ(mFile.readln(mBuffer, 4, nullptr), 3);
+  EXPECT_EQ(mFile.skipline(), 2998);
+  EXPECT_EQ(mFile.skip(2), 2);
+  EXPECT_EQ(mFile.read(mBuffer, sizeof mBuffer), 3);
+  EXPECT_STREQ(mBuffer, "ast");
+  EXPECT_EQ(mFile.tell(), 3 + 2998 + 2 + 3);
+  ASSERT_TRUE(open(mFolder.write("empty", ""), ZtbTxtFile::ModeRead));
+  EXPECT_EQ(readln(), -2);
+}
+
+TEST_F(ZtbTxtFileTest, WritingReplacesAndAppendingKeeps) {
+  std::string const path = mFolder.write("f", "old content");
+  ASSERT_TRUE(mFile.open(path.c_str(), ZtbTxtFile::ModeWrite, -1, 0));
+  EXPECT_EQ(mFile.size(), 0);
+  EXPECT_TRUE(mFile.write("ab") && mFile.write("cd", 1) && mFile.writeln("é"));
+  EXPECT_EQ(mFile.tell(), 6);
+  ASSERT_TRUE(open(path, ZtbTxtFile::ModeAppend));
+  EXPECT_EQ(mFile.tell(), 0);
+  EXPECT_TRUE(mFile.writeln("end"));
+  EXPECT_EQ(mFile.size(), 10);
+  EXPECT_EQ(mFile.getencoding(), 0);
+  EXPECT_EQ(ztbtest::readFile(path), "abcé\nend\n");
+  std::filesystem::remove(path);
+  EXPECT_EQ(mFile.size(), 0);
+}
+
+TEST_F(ZtbTxtFileTest, FailuresHaveTheirMessages) {
+  std::string const missing = mFolder.path("missing");
+  std::string const kept = mFolder.write("kept", "kept");
+  EXPECT_FALSE(open(missing, static_cast<ZtbTxtFile::Mode>(3)));
+  EXPECT_TRUE(mFile.getErrorMessage().isNull());
+  EXPECT_FALSE(open(missing, ZtbTxtFile::ModeRead));
+  EXPECT_EQ(error(), "[Base Services 1353] no text in the message database: \"" + missing +
+                         "\", \"No such file or directory\"");
+  EXPECT_FALSE(mFile.open(nullptr, ZtbTxtFile::ModeWrite, -1, 0));
+  EXPECT_NE(error().find("1353"), std::string::npos) << error();
+  EXPECT_FALSE(mFile.open(kept.c_str(), ZtbTxtFile::ModeWrite, 4711, 0));
+  EXPECT_NE(error().find("335"), std::string::npos) << error();
+  EXPECT_EQ(ztbtest::readFile(kept), "kept");
+
+  ASSERT_TRUE(open(kept, ZtbTxtFile::ModeAppend));
+  EXPECT_EQ(readln(), -1);
+  EXPECT_NE(error().find("337"), std::string::npos) << error();
+  ASSERT_TRUE(open(kept, ZtbTxtFile::ModeRead));
+  EXPECT_EQ(readln(1), -1);
+  EXPECT_NE(error().find("471"), std::string::npos) << error();
+  EXPECT_EQ(readln(), 4);  // nothing was lost
+  EXPECT_FALSE(mFile.writeln("x"));
+  EXPECT_NE(error().find("471"), std::string::npos) << "success and writing leave the text alone";
+  EXPECT_FALSE(open(mFolder.path(), ZtbTxtFile::ModeRead));
+  EXPECT_EQ(mFile.read(mBuffer, 10), -1) << "a failed open leaves a closed file";
+}
+
+TEST_F(ZtbTxtFileTest, FullDiskIsSeenBeforeClose) {
+  ASSERT_TRUE(mFile.open("/dev/full", ZtbTxtFile::ModeWrite, -1, 0));
+  EXPECT_FALSE(mFile.writeln("x"));
+  EXPECT_EQ(mFile.tell(), 0);
+  EXPECT_TRUE(mFile.close());
+}
+
+}  // namespace
