@@ -90,8 +90,9 @@ int undoStart(Progress const& progress, char const** errorMessage) {
 
 void deriveMessageLocation() {
   char value[kMaxPathBytes];
-  np_env_get("MARLOVEN_ERROR_LOCATION", value, sizeof value);
-  if (value[0] != '\0') return;
+  // A value too long for the buffer is somebody's value all the same.
+  int const found = np_env_get("MARLOVEN_ERROR_LOCATION", value, sizeof value);
+  if (found == np_env_too_long || value[0] != '\0') return;
   np_env_get("ZTEXEC_HOME", value, sizeof value);
   if (value[0] == '\0') return;
   ZtbString const share = ztbConcatPath(ZtbString(value, true), ZtbString("share", true));

@@ -6,7 +6,9 @@
 #define ZTBTEST_H
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -21,7 +23,9 @@ namespace ztbtest {
 class TempFolder {
  public:
   TempFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "ztbtest-XXXXXX").string();
+    // Not the standard library's choice: that looks at TEMP, which tests set.
+    char const* const folder = getenv("TMPDIR");
+    std::string name = std::string(folder != nullptr ? folder : "/tmp") + "/ztbtest-XXXXXX";
     mPath = mkdtemp(name.data());
   }
   TempFolder(TempFolder const&) = delete;
@@ -47,6 +51,24 @@ class TempFolder {
 inline std::string readFile(std::string const& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+// What a shell command did: its output on stdout and stderr together, and its exit code.
+struct Outcome {
+  std::string output;
+  int exitCode;
+};
+
+inline Outcome shell(std::string const& command) {
+  Outcome outcome{"", -1};
+  FILE* const pipe = popen(("{ " + command + "; } 2>&1").c_str(), "r");
+  if (pipe == nullptr) return outcome;
+  char buffer[4096];
+  for (std::size_t n; (n = fread(buffer, 1, sizeof buffer, pipe)) > 0;) {
+    outcome.output.append(buffer, n);
+  }
+  outcome.exitCode = WEXITSTATUS(pclose(pipe));
+  return outcome;
 }
 
 // Brings the library up for a test and takes it down afterwards.
