@@ -4,6 +4,8 @@
 
 #include "ztschr12.h"
 
+#include <locale.h>
+#include <strings.h>
 #include <utf8proc.h>
 
 #include <algorithm>
@@ -77,51 +79,116 @@ char const* borderBefore(char const* text, char const* limit) {
   return limit;
 }
 
+constexpr unsigned asciiLower(unsigned c) {
+  return c - 0x41u < 26 ? c + 32 : c;
+}
+
+// ASCII in lower case by its code, and 0 for NUL and every other byte.
+class AsciiFolds {
+ public:
+  constexpr AsciiFolds() {
+    for (unsigned c = 1; c < 0x80; ++c) mFolded[c] = static_cast<unsigned char>(asciiLower(c));
+  }
+  constexpr unsigned char operator[](char c) const {
+    return mFolded[static_cast<unsigned char>(c)];
+  }
+
+ private:
+  unsigned char mFolded[256] = {};
+};
+constexpr AsciiFolds kAsciiFolds;
+
+inline bool isAscii(char c) {
+  return static_cast<unsigned char>(c) < 0x80;
+}
+
+// Whether both are ASCII, the same but for case, and no terminators.
+inline bool isSameAscii(char a, char b) {
+  return kAsciiFolds[a] == kAsciiFolds[b] && kAsciiFolds[a] != 0;
+}
+
+// How many of the next characters are the same but for case, up to kFront. Written out, as a branch
+// back for each character would take half the time.
+constexpr int kFront = 4;
+inline int sameFront(char const* a, char const* b) {
+  if (!isSameAscii(a[0], b[0])) return 0;
+  if (!isSameAscii(a[1], b[1])) return 1;
+  if (!isSameAscii(a[2], b[2])) return 2;
+  return isSameAscii(a[3], b[3]) ? kFront : 3;
+}
+
+// The C library looks at many bytes at once, which isn't ours to do behind a terminator. The "C"
+// locale is a constant of the library, so that nothing is allocated; without it the rest decides.
+inline bool isEqualButForAsciiCase(char const* a, char const* b) {
+  static locale_t const kAsciiOnly = newlocale(LC_CTYPE_MASK, "C", nullptr);
+  return kAsciiOnly != nullptr && strcasecmp_l(a, b, kAsciiOnly) == 0;
+}
+
+// The folded form of one character: at most three code points, the rest 0.
+struct Folded {
+  static constexpr int kMost = 4;
+  utf8proc_int32_t codePoints[kMost] = {};
+  int count = 0;
+  int taken = 0;
+
+  bool isTaken() const { return taken == count; }
+  void fill(unsigned c) {
+    int boundary = 0;
+    auto const one = static_cast<utf8proc_int32_t>(c);
+    auto const n = utf8proc_decompose_char(one, codePoints, kMost, UTF8PROC_CASEFOLD, &boundary);
+    bool const isFolded = n >= 1 && n <= kMost;
+    if (!isFolded) codePoints[0] = one;
+    count = isFolded ? static_cast<int>(n) : 1;
+    taken = 0;
+  }
+};
+
 // One side of a comparison: what is folded but not yet compared, and the text behind it.
 class FoldedText {
  public:
   explicit FoldedText(char const* text) : mText(text) {}
 
+  bool isBetweenCharacters() const { return mFolded.isTaken(); }
+  char const* text() const { return mText; }
+  void skip(int bytes) { mText += bytes; }
+
   // The next code point of the folded text, 0 at its end; an ill-formed byte lies above them all.
   unsigned next() {
-    if (mTaken < mCount) return static_cast<unsigned>(mFolded[mTaken++]);
-    auto const byte = static_cast<unsigned char>(*mText);
-    int width;
-    unsigned const c = np_uchar_toint(mText, &width);
-    mText += width;
-    if (c == np_uchar_illformed) return kBehindAll + byte;
-    return c < 0x80 ? asciiLower(byte) : fold(c);
+    if (mFolded.isTaken()) {
+      auto const byte = static_cast<unsigned char>(*mText);
+      int width;
+      unsigned const c = np_uchar_toint(mText, &width);
+      mText += width;
+      if (c == np_uchar_illformed) return kBehindAll + byte;
+      if (c < 0x80) return asciiLower(c);
+      mFolded.fill(c);
+    }
+    return static_cast<unsigned>(mFolded.codePoints[mFolded.taken++]);
   }
-
-  bool isBetweenCharacters() const { return mTaken == mCount; }
-  char const* text() const { return mText; }
-  void moveTo(char const* text) { mText = text; }
-
-  static unsigned asciiLower(unsigned c) { return c - 0x41u < 26 ? c + 32 : c; }
 
  private:
   static constexpr unsigned kBehindAll = 0x110000;
-
-  unsigned fold(unsigned c) {
-    int boundary = 0;
-    auto const count = utf8proc_decompose_char(static_cast<utf8proc_int32_t>(c), mFolded, kMost,
-                                               UTF8PROC_CASEFOLD, &boundary);
-    if (count < 1 || count > kMost) return c;
-    mCount = static_cast<int>(count);
-    mTaken = 1;
-    return static_cast<unsigned>(mFolded[0]);
-  }
-
-  static constexpr int kMost = 4;
   char const* mText;
-  utf8proc_int32_t mFolded[kMost];
-  int mCount = 0;
-  int mTaken = 0;
+  Folded mFolded;
 };
 
-int compareFolded(char const* a, char const* b) {
+// The bytes of the character that both texts begin with, 0 if it isn't the same.
+int sameCharacter(char const* a, char const* b) {
+  int const bytes = *a == *b ? np_uchar_sequence(a) : 0;
+  return std::strncmp(a, b, static_cast<std::size_t>(bytes)) == 0 ? bytes : 0;
+}
+
+[[gnu::noinline]] int compareFolded(char const* a, char const* b) {
   FoldedText left(a), right(b);
   for (;;) {
+    if (left.isBetweenCharacters() && right.isBetweenCharacters() && *left.text() != '\0') {
+      int const same = sameCharacter(left.text(), right.text());
+      if (same > 0) {
+        left.skip(same);
+        right.skip(same);
+        continue;
+      }
+    }
     unsigned const l = left.next(), r = right.next();
     if (l != r) return l < r ? -1 : 1;
     if (l == 0) return 0;
@@ -214,16 +281,19 @@ unsigned np_uchar_bufncopy(char* target, char const* source, unsigned targetCapa
 }
 
 int np_uchar_icomp(char const* a, char const* b) {
-  for (;; ++a, ++b) {
-    auto const l = static_cast<unsigned char>(*a), r = static_cast<unsigned char>(*b);
-    if ((l | r) >= 0x80) return compareFolded(a, b);
-    if (l != r) {
-      unsigned const left = FoldedText::asciiLower(l), right = FoldedText::asciiLower(r);
-      if (left != right) return left < right ? -1 : 1;
-    } else if (l == 0) {
-      return 0;
-    }
+  // Most keys of an ordered container differ early; the rest is mostly equal keys.
+  int same = sameFront(a, b);
+  if (same == kFront && isEqualButForAsciiCase(a + same, b + same)) return 0;
+  while (same == kFront) {
+    a += same;
+    b += same;
+    same = sameFront(a, b);
   }
+  a += same;
+  b += same;
+  if (!isAscii(*a) || !isAscii(*b)) return compareFolded(a, b);
+  unsigned const left = kAsciiFolds[*a], right = kAsciiFolds[*b];
+  return left == right ? 0 : left < right ? -1 : 1;
 }
 
 unsigned np_uchar_lower(char const* source, char* target, unsigned targetSize) {

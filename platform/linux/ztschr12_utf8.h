@@ -23,6 +23,9 @@ struct NpUtf8Run {
 // earlier. NUL is a character like any other.
 NpUtf8Run np_utf8_run(char const* text, std::size_t nBytes);
 
+// The same without regard to what the processor can do, so that tests reach it on every machine.
+NpUtf8Run np_utf8_run_portable(char const* text, std::size_t nBytes);
+
 // The size of np_utf8_run's blocks: with fewer bytes it finds nothing.
 inline constexpr std::size_t kNpUtf8Block = 64;
 
