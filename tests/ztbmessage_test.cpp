@@ -6,6 +6,7 @@
 
 #include <cstdlib>
 
+#include "ztbstartup.h"
 #include "ztbtest.h"
 
 namespace {
@@ -28,6 +29,19 @@ TEST_F(ZtbMessageTest, BeforeStartupNamesGroupNumberAndArguments) {
   EXPECT_STREQ("[Nobody's 7] no text in the message database",
                ztb_get_message(nullptr, 1, "Nobody's", 7).asCstr());
   EXPECT_STREQ("[Fragments 444] no text in the message database", ztb_get_fragment(444).asCstr());
+}
+
+TEST_F(ZtbMessageTest, AfterStartupSpeaksTheLanguageOfTheProcess) {
+  setenv("ZTEXEC_HOME", ZTB_TEST_HOME, 1);
+  setenv("MARLOVEN_ERROR_LOCALE", "de_DE.UTF-8", 1);
+  char const* error = nullptr;
+  EXPECT_EQ(0, ztbStartup(&error)) << error;
+  EXPECT_STREQ("Den Ordner „/a“ gibt es nicht. Prüfen Sie den Pfad.",
+               ztb_get_message("reader", 1, "Base Services", 445, "/a").asCstr());
+  EXPECT_STREQ("Der Speicher reicht nicht aus", ztb_get_fragment(444).asCstr());
+  for (char const* name : {"ZTEXEC_HOME", "MARLOVEN_ERROR_LOCALE", "MARLOVEN_ERROR_LOCATION"}) {
+    unsetenv(name);
+  }
 }
 
 }  // namespace
