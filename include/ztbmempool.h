@@ -39,6 +39,15 @@ class ZTB_API ZtbMemPool {
   // little out of step. The text stands in one static buffer, which each call overwrites: calls on
   // several threads must not overlap.
   static char* getStats();
+
+ private:
+  friend class ZtbString;
+  friend bool ztbMemPoolStart();
+  friend void ztbMemPoolStop();
+
+  // Points at a byte that is non-zero while the pool is up and the process has one thread: the
+  // string, whose copies are made inline, then counts its references without a call.
+  static char const* soleThread;
 };
 
 #endif

@@ -29,6 +29,7 @@
 #define ZTBSTRING_H
 
 #include "ztbdefs.h"
+#include "ztbmempool.h"
 
 class ZTB_API ZtbString {
  public:
@@ -151,6 +152,13 @@ class ZTB_API ZtbString {
  private:
   struct InternalString;
 
+  // The body's reference counter, which stands behind its first pointer.
+  static int* referencesOf(InternalString* body);
+  static void addReference(InternalString* body);
+  // Drops a reference, and the body with the last one. After the pool's last stop there is nothing
+  // left to drop.
+  static void releaseInternal(InternalString* body);
+
   // A body with an unterminated buffer for `capacityFor` bytes and a terminator, or null.
   InternalString* newString(unsigned int capacityFor);
   // Installs a body in place of whatever the string holds.
@@ -158,6 +166,8 @@ class ZTB_API ZtbString {
   // Add to the body, or make a new one; negative counts are unknown.
   bool doAppend(char const* text, int nChars, int nBytes);
   bool doAssign(char const* text, int nChars, int nBytes);
+  // What the two text forms of append come to. Kept out of line of their short way.
+  [[gnu::noinline]] ZtbString& appendText(char const* text, int nChars, bool* failed);
   // Gives a static string a body; on failure it stays static.
   bool convertStatic();
   // Makes the string writable in place: afterwards it has a body of its own.
@@ -187,5 +197,41 @@ class ZTB_API ZtbStringLessInsensitive {
 
 // The order of ZtbStringLess.
 ZTB_API bool operator<(ZtbString const& a, ZtbString const& b);
+
+// The public interface ends here. Copying and destroying are inline because two calls into a shared
+// library cost more than the work; with one thread in the process they make none.
+
+inline ZtbString::ZtbString()
+    : internal(nullptr), staticText(nullptr), staticChars(0), staticBytes(0) {}
+
+inline ZtbString::ZtbString(ZtbString const& other)
+    : internal(other.internal),
+      staticText(other.staticText),
+      staticChars(other.staticChars),
+      staticBytes(other.staticBytes) {
+  if (!internal) return;
+  if (*ZtbMemPool::soleThread) {
+    ++*referencesOf(internal);
+  } else {
+    addReference(internal);
+  }
+}
+
+inline ZtbString::~ZtbString() {
+  if (!internal) return;
+  if (*ZtbMemPool::soleThread && *referencesOf(internal) > 1) {
+    --*referencesOf(internal);
+  } else {
+    releaseInternal(internal);
+  }
+}
+
+inline bool ZtbString::isNull() const {
+  return !internal && !staticText;
+}
+
+inline int* ZtbString::referencesOf(InternalString* body) {
+  return reinterpret_cast<int*>(reinterpret_cast<char*>(body) + sizeof(char*));
+}
 
 #endif

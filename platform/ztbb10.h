@@ -92,6 +92,11 @@ int ztAtomSub(ZtAtom* counter);
 // The value now; sees what happened before the ztAtomSub calls that led to it.
 int ztAtomGet(ZtAtom const* counter);
 
+// A byte that is non-zero while the process has one thread, for code that can't include this header
+// but may then change a counter by a plain addition. It changes only while the process has one
+// thread, so a look at it holds until this thread starts another one.
+char const* ztSoleThreadFlag();
+
 // What the system inlines for the functions above.
 #include "ztbb10_inline.h"
 

@@ -71,6 +71,7 @@ constinit int nestingCount = 0;
 constinit ZtLock poolLock = nullptr;
 constinit Pool* pool = nullptr;
 constinit char statsText[256] = {};
+constexpr char kPoolIsDown = 0;
 
 void poison([[maybe_unused]] void* block, [[maybe_unused]] std::size_t size) {
 #ifdef ZTB_POOL_POISON
@@ -187,6 +188,8 @@ bool getManaged(unsigned size, void** result) {
 
 }  // namespace
 
+constinit char const* ZtbMemPool::soleThread = &kPoolIsDown;
+
 bool ztbMemPoolStart() {
   if (nestingCount != 0) {
     ++nestingCount;
@@ -197,6 +200,7 @@ bool ztbMemPoolStart() {
   pool = new (std::nothrow) Pool{};
   if (pool != nullptr && growAllClasses()) {
     nestingCount = 1;
+    ZtbMemPool::soleThread = ztSoleThreadFlag();
     return true;
   }
   if (pool != nullptr) releasePool();
@@ -208,6 +212,7 @@ bool ztbMemPoolStart() {
 void ztbMemPoolStop() {
   if (nestingCount == 0) return;
   if (--nestingCount != 0) return;
+  ZtbMemPool::soleThread = &kPoolIsDown;
   ztLockDestroy(poolLock);
   poolLock = nullptr;
   releasePool();

@@ -9,6 +9,7 @@
 #include <bit>
 #include <charconv>
 #include <climits>
+#include <cstddef>
 #include <cstring>
 #include <new>
 #include <system_error>
@@ -146,9 +147,8 @@ struct ZtbString::InternalString {
   // source may lie in, goes to `retired`.
   bool growBuffer(unsigned needed, bool preserve, PoolBlock* retired);
   void addBytes(char const* text, unsigned nBytes);
-  // Drops a reference, and the body with the last one. After the pool's last stop there is nothing
-  // left to drop.
-  static void releaseInternal(InternalString* body);
+  // Adds one ASCII character if it is one, nobody else sees it and no growth is needed.
+  bool addAsciiInPlace(char character);
 };
 
 bool ZtbString::InternalString::growBuffer(unsigned needed, bool preserve, PoolBlock* retired) {
@@ -176,14 +176,18 @@ void ZtbString::InternalString::addBytes(char const* text, unsigned nBytes) {
   data[byteLength] = '\0';
 }
 
-void ZtbString::InternalString::releaseInternal(InternalString* body) {
-  if (!body || !ztbMemPoolIsUp()) return;
-  if (ztAtomSub(&body->refCount) >= 1) return;
-  if (body->data) ZtbMemPool::freeBytes(body->data);
-  ZtbMemPool::freeBytes(body);
+bool ZtbString::InternalString::addAsciiInPlace(char character) {
+  unsigned const end = byteLength;
+  bool const isAscii = static_cast<signed char>(character) > 0;
+  if (!isAscii || capacity - end < 2 || ztAtomGet(&refCount) > 1) return false;
+  // The two lengths are stored apart: packed into one vector store, the next call would wait for
+  // it.
+  byteLength = end + 1;
+  char const ending[2] = {character, '\0'};
+  std::memcpy(data + end, ending, sizeof ending);
+  ++charLength;
+  return true;
 }
-
-ZtbString::ZtbString() : internal(nullptr), staticText(nullptr), staticChars(0), staticBytes(0) {}
 
 ZtbString::ZtbString(char const* text, bool isStatic) : ZtbString() {
   if (!text) return;
@@ -198,33 +202,17 @@ ZtbString::ZtbString(char const* text, bool isStatic) : ZtbString() {
   staticChars = static_cast<int>(np_uchar_length(text));
 }
 
-ZtbString::ZtbString(ZtbString const& other)
-    : internal(other.internal),
-      staticText(other.staticText),
-      staticChars(other.staticChars),
-      staticBytes(other.staticBytes) {
-  if (internal) ztAtomAdd(&internal->refCount);
-}
-
-ZtbString::~ZtbString() {
-  InternalString::releaseInternal(internal);
-}
-
 ZtbString const& ZtbString::operator=(ZtbString const& other) {
   bool const sameText =
       staticText == other.staticText && (staticText || internal == other.internal);
   if (sameText) return *this;
-  if (other.internal) ztAtomAdd(&other.internal->refCount);
-  InternalString::releaseInternal(internal);
+  if (other.internal) addReference(other.internal);
+  releaseInternal(internal);
   internal = other.internal;
   staticText = other.staticText;
   staticChars = other.staticChars;
   staticBytes = other.staticBytes;
   return *this;
-}
-
-bool ZtbString::isNull() const {
-  return !internal && !staticText;
 }
 
 void ZtbString::setNull() {
@@ -374,10 +362,19 @@ ZtbString& ZtbString::append(ZtbString const& other, bool* failed) {
 }
 
 ZtbString& ZtbString::append(char const* text, bool* failed) {
-  return append(text, -1, failed);
+  return appendText(text, -1, failed);
 }
 
 ZtbString& ZtbString::append(char const* text, int nChars, bool* failed) {
+  // Building a text by single characters is common enough for a way of its own.
+  if (nChars == 1 && text && internal && internal->addAsciiInPlace(*text)) {
+    setFlag(failed, false);
+    return *this;
+  }
+  return appendText(text, nChars, failed);
+}
+
+ZtbString& ZtbString::appendText(char const* text, int nChars, bool* failed) {
   bool added = true;
   if (isNull()) {
     added = doAssign(text, nChars, -1);
@@ -481,6 +478,20 @@ bool ZtbString::uppercase() {
   return mapCase(np_uchar_upper);
 }
 
+void ZtbString::addReference(InternalString* body) {
+  static_assert(offsetof(InternalString, refCount) == sizeof(char*) &&
+                    sizeof(InternalString::refCount) == sizeof(int),
+                "the counter is where referencesOf says");
+  ztAtomAdd(&body->refCount);
+}
+
+void ZtbString::releaseInternal(InternalString* body) {
+  if (!body || !ztbMemPoolIsUp()) return;
+  if (ztAtomSub(&body->refCount) >= 1) return;
+  if (body->data) ZtbMemPool::freeBytes(body->data);
+  ZtbMemPool::freeBytes(body);
+}
+
 ZtbString::InternalString* ZtbString::newString(unsigned int capacityFor) {
   void* block = nullptr;
   if (!ZtbMemPool::getBytes(sizeof(InternalString), &block)) return nullptr;
@@ -493,7 +504,7 @@ ZtbString::InternalString* ZtbString::newString(unsigned int capacityFor) {
 }
 
 void ZtbString::replaceString(InternalString* body) {
-  InternalString::releaseInternal(internal);
+  releaseInternal(internal);
   staticText = nullptr;
   staticChars = 0;
   staticBytes = 0;
@@ -542,7 +553,7 @@ bool ZtbString::doAssign(char const* text, int nChars, int nBytes) {
     if (internal) doAppend(text, wanted.chars, static_cast<int>(bytes));
   }
   // Last, because the source may lie in it.
-  InternalString::releaseInternal(old);
+  releaseInternal(old);
   return internal != nullptr;
 }
 

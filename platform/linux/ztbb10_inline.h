@@ -104,4 +104,8 @@ inline int ztAtomGet(ZtAtom const* counter) {
   return std::atomic_ref<int>(const_cast<int&>(counter->value)).load(std::memory_order_acquire);
 }
 
+inline char const* ztSoleThreadFlag() {
+  return &__libc_single_threaded;
+}
+
 #endif
