@@ -259,8 +259,8 @@ TEST_F(ZtbStartupTest, TellsTheWholeStartInTheLog) {
         "BASE/AUTH_SERVER_LOC=file:x,PASS=Secret/rest,pass=two\n");
   std::string const log = logged();
   char const* const expected[] = {"Expected file '",
-                                  "Reading configuration file '",
                                   "Reading configuration file directory '",
+                                  "Reading configuration file '",
                                   "Applying environment variables",
                                   "Effective options:",
                                   "BASE/AUTH_SERVER_LOC=file:x,PASS=********/rest,pass=two",
