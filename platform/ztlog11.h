@@ -11,9 +11,9 @@
 //    around the sinks; it is innermost (nothing is called under it that takes another), and it is
 //    taken around fork().
 // 3. Nothing throws, aborts or changes errno. A record for which there is no memory is dropped.
-// 4. A sink that can't be written (a full disk, a closed pipe, which raises no SIGPIPE here) is
-//    said so once on standard error; it is tried again once a second, and what it lost in between
-//    is counted there in a record of its own.
+// 4. A sink that can't be written (a full disk, a pipe that nobody reads, a file at the user's
+//    limit; no signal comes of it) is told of once on standard error. It is tried again once a
+//    second, and what it lost in between is counted there in a record of its own.
 //
 // Levels of records: 1 trace (the profiler's report), 2 step of the work, 3 information, 4 warning,
 // 5 error; smaller ones are taken as 1, greater ones as 5. A logger lets through what is at its

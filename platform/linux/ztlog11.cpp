@@ -30,7 +30,6 @@ constexpr int kDefaultLevel = kWarning;
 constexpr std::size_t kMaxKeptRecords = 1000;
 constexpr std::size_t kMaxKeptBytes = 1 << 20;
 constexpr std::size_t kMaxConfigBytes = 1 << 20;
-constexpr char kOwnSource[] = "ztlog11";
 
 int getLevel(ZtLogger* logger);
 void logFormat(ZtLogger* logger, int level, char const* source, int line, char const* format, ...)
@@ -164,6 +163,7 @@ void Log::refresh() {
 }
 
 void Log::take(Logger const& logger, Record record) {
+  WriteSignalHold const hold;
   deliver(logger, record, [](Sink const&) { return true; });
   flush();
   if (mKeeping) keep(logger, std::move(record));
@@ -193,6 +193,7 @@ void Log::keep(Logger const& logger, Record record) {
 }
 
 void Log::configure(Setup setup) {
+  WriteSignalHold const hold;
   // The former sinks go first: the system's log has one user in the process, the new sink that
   // opens it with its first record.
   mSetup.sinks.clear();
@@ -365,16 +366,15 @@ class Descriptor {
   int mNumber;
 };
 
-// Reads what is there, at most the whole of `text`, which is cut to it. False leaves errno.
-bool readAll(int file, std::string* text) {
-  std::size_t size = 0;
+// Reads to the end of the file, or a little beyond `maxBytes`. False leaves errno.
+bool readAll(int file, std::size_t maxBytes, std::string* text) {
+  char chunk[16384];
   ssize_t got = 1;
-  while (got != 0) {
-    got = read(file, text->data() + size, text->size() - size);
+  while (got != 0 && text->size() <= maxBytes) {
+    got = read(file, chunk, sizeof chunk);
     if (got < 0 && errno != EINTR) return false;
-    if (got > 0) size += static_cast<std::size_t>(got);
+    if (got > 0) text->append(chunk, static_cast<std::size_t>(got));
   }
-  text->resize(size);
   return true;
 }
 
@@ -386,8 +386,7 @@ std::string readConfigText(char const* path, std::string* text) {
   struct stat status {};
   if (fstat(file.number(), &status) != 0) return std::strerror(errno);
   if (!S_ISREG(status.st_mode)) return "not a regular file";
-  text->resize(kMaxConfigBytes + 1);
-  if (!readAll(file.number(), text)) return std::strerror(errno);
+  if (!readAll(file.number(), kMaxConfigBytes, text)) return std::strerror(errno);
   return text->size() > kMaxConfigBytes ? "larger than 1 MiB" : "";
 }
 
@@ -410,22 +409,25 @@ bool openSinks(std::filesystem::path const& folder, Setup* setup, ParseError* er
 // What the file at `path` configures. An empty reason tells that it could be done.
 std::string setupFromFile(char const* path, Setup* setup) {
   std::string text;
-  std::string const name = escape(path);
-  if (std::string reason = readConfigText(path, &text); !reason.empty())
-    return name + ": " + reason;
-  auto const folder = std::filesystem::absolute(path).parent_path();
+  if (std::string const reason = readConfigText(path, &text); !reason.empty()) {
+    return escape(std::string(path) + ": " + reason);
+  }
+  std::error_code failure;
+  auto const folder = std::filesystem::absolute(path, failure).parent_path();
+  if (failure) return escape(std::string(path) + ": " + failure.message());
   ParseError error;
   if (parseConfig(text, &setup->config, &error) && openSinks(folder, setup, &error)) return "";
-  return name + placeText(error.place) + ": " + error.reason;
+  return escape(path + placeText(error.place) + ": " + error.reason);
 }
 
 // Says on the sinks that there are why the configuration was refused, and on standard error.
 int refuse(std::string const& reason) {
-  auto const* const own = static_cast<Logger const*>(ztlogGetLogger("ZT.Log"));
+  auto const* const own = static_cast<Logger const*>(ztlogGetLogger(kOwnLogger));
   Record record = makeRecord(*own, kError, kOwnSource, __LINE__, reason);
   LockedLog log;
   if (!log) return 1;
   log->configureError = reason;
+  WriteSignalHold const hold;
   if (!log->writesStderr()) makeStderrSink()->write(record);
   log->take(*own, std::move(record));
   return 1;

@@ -188,7 +188,8 @@ bool Parser::checkCharacters() {
       continue;
     }
     int width = 1;
-    if (np_uchar_toint(mLine.data() + at, &width) == np_uchar_illformed) return failAt(at, "not UTF-8");
+    if (np_uchar_toint(mLine.data() + at, &width) == np_uchar_illformed)
+      return failAt(at, "not UTF-8");
     at += static_cast<std::size_t>(width);
   }
   return true;

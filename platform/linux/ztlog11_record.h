@@ -14,6 +14,10 @@ namespace ztlog {
 
 enum Level : int { kTrace = 1, kStep, kInfo, kWarning, kError, kOff };
 
+// Under what logging itself writes records.
+inline constexpr char kOwnLogger[] = "ZT.Log";
+inline constexpr char kOwnSource[] = "ztlog11";
+
 // The name of a level from kTrace to kOff.
 std::string_view levelName(int level);
 

@@ -5,7 +5,6 @@
 #include "ztlog11_sinks.h"
 
 #include <fcntl.h>
-#include <signal.h>
 #include <spdlog/pattern_formatter.h>
 #include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/sinks/rotating_file_sink.h>
@@ -25,31 +24,6 @@ constexpr char kDefaultPattern[] = "%Y-%m-%d %H:%M:%S.%e %l %n: %v (%s:%#)";
 // The system's log adds the time and its own idea of the level.
 constexpr char kSyslogPattern[] = "%n: %v (%s:%#)";
 constexpr std::chrono::seconds kRetryAfter{1};
-
-// Keeps a write to a pipe that nobody reads from ending the process.
-class BrokenPipeHold {
- public:
-  BrokenPipeHold() {
-    sigset_t pending;
-    sigpending(&pending);
-    mWasPending = sigismember(&pending, SIGPIPE) == 1;
-    sigemptyset(&mPipe);
-    sigaddset(&mPipe, SIGPIPE);
-    pthread_sigmask(SIG_BLOCK, &mPipe, &mFormer);
-  }
-  BrokenPipeHold(BrokenPipeHold const&) = delete;
-  BrokenPipeHold& operator=(BrokenPipeHold const&) = delete;
-  ~BrokenPipeHold() {
-    timespec const now{};
-    if (!mWasPending) sigtimedwait(&mPipe, nullptr, &now);
-    pthread_sigmask(SIG_SETMASK, &mFormer, nullptr);
-  }
-
- private:
-  sigset_t mPipe;
-  sigset_t mFormer;
-  bool mWasPending;
-};
 
 // A placeholder that means another thing to spdlog, or nothing.
 class Placeholder : public spdlog::custom_flag_formatter {
@@ -140,7 +114,6 @@ char const* reasonAgainst(SinkConfig const& config) {
 }
 
 void noteOnStderr(std::string const& text) {
-  BrokenPipeHold const hold;
   [[maybe_unused]] ssize_t const written = ::write(STDERR_FILENO, text.data(), text.size());
 }
 
@@ -171,63 +144,79 @@ bool Sink::open(std::string* reason) {
   }
 }
 
-// Carries out an operation on the backend, whatever becomes of it.
+WriteSignalHold::WriteSignalHold() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGPIPE);
+  sigaddset(&signals, SIGXFSZ);
+  pthread_sigmask(SIG_BLOCK, &signals, &mFormer);
+  mOwn = signals;
+  if (sigismember(&mFormer, SIGPIPE) == 0 && sigismember(&mFormer, SIGXFSZ) == 0) return;
+  // Only a signal that the thread had blocked before can be waiting for somebody else.
+  sigset_t pending;
+  sigpending(&pending);
+  for (int const signal : {SIGPIPE, SIGXFSZ}) {
+    if (sigismember(&pending, signal) == 1) sigdelset(&mOwn, signal);
+  }
+}
+
+WriteSignalHold::~WriteSignalHold() {
+  timespec const now{};
+  while (sigtimedwait(&mOwn, nullptr, &now) > 0) continue;
+  pthread_sigmask(SIG_SETMASK, &mFormer, nullptr);
+}
+
+// Carries out an operation on the backend; false if it failed, and the backend is then closed.
 template <typename Operation>
-void Sink::guarded(Operation operation) {
-  BrokenPipeHold const hold;
+bool Sink::guarded(Operation operation) {
   try {
     operation();
+    return true;
   } catch (std::exception const& problem) {
     fail(problem.what());
+    return false;
   }
 }
 
 void Sink::write(Record const& record) {
-  if (mBackend == nullptr && !reopen()) {
-    ++mLost;
-    return;
-  }
-  guarded([&] {
-    Message message(record.time, {record.source.c_str(), record.line, ""}, record.logger,
-                    toSpdlog(record.level), record.text);
-    message.thread_id = record.thread;
-    mBackend->log(message);
-  });
+  bool const written = (mBackend != nullptr || reopen()) && guarded([&] {
+                         Message message(record.time, {record.source.c_str(), record.line, ""},
+                                         record.logger, toSpdlog(record.level), record.text);
+                         message.thread_id = record.thread;
+                         mBackend->log(message);
+                       });
+  if (!written) ++mLost;
 }
 
 void Sink::flush() {
-  if (mBackend != nullptr) guarded([&] { mBackend->flush(); });
+  if (mBackend != nullptr && !guarded([&] { mBackend->flush(); })) ++mLost;
 }
 
 bool Sink::reopen() {
   if (mLost > 0 && std::chrono::steady_clock::now() < mRetryAt) return false;
   std::string reason;
-  if (!open(&reason)) {
-    fail(reason.c_str());
-    return false;
-  }
+  if (!open(&reason)) return fail(reason.c_str()), false;
   if (mLost > 0) tellLost();
   return mBackend != nullptr;
 }
 
 void Sink::fail(char const* reason) {
+  mBackend.reset();
+  mRetryAt = std::chrono::steady_clock::now() + kRetryAfter;
   if (mReason.empty()) {
     noteOnStderr("Logging sink '" + mConfig.name + "': " + escape(reason) +
                  "; records are lost until it works again\n");
   }
   mReason = escape(reason);
-  mRetryAt = std::chrono::steady_clock::now() + kRetryAfter;
-  ++mLost;
-  mBackend.reset();
 }
 
 void Sink::tellLost() {
-  unsigned long const lost = std::exchange(mLost, 0);
-  write({std::chrono::system_clock::now(), static_cast<unsigned long>(gettid()), kWarning, "ZT.Log",
-         "ztlog11", __LINE__,
+  unsigned long const lost = mLost;
+  write({std::chrono::system_clock::now(), static_cast<unsigned long>(gettid()), kWarning,
+         kOwnLogger, kOwnSource, __LINE__,
          std::to_string(lost) + " records were lost here, the last time for: " + mReason});
   flush();
-  if (mBackend == nullptr) mLost += lost;
+  mLost = mBackend == nullptr ? lost : 0;
 }
 
 void reserveStderr() {

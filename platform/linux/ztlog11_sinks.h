@@ -6,6 +6,8 @@
 #ifndef ZTLOG11_SINKS_H
 #define ZTLOG11_SINKS_H
 
+#include <signal.h>
+
 #include <chrono>
 #include <memory>
 #include <string>
@@ -18,6 +20,20 @@ class sink;
 }
 
 namespace ztlog {
+
+// Keeps writes to a pipe that nobody reads, or beyond the largest file that the user may have, from
+// ending the process. Costs three calls of the system.
+class WriteSignalHold {
+ public:
+  WriteSignalHold();
+  WriteSignalHold(WriteSignalHold const&) = delete;
+  WriteSignalHold& operator=(WriteSignalHold const&) = delete;
+  ~WriteSignalHold();
+
+ private:
+  sigset_t mOwn;  // what can only have come of the writes
+  sigset_t mFormer;
+};
 
 // One sink. A sink that fails is closed, opened again at the first record a second later, and then
 // tells in a record how many it lost.
@@ -34,7 +50,8 @@ class Sink {
   // False with the reason.
   [[nodiscard]] bool prepare(std::string* reason);
 
-  // Writes a record that may still be in a buffer until flush() hands it to the system.
+  // Writes a record that may still be in a buffer until flush() hands it to the system. The caller
+  // has a WriteSignalHold.
   void write(Record const& record);
   void flush();
 
@@ -43,7 +60,7 @@ class Sink {
 
  private:
   template <typename Operation>
-  void guarded(Operation operation);
+  bool guarded(Operation operation);
   bool open(std::string* reason);
   bool reopen();
   void fail(char const* reason);

@@ -7,10 +7,12 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdarg>
 #include <string>
 #include <thread>
 #include <vector>
@@ -20,6 +22,25 @@
 
 using ztbtest::readFile;
 using ztbtest::TempFolder;
+
+// The system's log for this program: what comes to it, as text.
+namespace {
+std::string gSystemLog;
+}
+extern "C" void openlog(char const* ident, int, int facility) {
+  gSystemLog += "open " + std::string(ident) + " " + std::to_string(facility >> 3) + "\n";
+}
+extern "C" void closelog() {
+  gSystemLog += "close\n";
+}
+extern "C" void syslog(int priority, char const* format, ...) {
+  char text[200];
+  va_list arguments;
+  va_start(arguments, format);
+  vsnprintf(text, sizeof text, format, arguments);
+  va_end(arguments);
+  gSystemLog += std::to_string(priority) + " " + text;
+}
 
 namespace {
 
@@ -147,6 +168,18 @@ TEST(ZtLogger, TextIsNeverCut) {
   }
   LOG(logger, 4, "nul %c in it", 0);
   EXPECT_EQ(expected + "nul \\x00 in it\n", readFile(file));
+}
+
+TEST(ZtLogger, MessagesComeFromTheDatabase) {
+  TempFolder folder;
+  std::string const file = configureFile(folder, "pattern * %s:%# %v\n");
+  ZtLogger* const logger = ztlogGetLogger("Message");
+  logger->operations->logMessage(logger, 3, "source", 8, 29, "below the level");
+  logger->operations->logMessage(logger, 4, "source", 8, 29, "argument");
+  std::string const log = readFile(file);
+  EXPECT_TRUE(log.starts_with("source:8 ")) << log;
+  EXPECT_NE(std::string::npos, log.find("29")) << log;
+  EXPECT_EQ(1u, countLines(log)) << log;
 }
 
 TEST(ZtLogger, ErrnoSurvives) {
@@ -283,6 +316,37 @@ TEST(ZtLogConfigure, RotatingSinkKeepsItsFiles) {
   EXPECT_EQ('3', readFile(folder.path("app.1.log"))[0]);
   EXPECT_EQ('2', readFile(folder.path("app.2.log"))[0]);
   EXPECT_FALSE(std::filesystem::exists(folder.path("app.3.log")));
+}
+
+TEST(ZtLogConfigure, SyslogSinkIsOpenedWhenTheFormerOneIsClosed) {
+  TempFolder folder;
+  gSystemLog.clear();
+  for (char const* const ident : {"one", "two"}) {
+    std::string const config = folder.write(
+        "logging.cfg", "sink a syslog facility=local0 ident=" + std::string(ident) + "\n");
+    ASSERT_EQ(0, ztlogConfigure(config.c_str())) << ztlogConfigureError();
+    for (int level = 4; level <= 5; ++level) LOG(ztlogGetLogger("Sys"), level, "%%s\n");
+  }
+  ASSERT_EQ(0, ztlogConfigure(nullptr));
+  std::string const records = "4 Sys: %s\\n (source:7)\n3 Sys: %s\\n (source:7)\n";
+  EXPECT_EQ("open one 16\n" + records + "close\nopen two 16\n" + records + "close\n", gSystemLog);
+}
+
+TEST(ZtLogConfigure, ARecoveredSinkTellsWhatItLost) {
+  TempFolder folder;
+  std::string const file = configureFile(folder, "pattern * %v\n");
+  ZtLogger* const logger = ztlogGetLogger("Recover");
+  rlimit former{};
+  getrlimit(RLIMIT_FSIZE, &former);
+  rlimit const none{0, former.rlim_max};
+  setrlimit(RLIMIT_FSIZE, &none);
+  for (int i = 0; i < 3; ++i) LOG(logger, 4, "lost");
+  setrlimit(RLIMIT_FSIZE, &former);
+  std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+  LOG(logger, 4, "found");
+  EXPECT_EQ("3 records were lost here, the last time for: Failed flush to file " + file +
+                ": File too large\nfound\n",
+            readFile(file));
 }
 
 TEST(ZtLogConfigure, AFullDiskIsToldOnceAndSurvived) {
