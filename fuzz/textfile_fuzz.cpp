@@ -109,7 +109,10 @@ void checkRoundTrip(std::string const& text, int encoding, int options) {
   require(isRefused || count == static_cast<int>(text.size()), "write");
   np_fio_text_close(file);
   if (isRefused) return;
-  file = target.open(9, encoding, 1);
+  // Only a mark that was written may be looked for: in another encoding its bytes are text.
+  bool const hasMark = options < 2 && !npByteOrderMark(encoding).empty();
+  bool const wroteMark = hasMark && (options == 1 || encoding != 0);
+  file = target.open(9, encoding, wroteMark ? 1 : 0);
   require(file != nullptr && readAll(file, -1, 4096) == text, "text written and read again");
   np_fio_text_close(file);
 }
@@ -128,7 +131,6 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
   int const settled = np_fio_text_getenc(file);
   checkReading(file, text);
   np_fio_text_close(file);
-  // A mark in front would be taken for the file's own.
-  if (!text.starts_with("\xEF\xBB\xBF")) checkRoundTrip(text, settled, options);
+  checkRoundTrip(text, settled, options);
   return 0;
 }
