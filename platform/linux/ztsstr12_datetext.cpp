@@ -9,9 +9,13 @@
 #include <string_view>
 
 #include "ztsstr12.h"
+#include "ztsstr12_ascii.h"
 #include "ztsstr12_calendar.h"
 
 namespace {
+
+using ztsstr12::isDigit;
+using ztsstr12::isSpace;
 
 enum ScanResult : int { kAccepted = 0, kRefused = 1 };
 
@@ -33,16 +37,8 @@ struct Number {
   int digits = 0;
 };
 
-bool isDigit(char c) {
-  return c >= '0' && c <= '9';
-}
-
 bool isLetter(char c) {
   return (c | 0x20) >= 'a' && (c | 0x20) <= 'z';
-}
-
-bool isSpace(char c) {
-  return c == ' ' || (c >= '\t' && c <= '\r');
 }
 
 // Walks a text. What it is asked to take and doesn't find, it leaves where it is.

@@ -9,18 +9,14 @@
 #include <system_error>
 
 #include "ztsstr12.h"
+#include "ztsstr12_ascii.h"
 
 namespace {
 
+using ztsstr12::isDigit;
+using ztsstr12::isSpace;
+
 enum NumberResult : int { kOutOfRange = -1, kNoNumber = 0, kNumberRead = 1 };
-
-bool isSpace(char c) {
-  return c == ' ' || (c >= '\t' && c <= '\r');
-}
-
-bool isDigit(char c) {
-  return c >= '0' && c <= '9';
-}
 
 struct Span {
   char const* first;

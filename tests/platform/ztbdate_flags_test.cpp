@@ -25,12 +25,4 @@ TEST(DateFlags, GmtTimeBaseTakesCurrentDateFromGmt) {
   EXPECT_NEAR(7 * 3600, local - gmt, 2);
 }
 
-TEST(DateFlags, DatavarIsoDatesIsOffUntilSet) {
-  EXPECT_FALSE(datavarIsoDates());
-  setDatavarIsoDates(true);
-  EXPECT_TRUE(datavarIsoDates());
-  setDatavarIsoDates(false);
-  EXPECT_FALSE(datavarIsoDates());
-}
-
 }  // namespace
