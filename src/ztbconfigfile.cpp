@@ -2,14 +2,14 @@
 //
 // The model behind a configuration file: its lines in order, and beside them its entries by key.
 //
-// All texts and nodes of a model lie in one arena that is given back as a whole, so that an entry
-// costs its line's bytes and a node, and no allocation of its own. What edits leave behind in the
-// arena is counted; when it outweighs what is alive, the model is rebuilt by copying it.
+// All texts and entries of a model lie in one arena that is given back as a whole, so that an entry
+// costs its line's bytes and a small record, and no allocation of its own. What edits leave behind
+// in the arena is counted; when it outweighs what is alive, the model is rebuilt by copying it.
 //
-// A file is read in two passes. The first keeps every line; the second puts the entries of the
-// whole file into the ordered map in key order, where each goes to the end at constant cost. For
-// entries of one key this order is that of their lines, so the outcome is that of entering them
-// one by one.
+// A file is read in two passes. The first keeps every line, with a record for each entry. The
+// second brings these records into key order, equal keys by line, and enters them. The outcome is
+// that of entering them one by one; but a search for each would touch the texts all over memory,
+// which costs several times what the reading does.
 
 #include "ztbconfigfile.h"
 
@@ -17,15 +17,16 @@
 #include <climits>
 #include <cstdint>
 #include <cstring>
+#include <deque>
 #include <exception>
 #include <iterator>
-#include <map>
 #include <memory_resource>
 #include <new>
 #include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "ztbconfigfile_p.h"
@@ -43,12 +44,14 @@ constexpr unsigned kPieceBytes = 1024;
 // A text is NUL-terminated; a null pointer stands for the null string. Texts in the model belong
 // to its arena.
 struct ConfigEntry {
-  char const* comment = nullptr;
+  char const* key = nullptr;
   char const* value = nullptr;
+  char const* comment = nullptr;
   // The place in `lines` where this entry is written, kNoLine if it was only set. If the file has
   // a comment above the entry, that is the comment's place, and the one behind it is absent.
   int line = kNoLine;
   bool underComment = false;
+  bool isSet = false;  // by setEntry, so that it may be what no line can hold
 };
 
 // What is written at one place of the file. Exactly one of three: an entry, with `text` the key as
@@ -58,24 +61,128 @@ struct ConfigLine {
   char const* text = nullptr;
 };
 
-struct KeyLess {
-  bool operator()(char const* a, char const* b) const {
-    if (a == nullptr || b == nullptr) return a == nullptr && b != nullptr;
-    return np_uchar_icomp(a, b) < 0;
+// A deque grows without leaving its smaller selves behind in the heap.
+using Lines = std::deque<ConfigLine>;
+
+bool isLess(char const* a, char const* b) {
+  if (a == nullptr || b == nullptr) return a == nullptr && b != nullptr;
+  return np_uchar_icomp(a, b) < 0;
+}
+
+// Entries in the order of their keys: a sorted array in blocks, none of which is empty, so that an
+// insertion moves no more than a block. It costs a pointer an entry, where a tree costs four words.
+class KeyOrder {
+ public:
+  struct Place {
+    std::size_t block = 0;
+    std::size_t at = 0;
+  };
+
+  std::size_t size() const { return mSize; }
+
+  // Null at the end.
+  ConfigEntry* entryAt(Place place) const {
+    return place.block < mBlocks.size() ? mBlocks[place.block][place.at] : nullptr;
   }
+
+  bool holds(Place place, ConfigEntry const* entry) const {
+    return place.block < mBlocks.size() && place.at < mBlocks[place.block].size() &&
+           mBlocks[place.block][place.at] == entry;
+  }
+
+  Place next(Place place) const {
+    if (++place.at < mBlocks[place.block].size()) return place;
+    return {place.block + 1, 0};
+  }
+
+  Place placeAt(std::size_t index) const {
+    Place place;
+    for (; index >= mBlocks[place.block].size(); ++place.block) {
+      index -= mBlocks[place.block].size();
+    }
+    place.at = index;
+    return place;
+  }
+
+  // The first entry whose key isn't less.
+  Place lowerBound(char const* key) const {
+    auto const block =
+        std::partition_point(mBlocks.begin(), mBlocks.end(),
+                             [key](Block const& one) { return isLess(one.back()->key, key); });
+    if (block == mBlocks.end()) return end();
+    auto const at =
+        std::partition_point(block->begin(), block->end(),
+                             [key](ConfigEntry const* entry) { return isLess(entry->key, key); });
+    return {static_cast<std::size_t>(block - mBlocks.begin()),
+            static_cast<std::size_t>(at - block->begin())};
+  }
+
+  // True if the entry at what lowerBound gave for the key has that key.
+  bool isAt(Place place, char const* key) const {
+    ConfigEntry const* const entry = entryAt(place);
+    return entry != nullptr && !isLess(key, entry->key);
+  }
+
+  // Puts the entry behind all others.
+  void append(ConfigEntry* entry) {
+    if (mBlocks.empty() || mBlocks.back().size() >= kBlockSize / 2) {
+      Block block;
+      block.reserve(kBlockSize / 2);
+      mBlocks.push_back(std::move(block));
+    }
+    mBlocks.back().push_back(entry);
+    ++mSize;
+  }
+
+  // Puts the entry in front of the one at `place`. If memory runs out, nothing changes.
+  void insert(Place place, ConfigEntry* entry) {
+    if (place.block == mBlocks.size()) return append(entry);
+    if (mBlocks[place.block].size() == kBlockSize) {
+      split(place.block);
+      if (place.at > kBlockSize / 2) place = {place.block + 1, place.at - kBlockSize / 2};
+    }
+    Block& block = mBlocks[place.block];
+    block.insert(block.begin() + static_cast<std::ptrdiff_t>(place.at), entry);
+    ++mSize;
+  }
+
+  Place end() const { return {mBlocks.size(), 0}; }
+  ConfigEntry* last() const { return mBlocks.back().back(); }
+
+  void erase(Place place) {
+    Block& block = mBlocks[place.block];
+    block.erase(block.begin() + static_cast<std::ptrdiff_t>(place.at));
+    --mSize;
+    if (block.empty()) mBlocks.erase(mBlocks.begin() + static_cast<std::ptrdiff_t>(place.block));
+  }
+
+  void clear() {
+    std::vector<Block>().swap(mBlocks);
+    mSize = 0;
+  }
+
+ private:
+  static constexpr std::size_t kBlockSize = 512;
+  using Block = std::vector<ConfigEntry*>;
+
+  void split(std::size_t index) {
+    auto const middle = mBlocks[index].begin() + kBlockSize / 2;
+    mBlocks.insert(mBlocks.begin() + static_cast<std::ptrdiff_t>(index) + 1,
+                   Block(middle, mBlocks[index].end()));
+    mBlocks[index].resize(kBlockSize / 2);
+  }
+
+  std::vector<Block> mBlocks;
+  std::size_t mSize = 0;
 };
 
-using Lines = std::vector<ConfigLine>;
-using Entries = std::pmr::map<char const*, ConfigEntry, KeyLess>;
-
-// The map's node as the common libraries lay it out: three pointers and a colour, then the pair.
-constexpr std::size_t kNodeBytes = 4 * sizeof(void*) + sizeof(Entries::value_type);
-
-// An entry line that was read and isn't in the map yet. Its text is the key, and the value stands
-// behind the key's terminator.
+// An entry that was read and isn't in the order yet.
 struct Definition {
   std::uint64_t rank;
+  char const* key;
   int line;
+  unsigned keyBytes : 31;
+  unsigned isRepeated : 1;  // its key is that of the one before, in order
 };
 
 char const* textOf(ZtbString const& string) {
@@ -163,31 +270,31 @@ std::string entryLine(std::string_view key, std::string_view value) {
   return line;
 }
 
-// Eight characters of an ASCII key, folded, as a number that orders like them; zeros at the end.
-std::uint64_t rankOf(char const* key) {
+// Eight characters of an ASCII key from character `depth` on, folded, as a number that orders like
+// them; zeros behind the key's end.
+std::uint64_t rankOf(Definition const& one, std::size_t depth) {
+  std::size_t const left = one.keyBytes - std::min<std::size_t>(one.keyBytes, depth);
+  unsigned char bytes[8] = {};
+  std::memcpy(bytes, one.key + depth, std::min(left, sizeof bytes));
   std::uint64_t rank = 0;
-  for (int shift = 56; shift >= 0 && *key != '\0'; shift -= 8, ++key) {
-    unsigned const c = static_cast<unsigned char>(*key);
-    rank |= std::uint64_t{c >= 'A' && c <= 'Z' ? c | 0x20 : c} << shift;
-  }
+  for (unsigned const c : bytes) rank = rank << 8 | (c - 'A' < 26 ? c | 0x20 : c);
   return rank;
 }
 
-void sortByComparing(std::span<Definition> found, Lines const& lines) {
-  std::stable_sort(found.begin(), found.end(), [&](Definition const& a, Definition const& b) {
-    return KeyLess()(lines[static_cast<std::size_t>(a.line)].text,
-                     lines[static_cast<std::size_t>(b.line)].text);
-  });
+void sortByComparing(std::span<Definition> found) {
+  std::stable_sort(found.begin(), found.end(),
+                   [](Definition const& a, Definition const& b) { return isLess(a.key, b.key); });
+  for (std::size_t i = 1; i < found.size(); ++i) {
+    found[i].isRepeated = !isLess(found[i - 1].key, found[i].key);
+  }
 }
 
 // Orders ASCII keys eight characters at a time, from character `depth` on, and equal keys by line.
 // Keys that agree for long are compared instead, which bounds the recursion.
-void sortByRank(std::span<Definition> found, Lines const& lines, std::size_t depth) {
+void sortByRank(std::span<Definition> found, std::size_t depth) {
   constexpr std::size_t kDeepest = 64;
-  if (depth == kDeepest) return sortByComparing(found, lines);
-  for (Definition& one : found) {
-    one.rank = rankOf(lines[static_cast<std::size_t>(one.line)].text + depth);
-  }
+  if (depth == kDeepest) return sortByComparing(found);
+  for (Definition& one : found) one.rank = rankOf(one, depth);
   auto const before = [](Definition const& a, Definition const& b) {
     return a.rank != b.rank ? a.rank < b.rank : a.line < b.line;
   };
@@ -198,9 +305,24 @@ void sortByRank(std::span<Definition> found, Lines const& lines, std::size_t dep
     std::uint64_t const rank = run->rank;
     auto const end =
         std::find_if(run, found.end(), [rank](Definition const& one) { return one.rank != rank; });
-    bool const goesOn = (rank & 0xff) != 0;
-    if (goesOn && end - run > 1) sortByRank({run, end}, lines, depth + sizeof rank);
+    bool const isWholeKey = (rank & 0xff) == 0;
+    if (isWholeKey) {
+      std::for_each(run + 1, end, [](Definition& one) { one.isRepeated = 1; });
+    } else if (end - run > 1) {
+      sortByRank({run, end}, depth + sizeof rank);
+    }
     run = end;
+  }
+}
+
+void sortByKey(std::span<Definition> found) {
+  bool const allAscii = std::all_of(found.begin(), found.end(), [](Definition const& one) {
+    return std::all_of(one.key, one.key + one.keyBytes, isAscii);
+  });
+  if (allAscii) {
+    sortByRank(found, 0);
+  } else {
+    sortByComparing(found);
   }
 }
 
@@ -211,10 +333,12 @@ struct ZtbConfigFile::Body {
   __int64 lineCount = 0;
   // The last of these has the number `lineCount`, the one before it one less, and so on.
   Lines lines;
-  Entries entries{&arena};
+  KeyOrder entries;
+  std::size_t addedCount = 0;  // of entries without a line
   ZtbString errorMessage;
-  // Where getNextEntry stands; the end if it stands nowhere.
-  Entries::iterator cursor = entries.end();
+  // The entry where getNextEntry stands, null if it stands nowhere, and where it was last found.
+  ConfigEntry* cursor = nullptr;
+  KeyOrder::Place cursorPlace;
   std::size_t usedBytes = 0;
   std::size_t droppedBytes = 0;
 
@@ -225,48 +349,54 @@ struct ZtbConfigFile::Body {
   bool read(char const* path);
   bool write(char const* path);
   void clear();
+  ConfigEntry* find(char const* key) const;
+  ConfigEntry* goTo(KeyOrder::Place place);
+  ConfigEntry* goOn();
   void setEntry(char const* key, char const* value);
   void setComment(ConfigEntry& entry, char const* comment);
-  void deleteEntry(Entries::iterator entry, std::string_view spelling);
-
-  ConfigLine& lineAt(int line) { return lines[static_cast<std::size_t>(line)]; }
+  void deleteEntry(char const* key);
   bool isMostlyDropped() const;
 
  private:
-  struct Found {
-    std::vector<Definition> definitions;
-    bool isAscii = true;
-  };
-
+  ConfigLine& lineAt(int line) { return lines[static_cast<std::size_t>(line)]; }
+  char* take(std::size_t bytes);
   char* keep(std::string_view text);
   char const* keepOrNull(char const* text) { return text == nullptr ? nullptr : keep(text); }
-  void drop(char const* text) { droppedBytes += viewOf(text).size() + 1; }
+  ConfigEntry* newEntry(ConfigEntry const& entry);
+  ConfigEntry* copyEntry(ConfigEntry const& entry);
+  void drop(char const* text) { droppedBytes += text == nullptr ? 0 : std::strlen(text) + 1; }
   void addLine();
-  bool readLines(ZtbTxtFile& file, Found& found);
-  void takeLine(std::string_view line, Found& found);
-  void takeDefinitions(Found& found, std::size_t firstOfFile);
-  void define(int line, bool underComment);
+  bool readLines(ZtbTxtFile& file);
+  void takeLine(std::string_view line, std::size_t firstOfFile);
+  void takeEntry(std::string_view key, std::string_view value, bool underComment);
+  std::vector<Definition> definitionsFrom(std::size_t firstOfFile) const;
+  void enter(std::span<Definition const> sorted);
+  void redefine(ConfigEntry& earlier, ConfigEntry& later);
   void leaveAsText(ConfigEntry const& entry, std::string text);
+  bool checkEntry(ConfigEntry const& entry);
   bool checkEntries();
   bool writeLines(ZtbTxtFile& file) const;
+  template <class Use>
+  bool forEachAdded(Use use) const;
 };
 
 ZtbConfigFile::Body::Body(Body const& other)
-    : lineCount(other.lineCount), lines(other.lines), errorMessage(other.errorMessage) {
+    : lineCount(other.lineCount),
+      lines(other.lines),
+      addedCount(other.addedCount),
+      errorMessage(other.errorMessage),
+      cursorPlace(other.cursorPlace) {
   for (ConfigLine& line : lines) {
-    if (line.entry == nullptr) line.text = keepOrNull(line.text);
+    ConfigEntry const* const entry = line.entry;
+    if (entry != nullptr) line.entry = copyEntry(*entry);
+    bool const isShared = entry != nullptr && entry->key == line.text;
+    line.text = isShared ? line.entry->key : keepOrNull(line.text);
   }
-  for (auto from = other.entries.begin(); from != other.entries.end(); ++from) {
-    auto const& [key, entry] = *from;
-    auto const to =
-        entries.emplace_hint(entries.end(), keepOrNull(key),
-                             ConfigEntry{keepOrNull(entry.comment), keepOrNull(entry.value),
-                                         entry.line, entry.underComment});
-    usedBytes += kNodeBytes;
-    if (from == Entries::const_iterator(other.cursor)) cursor = to;
-    if (entry.line == kNoLine) continue;
-    ConfigLine& line = lineAt(entry.line);
-    line = {&to->second, line.text == key ? to->first : keep(line.text)};
+  ConfigEntry* from = nullptr;
+  for (KeyOrder::Place at; (from = other.entries.entryAt(at)) != nullptr;
+       at = other.entries.next(at)) {
+    entries.append(from->line == kNoLine ? copyEntry(*from) : lineAt(from->line).entry);
+    if (from == other.cursor) cursor = entries.last();
   }
 }
 
@@ -275,11 +405,30 @@ bool ZtbConfigFile::Body::isMostlyDropped() const {
   return droppedBytes > kWorthwhile && droppedBytes > usedBytes / 2;
 }
 
+char* ZtbConfigFile::Body::take(std::size_t bytes) {
+  char* const taken = static_cast<char*>(arena.allocate(bytes, 1));
+  usedBytes += bytes;
+  return taken;
+}
+
 char* ZtbConfigFile::Body::keep(std::string_view text) {
-  char* const kept = static_cast<char*>(arena.allocate(text.size() + 1, 1));
+  char* const kept = take(text.size() + 1);
   *std::copy(text.begin(), text.end(), kept) = '\0';
-  usedBytes += text.size() + 1;
   return kept;
+}
+
+ConfigEntry* ZtbConfigFile::Body::newEntry(ConfigEntry const& entry) {
+  void* const place = arena.allocate(sizeof entry, alignof(ConfigEntry));
+  usedBytes += sizeof entry;
+  return new (place) ConfigEntry(entry);
+}
+
+ConfigEntry* ZtbConfigFile::Body::copyEntry(ConfigEntry const& entry) {
+  ConfigEntry copy = entry;
+  copy.key = keepOrNull(entry.key);
+  copy.value = keepOrNull(entry.value);
+  copy.comment = keepOrNull(entry.comment);
+  return newEntry(copy);
 }
 
 bool ZtbConfigFile::Body::read(char const* path) {
@@ -289,9 +438,10 @@ bool ZtbConfigFile::Body::read(char const* path) {
     return false;
   }
   std::size_t const firstOfFile = lines.size();
-  Found found;
-  bool const done = readLines(file, found);
-  takeDefinitions(found, firstOfFile);
+  bool const done = readLines(file);
+  std::vector<Definition> found = definitionsFrom(firstOfFile);
+  sortByKey(found);
+  enter(found);
   if (!done) errorMessage = file.getErrorMessage();
   return done;
 }
@@ -303,7 +453,8 @@ void ZtbConfigFile::Body::addLine() {
   ++lineCount;
 }
 
-bool ZtbConfigFile::Body::readLines(ZtbTxtFile& file, Found& found) {
+bool ZtbConfigFile::Body::readLines(ZtbTxtFile& file) {
+  std::size_t const firstOfFile = lines.size();
   char piece[kPieceBytes];
   std::string line;
   for (;;) {
@@ -319,70 +470,93 @@ bool ZtbConfigFile::Body::readLines(ZtbTxtFile& file, Found& found) {
       if (count < 0) return false;
       line.append(piece);
     }
-    takeLine(trimmed(line), found);
+    takeLine(trimmed(line), firstOfFile);
   }
 }
 
-void ZtbConfigFile::Body::takeLine(std::string_view line, Found& found) {
+void ZtbConfigFile::Body::takeLine(std::string_view line, std::size_t firstOfFile) {
   std::size_t const equals = line.starts_with('#') ? std::string_view::npos : line.find('=');
   if (equals == std::string_view::npos) {
     lines.back().text = keep(line);
     return;
   }
-  std::string_view const key = trimmedRight(line.substr(0, equals));
-  std::string_view const value = trimmedLeft(line.substr(equals + 1));
-  char* const kept = static_cast<char*>(arena.allocate(key.size() + value.size() + 2, 1));
+  bool const isFirst = lines.size() - 1 == firstOfFile;
+  ConfigLine const above = isFirst ? ConfigLine() : lines[lines.size() - 2];
+  bool const underComment = above.entry == nullptr && above.text != nullptr &&
+                            above.text[0] == '#' && above.text[1] != '\0';
+  takeEntry(trimmedRight(line.substr(0, equals)), trimmedLeft(line.substr(equals + 1)),
+            underComment);
+}
+
+void ZtbConfigFile::Body::takeEntry(std::string_view key, std::string_view value,
+                                    bool underComment) {
+  char* const kept = take(key.size() + value.size() + 2);
   char* const end = std::copy(key.begin(), key.end(), kept);
   *end = '\0';
   *std::copy(value.begin(), value.end(), end + 1) = '\0';
-  usedBytes += key.size() + value.size() + 2;
-  found.isAscii = found.isAscii && std::all_of(key.begin(), key.end(), isAscii);
-  found.definitions.push_back({0, static_cast<int>(lines.size()) - 1});
-  lines.back().text = kept;
+  int const line = static_cast<int>(lines.size()) - (underComment ? 2 : 1);
+  char const* const comment = underComment ? lineAt(line).text + 1 : nullptr;
+  ConfigEntry* const entry = newEntry({kept, end + 1, comment, line, underComment, false});
+  lineAt(line) = {entry, kept};
 }
 
-void ZtbConfigFile::Body::takeDefinitions(Found& found, std::size_t firstOfFile) {
-  if (found.isAscii) {
-    sortByRank(found.definitions, lines, 0);
-  } else {
-    sortByComparing(found.definitions, lines);
+// The entries of the lines that were just read. Their values stand behind their keys.
+std::vector<Definition> ZtbConfigFile::Body::definitionsFrom(std::size_t firstOfFile) const {
+  auto const first = lines.begin() + static_cast<std::ptrdiff_t>(firstOfFile);
+  auto const isEntry = [](ConfigLine const& line) { return line.entry != nullptr; };
+  std::vector<Definition> found;
+  found.reserve(static_cast<std::size_t>(std::count_if(first, lines.end(), isEntry)));
+  for (auto line = first; line != lines.end(); ++line) {
+    if (line->entry == nullptr) continue;
+    std::size_t const bytes = static_cast<std::size_t>(line->entry->value - line->text - 1);
+    unsigned const keyBytes = static_cast<unsigned>(std::min<std::size_t>(bytes, INT_MAX));
+    found.push_back({0, line->text, line->entry->line, keyBytes & INT_MAX, 0});
   }
-  for (Definition const& one : found.definitions) {
-    bool const isFirst = static_cast<std::size_t>(one.line) == firstOfFile;
-    ConfigLine const above = isFirst ? ConfigLine() : lineAt(one.line - 1);
-    bool const isComment = above.entry == nullptr && viewOf(above.text).starts_with('#');
-    define(one.line, isComment && above.text[1] != '\0');
+  return found;
+}
+
+void ZtbConfigFile::Body::enter(std::span<Definition const> sorted) {
+  bool const isFirstFile = entries.size() == 0;
+  ConfigEntry* last = nullptr;
+  for (Definition const& one : sorted) {
+    ConfigEntry* const entry = lineAt(one.line).entry;
+    if (one.isRepeated) {
+      redefine(*last, *entry);
+      continue;
+    }
+    KeyOrder::Place const place = isFirstFile ? entries.end() : entries.lowerBound(one.key);
+    if (entries.isAt(place, one.key)) {
+      last = entries.entryAt(place);
+      redefine(*last, *entry);
+    } else {
+      last = entry;
+      entries.insert(place, entry);
+    }
   }
 }
 
-void ZtbConfigFile::Body::define(int line, bool underComment) {
-  char const* const key = lineAt(line).text;
-  ConfigEntry entry{nullptr, key + std::strlen(key) + 1, line, underComment};
-  if (underComment) {
-    entry.line = line - 1;
-    entry.comment = lineAt(line - 1).text + 1;
-  }
-  std::size_t const countBefore = entries.size();
-  auto const place = entries.try_emplace(entries.end(), key);
-  if (entries.size() == countBefore) {
-    leaveAsText(place->second, entryLine(key, viewOf(place->second.value)));
-  } else {
-    usedBytes += kNodeBytes;
-  }
-  place->second = entry;
-  lineAt(line) = {};
-  lineAt(entry.line) = {&place->second, key};
+// The earlier entry keeps its place in the order and the spelling of its key; all else is the later
+// one's.
+void ZtbConfigFile::Body::redefine(ConfigEntry& earlier, ConfigEntry& later) {
+  leaveAsText(earlier, entryLine(later.key, viewOf(earlier.value)));
+  char const* const spelling = earlier.key;
+  earlier = later;
+  earlier.key = spelling;
+  lineAt(later.line).entry = &earlier;
+  droppedBytes += sizeof later;
 }
 
 // The entry goes from where it stands, and leaves its comment there and then `text`; if it stands
 // nowhere, it leaves nothing. An entry that got its comment after it was read has one place for
 // both. Memory is taken before anything changes.
 void ZtbConfigFile::Body::leaveAsText(ConfigEntry const& entry, std::string text) {
-  if (entry.line != kNoLine) {
-    std::string const comment =
-        viewOf(entry.comment).empty() ? std::string() : commentLines(entry.comment);
-    bool const isSplit = entry.underComment && !comment.empty();
-    if (!isSplit && !comment.empty()) text = comment + "\n" + text;
+  if (entry.line == kNoLine) {
+    --addedCount;
+  } else {
+    bool const hasComment = !viewOf(entry.comment).empty();
+    std::string const comment = hasComment ? commentLines(entry.comment) : std::string();
+    bool const isSplit = hasComment && entry.underComment;
+    if (hasComment && !isSplit) text = comment + "\n" + text;
     char const* const first = isSplit ? keep(comment) : nullptr;
     char const* const last = keep(text);
     int line = entry.line;
@@ -393,16 +567,31 @@ void ZtbConfigFile::Body::leaveAsText(ConfigEntry const& entry, std::string text
   drop(entry.value);
 }
 
-bool ZtbConfigFile::Body::checkEntries() {
-  for (auto const& [key, entry] : entries) {
-    if (isRepresentable(key, entry.value)) continue;
-    std::string const text = "The entry '" + entryLine(viewOf(key), viewOf(entry.value)) +
-                             "' can't be written: a key holds no '=' and begins with no '#', and "
-                             "neither key nor value holds a line break";
-    errorMessage = stringOf(text.c_str());
-    return false;
+bool ZtbConfigFile::Body::checkEntry(ConfigEntry const& entry) {
+  if (!entry.isSet || isRepresentable(entry.key, entry.value)) return true;
+  std::string const text = "The entry '" + entryLine(viewOf(entry.key), viewOf(entry.value)) +
+                           "' can't be written: a key holds no '=' and begins with no '#', and "
+                           "neither key nor value holds a line break";
+  errorMessage = stringOf(text.c_str());
+  return false;
+}
+
+// True if `use` was true for each entry without a line; ends at the first for which it isn't.
+template <class Use>
+bool ZtbConfigFile::Body::forEachAdded(Use use) const {
+  if (addedCount == 0) return true;
+  ConfigEntry const* entry = nullptr;
+  for (KeyOrder::Place at; (entry = entries.entryAt(at)) != nullptr; at = entries.next(at)) {
+    if (entry->line == kNoLine && !use(*entry)) return false;
   }
   return true;
+}
+
+bool ZtbConfigFile::Body::checkEntries() {
+  for (ConfigLine const& line : lines) {
+    if (line.entry != nullptr && !checkEntry(*line.entry)) return false;
+  }
+  return forEachAdded([this](ConfigEntry const& entry) { return checkEntry(entry); });
 }
 
 bool ZtbConfigFile::Body::write(char const* path) {
@@ -420,44 +609,63 @@ bool ZtbConfigFile::Body::write(char const* path) {
 }
 
 bool ZtbConfigFile::Body::writeLines(ZtbTxtFile& file) const {
-  std::string line;
+  std::string text;
   auto const writeEntry = [&](char const* key, ConfigEntry const& entry) {
     std::string_view const comment = viewOf(entry.comment);
     if (!comment.empty() && !file.writeln(commentLines(comment).c_str())) return false;
-    line.assign(viewOf(key)).append("=").append(viewOf(entry.value));
-    return file.writeln(line.c_str());
+    text.assign(viewOf(key)).append("=").append(viewOf(entry.value));
+    return file.writeln(text.c_str());
   };
-  for (ConfigLine const& one : lines) {
-    if (one.text == nullptr) continue;
-    if (!(one.entry ? writeEntry(one.text, *one.entry) : file.writeln(one.text))) return false;
+  for (ConfigLine const& line : lines) {
+    if (line.text == nullptr) continue;
+    if (!(line.entry ? writeEntry(line.text, *line.entry) : file.writeln(line.text))) return false;
   }
-  for (auto const& [key, entry] : entries) {
-    if (entry.line != kNoLine) continue;
-    if (!file.writeln("") || !writeEntry(key, entry)) return false;
-  }
-  return true;
+  return forEachAdded(
+      [&](ConfigEntry const& entry) { return file.writeln("") && writeEntry(entry.key, entry); });
 }
 
 void ZtbConfigFile::Body::clear() {
-  Lines().swap(lines);
+  lines.clear();
   entries.clear();
-  cursor = entries.end();
+  addedCount = 0;
+  cursor = nullptr;
   arena.release();
   usedBytes = 0;
   droppedBytes = 0;
   errorMessage.setNull();
 }
 
+ConfigEntry* ZtbConfigFile::Body::find(char const* key) const {
+  KeyOrder::Place const place = entries.lowerBound(key);
+  return entries.isAt(place, key) ? entries.entryAt(place) : nullptr;
+}
+
+ConfigEntry* ZtbConfigFile::Body::goTo(KeyOrder::Place place) {
+  cursorPlace = place;
+  cursor = entries.entryAt(place);
+  return cursor;
+}
+
+// Edits since the last step may have moved the entry.
+ConfigEntry* ZtbConfigFile::Body::goOn() {
+  if (cursor == nullptr) return nullptr;
+  if (!entries.holds(cursorPlace, cursor)) cursorPlace = entries.lowerBound(cursor->key);
+  return goTo(entries.next(cursorPlace));
+}
+
 void ZtbConfigFile::Body::setEntry(char const* key, char const* value) {
-  auto place = entries.find(key);
-  char const* const kept = keepOrNull(value);
-  if (place == entries.end()) {
-    place = entries.emplace(keepOrNull(key), ConfigEntry{}).first;
-    usedBytes += kNodeBytes;
-  } else {
-    drop(place->second.value);
+  KeyOrder::Place const place = entries.lowerBound(key);
+  if (entries.isAt(place, key)) {
+    ConfigEntry& entry = *entries.entryAt(place);
+    char const* const kept = keepOrNull(value);
+    drop(entry.value);
+    entry.value = kept;
+    entry.isSet = true;
+    return;
   }
-  place->second.value = kept;
+  char const* const kept = keepOrNull(key);
+  entries.insert(place, newEntry({kept, keepOrNull(value), nullptr, kNoLine, false, true}));
+  ++addedCount;
 }
 
 void ZtbConfigFile::Body::setComment(ConfigEntry& entry, char const* comment) {
@@ -466,11 +674,14 @@ void ZtbConfigFile::Body::setComment(ConfigEntry& entry, char const* comment) {
   entry.comment = kept;
 }
 
-void ZtbConfigFile::Body::deleteEntry(Entries::iterator place, std::string_view spelling) {
-  leaveAsText(place->second, "#-DELETED " + entryLine(spelling, viewOf(place->second.value)));
-  drop(place->first);
-  droppedBytes += kNodeBytes;
-  if (cursor == place) cursor = entries.end();
+void ZtbConfigFile::Body::deleteEntry(char const* key) {
+  KeyOrder::Place const place = entries.lowerBound(key);
+  if (!entries.isAt(place, key)) return;
+  ConfigEntry const* const entry = entries.entryAt(place);
+  leaveAsText(*entry, "#-DELETED " + entryLine(viewOf(key), viewOf(entry->value)));
+  drop(entry->key);
+  droppedBytes += sizeof *entry;
+  if (cursor == entry) cursor = nullptr;
   entries.erase(place);
 }
 
@@ -505,16 +716,22 @@ Body* copyOf(Body const* body) noexcept {
   return guarded(body, static_cast<Body*>(nullptr), [](Body const& one) { return new Body(one); });
 }
 
-void give(Entries::value_type const& entry, ZtbString* key, ZtbString* value) {
-  if (key != nullptr) *key = stringOf(entry.first);
-  if (value != nullptr) *value = stringOf(entry.second.value);
+void give(ConfigEntry const& entry, ZtbString* key, ZtbString* value) {
+  if (key != nullptr) *key = stringOf(entry.key);
+  if (value != nullptr) *value = stringOf(entry.value);
 }
 
 constexpr char kNoMemory[] = "There isn't enough memory for the configuration file";
 
 }  // namespace
 
-ZtbConfigFile::ZtbConfigFile() : mBody(new (std::nothrow) Body) {}
+ZtbConfigFile::ZtbConfigFile() : mBody(nullptr) {
+  try {
+    mBody = new Body;
+  } catch (std::bad_alloc const&) {
+    // Every operation does with a body that isn't there.
+  }
+}
 
 ZtbConfigFile::ZtbConfigFile(ZtbConfigFile const& other) : mBody(copyOf(other.mBody)) {}
 
@@ -554,9 +771,8 @@ int ZtbConfigFile::getEntryCount() {
 }
 
 ZtbString ZtbConfigFile::getEntry(ZtbString const& key) {
-  if (mBody == nullptr) return ZtbString();
-  auto const place = mBody->entries.find(textOf(key));
-  return place == mBody->entries.end() ? ZtbString() : stringOf(place->second.value);
+  ConfigEntry const* const entry = mBody == nullptr ? nullptr : mBody->find(textOf(key));
+  return entry == nullptr ? ZtbString() : stringOf(entry->value);
 }
 
 bool ZtbConfigFile::getEntry(int index, ZtbString* key, ZtbString* value) {
@@ -565,21 +781,16 @@ bool ZtbConfigFile::getEntry(int index, ZtbString* key, ZtbString* value) {
     if (value != nullptr) value->setNull();
     return false;
   }
-  give(*std::next(mBody->entries.begin(), index), key, value);
+  KeyOrder const& entries = mBody->entries;
+  give(*entries.entryAt(entries.placeAt(static_cast<std::size_t>(index))), key, value);
   return true;
 }
 
 bool ZtbConfigFile::getNextEntry(bool first, ZtbString* key, ZtbString* value) {
   if (mBody == nullptr) return false;
-  auto const end = mBody->entries.end();
-  Entries::iterator& cursor = mBody->cursor;
-  if (first) {
-    cursor = mBody->entries.begin();
-  } else if (cursor != end) {
-    ++cursor;
-  }
-  if (cursor == end) return false;
-  give(*cursor, key, value);
+  ConfigEntry const* const entry = first ? mBody->goTo({}) : mBody->goOn();
+  if (entry == nullptr) return false;
+  give(*entry, key, value);
   return true;
 }
 
@@ -588,22 +799,18 @@ void ZtbConfigFile::setEntry(ZtbString const& key, ZtbString const& value) {
 }
 
 void ZtbConfigFile::deleteEntry(ZtbString const& key) {
-  edit(mBody, [&](Body& body) {
-    auto const place = body.entries.find(textOf(key));
-    if (place != body.entries.end()) body.deleteEntry(place, key.asCstr());
-  });
+  edit(mBody, [&](Body& body) { body.deleteEntry(textOf(key)); });
 }
 
 ZtbString ZtbConfigFile::getEntryComment(ZtbString const& key) {
-  if (mBody == nullptr) return ZtbString();
-  auto const place = mBody->entries.find(textOf(key));
-  return place == mBody->entries.end() ? ZtbString() : stringOf(place->second.comment);
+  ConfigEntry const* const entry = mBody == nullptr ? nullptr : mBody->find(textOf(key));
+  return entry == nullptr ? ZtbString() : stringOf(entry->comment);
 }
 
 void ZtbConfigFile::setEntryComment(ZtbString const& key, ZtbString const& comment) {
   edit(mBody, [&](Body& body) {
-    auto const place = body.entries.find(textOf(key));
-    if (place != body.entries.end()) body.setComment(place->second, textOf(comment));
+    ConfigEntry* const entry = body.find(textOf(key));
+    if (entry != nullptr) body.setComment(*entry, textOf(comment));
   });
 }
 
@@ -619,10 +826,9 @@ int ZtbConfigFileLines::count(ZtbConfigFile const& file) {
 int ZtbConfigFileLines::ofEntry(ZtbConfigFile const& file, ZtbString const& key) {
   if (file.mBody == nullptr) return kNoLine;
   ZtbConfigFile::Body const& body = *file.mBody;
-  auto const place = body.entries.find(textOf(key));
-  if (place == body.entries.end() || place->second.line == kNoLine) return kNoLine;
-  ConfigEntry const& entry = place->second;
+  ConfigEntry const* const entry = body.find(textOf(key));
+  if (entry == nullptr || entry->line == kNoLine) return kNoLine;
   __int64 const firstNumber = body.lineCount - static_cast<__int64>(body.lines.size()) + 1;
-  __int64 const number = firstNumber + entry.line + (entry.underComment ? 1 : 0);
+  __int64 const number = firstNumber + entry->line + (entry->underComment ? 1 : 0);
   return static_cast<int>(std::min<__int64>(number, INT_MAX));
 }
