@@ -4,6 +4,7 @@
 
 #include "ztlog11_record.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstring>

@@ -14,7 +14,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
 
 namespace ztlog {
 
@@ -221,7 +220,8 @@ void Sink::tellLost() {
 
 void reserveStderr() {
   if (fcntl(STDERR_FILENO, F_GETFD) != -1 || errno != EBADF) return;
-  int const null = open("/dev/null", O_WRONLY | O_CLOEXEC);
+  // Handed on to programs that the process starts, as any standard error is.
+  int const null = open("/dev/null", O_WRONLY);
   if (null < 0 || null == STDERR_FILENO) return;
   dup2(null, STDERR_FILENO);
   close(null);
