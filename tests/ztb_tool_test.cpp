@@ -1,0 +1,136 @@
+// SPDX-License-Identifier: MIT
+//
+// The command-line tool as its users call it.
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <string>
+
+#include "ztbtest.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class ZtbTool : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    setenv("ZTEXEC_HOME", ZTB_TEST_HOME, 1);
+    unsetenv("MARLOVEN_ERROR_LOCATION");
+    unsetenv("MARLOVEN_ERROR_LOCALE");
+    setenv("LC_ALL", "C.UTF-8", 1);
+  }
+  // Runs `ztb ARGUMENTS` in the temporary folder.
+  ztbtest::Outcome ztb(std::string const& arguments) {
+    return ztbtest::shell("cd " + mFolder.path() + " && " ZTB_TEST_BIN "/ztb " + arguments);
+  }
+
+  ztbtest::TempFolder mFolder;
+};
+
+TEST_F(ZtbTool, ExitCodesAndOutputs) {
+  mFolder.write("f.cfg", "# first\nA=1\nno entry\nB = two = 2\n");
+  mFolder.write("latin.txt", "caf\xe9\r\nx\r");
+  mFolder.write("wide.txt", std::string("\xff\xfe\x61\x00\x0a\x00", 6));
+  struct {
+    char const* arguments;
+    int exitCode;
+    char const* output;  // a part of it
+  } const rows[] = {
+      {"--help", 0, "options"},
+      {"--version", 0, "ztb 31"},
+      {"", 2, "subcommand"},
+      {"nonsense", 2, "subcommand"},
+      {"options --help", 0, "--filter"},
+      {"options --filter ZTEXEC_HOME", 0, "[the environment]"},
+      {"options --filter 'a/*' --set A/x=1 --json", 0,
+       "{\"key\": \"A/x\", \"value\": \"1\", \"origin\": \"the command\"}"},
+      {"options --filter P --set P=x,PASS=secret/y", 0, "x,PASS=********/y"},
+      {"options --filter C --set C=$(printf '\\033[31m')", 0, "\\x1b[31m"},
+      {"options --set X", 2, "KEY=VALUE"},
+      {"options --home /no/such/home", 2, "/no/such/home"},
+      {"options --set BASE/PLUGIN_PATH=/nowhere", 1, "/nowhere/ztbdeps31.so"},
+      {"config get f.cfg b", 0, "two = 2\n"},
+      {"config get f.cfg b --json", 0, "{\"key\": \"b\", \"value\": \"two = 2\"}"},
+      {"config get f.cfg c", 1, "no entry \"c\""},
+      {"config list f.cfg --json", 0, "\"comment\": \" first\""},
+      {"config get absent.cfg a", 1, "absent.cfg"},
+      {"config get f.cfg", 2, "key"},
+      {"config set f.cfg 'a=b' c", 1, ""},
+      {"message 'Base Services' 446 x", 0, "\"x\" isn't a folder."},
+      {"message --locale de --level 1 'Base Services' 446 x", 0, "[Base Services 446] \u201ex\u201c"},
+      {"message 'Base Services' 1352 x notanumber", 1, "give a number instead of: notanumber"},
+      {"message 'Base Services' 446", 1, "takes 1 arguments"},
+      {"message 'Base Services' x", 2, ""},
+      {"date '1989-02-03 19:05:06' --json", 0, "\"iso\": \"1989-02-03 19:05:06\""},
+      {"date 2001-02-29", 1, "calendar"},
+      {"dir . --json", 0, "\"name\": \"f.cfg\""},
+      {"dir absent", 1, "absent"},
+      {"text latin.txt", 0, "CR LF (1), CR (1)"},
+      {"text latin.txt --to UTF-8", 0, "caf\u00e9\nx\n"},
+      {"text wide.txt --json", 0, "\"encoding\": \"UTF-16LE\", \"mark\": true"},
+      {"text latin.txt --to US-ASCII", 1, "US-ASCII lacks"},
+      {"text latin.txt --to Klingon", 1, "unknown encoding \"Klingon\""},
+      {"text .", 1, "ztb text: "},
+      {"text f.cfg --to UTF-8 --output /dev/full", 1, "no room"},
+      {"options >/dev/full", 1, "output can't be written"},
+  };
+  for (auto const& row : rows) {
+    ztbtest::Outcome const outcome = ztb(row.arguments);
+    EXPECT_EQ(row.exitCode, outcome.exitCode) << row.arguments << "\n" << outcome.output;
+    EXPECT_NE(std::string::npos, outcome.output.find(row.output)) << row.arguments << "\n"
+                                                                  << outcome.output;
+  }
+}
+
+TEST_F(ZtbTool, ConfigEditsAreFaithful) {
+  std::string const path =
+      mFolder.write("f.cfg", "# a comment\nA=1\n\nsomething else\n# two\nb=2\n");
+  struct {
+    char const* arguments;
+    char const* content;
+  } const rows[] = {
+      {"config set f.cfg a 9", "# a comment\nA=9\n\nsomething else\n# two\nb=2\n"},
+      {"config unset f.cfg B", "# a comment\nA=9\n\nsomething else\n# two\n#-DELETED B=2\n"},
+      {"config comment f.cfg A ' new'", "# new\nA=9\n\nsomething else\n# two\n#-DELETED B=2\n"},
+      {"config set f.cfg C 'gr\u00fcn'",
+       "# new\nA=9\n\nsomething else\n# two\n#-DELETED B=2\n\nC=gr\u00fcn\n"},
+  };
+  for (auto const& row : rows) {
+    EXPECT_EQ(0, ztb(row.arguments).exitCode) << row.arguments;
+    EXPECT_EQ(row.content, ztbtest::readFile(path)) << row.arguments;
+  }
+}
+
+TEST_F(ZtbTool, ConfigKeepsModeAndFollowsLinks) {
+  std::string const path = mFolder.write("d/real.cfg", "A=1\n");
+  fs::permissions(path, fs::perms{0640});
+  fs::create_symlink("d/real.cfg", mFolder.path("link.cfg"));
+  EXPECT_EQ(0, ztb("config set link.cfg A 2").exitCode);
+  EXPECT_TRUE(fs::is_symlink(mFolder.path("link.cfg")));
+  EXPECT_EQ("A=2\n", ztbtest::readFile(path));
+  EXPECT_EQ(fs::perms{0640}, fs::status(path).permissions());
+  EXPECT_EQ(0, ztb("config set new.cfg A 1").exitCode);
+  EXPECT_EQ("\nA=1\n", ztbtest::readFile(mFolder.path("new.cfg")));
+}
+
+TEST_F(ZtbTool, AFullDiskLeavesTheOldBytes) {
+  std::string const disk = mFolder.path("disk");
+  fs::create_directories(disk);
+  if (ztbtest::shell("mount -t tmpfs -o size=64k ztbtest " + disk).exitCode != 0) {
+    GTEST_SKIP() << "no right to mount a small file system";
+  }
+  std::string const content = "A=" + std::string(40000, 'x') + "\n";
+  std::string const path = mFolder.write("disk/f.cfg", content);
+  ztbtest::Outcome const outcome = ztb("config set disk/f.cfg B 1");
+  EXPECT_EQ(1, outcome.exitCode);
+  EXPECT_NE(std::string::npos, outcome.output.find("ztb config: ")) << outcome.output;
+  EXPECT_EQ(content, ztbtest::readFile(path));
+  auto const entries = std::distance(fs::directory_iterator(disk), fs::directory_iterator());
+  EXPECT_EQ(1, entries) << "nothing is left beside the file";
+  ztbtest::shell("umount " + disk);
+}
+
+}  // namespace
