@@ -19,9 +19,11 @@
 #include <cstring>
 #include <deque>
 #include <exception>
+#include <initializer_list>
 #include <iterator>
 #include <memory_resource>
 #include <new>
+#include <numeric>
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -39,7 +41,7 @@ constexpr int kEndOfFile = -2;
 constexpr int kDetectEncoding = -1;
 constexpr int kLookForMark = 1;
 constexpr int kNoLine = -1;
-constexpr unsigned kPieceBytes = 1024;
+constexpr unsigned kBufferBytes = 1024;
 
 // A text is NUL-terminated; a null pointer stands for the null string. Texts in the model belong
 // to its arena.
@@ -179,11 +181,11 @@ class KeyOrder {
 // An entry that was read and isn't in the order yet.
 struct Definition {
   std::uint64_t rank;
-  char const* key;
   int line;
   unsigned keyBytes : 31;
   unsigned isRepeated : 1;  // its key is that of the one before, in order
 };
+static_assert(sizeof(Definition) == 16);
 
 char const* textOf(ZtbString const& string) {
   return string.isNull() ? nullptr : string.asCstr();
@@ -270,61 +272,121 @@ std::string entryLine(std::string_view key, std::string_view value) {
   return line;
 }
 
-// Eight characters of an ASCII key from character `depth` on, folded, as a number that orders like
-// them; zeros behind the key's end.
-std::uint64_t rankOf(Definition const& one, std::size_t depth) {
-  std::size_t const left = one.keyBytes - std::min<std::size_t>(one.keyBytes, depth);
-  unsigned char bytes[8] = {};
-  std::memcpy(bytes, one.key + depth, std::min(left, sizeof bytes));
-  std::uint64_t rank = 0;
-  for (unsigned const c : bytes) rank = rank << 8 | (c - 'A' < 26 ? c | 0x20 : c);
-  return rank;
-}
+// Brings the entries of a file into key order, equal keys by line.
+class DefinitionSort {
+ public:
+  explicit DefinitionSort(Lines const& lines) : mLines(lines) {}
 
-void sortByComparing(std::span<Definition> found) {
-  std::stable_sort(found.begin(), found.end(),
-                   [](Definition const& a, Definition const& b) { return isLess(a.key, b.key); });
-  for (std::size_t i = 1; i < found.size(); ++i) {
-    found[i].isRepeated = !isLess(found[i - 1].key, found[i].key);
+  void sort(std::span<Definition> found) {
+    bool const allAscii = std::all_of(found.begin(), found.end(), [this](Definition const& one) {
+      return std::all_of(keyOf(one), keyOf(one) + one.keyBytes, isAscii);
+    });
+    if (!allAscii) return byComparing(found);
+    mScratch.resize(found.size());
+    byRank(found, 0);
   }
-}
 
-// Orders ASCII keys eight characters at a time, from character `depth` on, and equal keys by line.
-// Keys that agree for long are compared instead, which bounds the recursion.
-void sortByRank(std::span<Definition> found, std::size_t depth) {
-  constexpr std::size_t kDeepest = 64;
-  if (depth == kDeepest) return sortByComparing(found);
-  for (Definition& one : found) one.rank = rankOf(one, depth);
-  auto const before = [](Definition const& a, Definition const& b) {
-    return a.rank != b.rank ? a.rank < b.rank : a.line < b.line;
-  };
-  if (!std::is_sorted(found.begin(), found.end(), before)) {
-    std::sort(found.begin(), found.end(), before);
+ private:
+  char const* keyOf(Definition const& one) const {
+    return mLines[static_cast<std::size_t>(one.line)].text;
   }
-  for (auto run = found.begin(); run != found.end();) {
-    std::uint64_t const rank = run->rank;
-    auto const end =
-        std::find_if(run, found.end(), [rank](Definition const& one) { return one.rank != rank; });
-    bool const isWholeKey = (rank & 0xff) == 0;
-    if (isWholeKey) {
-      std::for_each(run + 1, end, [](Definition& one) { one.isRepeated = 1; });
-    } else if (end - run > 1) {
-      sortByRank({run, end}, depth + sizeof rank);
+
+  // Eight characters of an ASCII key from character `depth` on, folded, as a number that orders
+  // like them; zeros behind the key's end.
+  std::uint64_t rankOf(Definition const& one, std::size_t depth) const {
+    unsigned char bytes[8] = {};
+    char const* const from = keyOf(one) + depth;
+    if (one.keyBytes >= depth + sizeof bytes) {
+      std::memcpy(bytes, from, sizeof bytes);
+    } else {
+      std::memcpy(bytes, from, one.keyBytes - depth);
     }
-    run = end;
+    std::uint64_t rank = 0;
+    for (unsigned const c : bytes) rank = rank << 8 | (c - 'A' < 26 ? c | 0x20 : c);
+    return rank;
   }
-}
 
-void sortByKey(std::span<Definition> found) {
-  bool const allAscii = std::all_of(found.begin(), found.end(), [](Definition const& one) {
-    return std::all_of(one.key, one.key + one.keyBytes, isAscii);
-  });
-  if (allAscii) {
-    sortByRank(found, 0);
-  } else {
-    sortByComparing(found);
+  void byComparing(std::span<Definition> found) const {
+    std::stable_sort(found.begin(), found.end(), [this](Definition const& a, Definition const& b) {
+      return isLess(keyOf(a), keyOf(b));
+    });
+    for (std::size_t i = 1; i < found.size(); ++i) {
+      found[i].isRepeated = !isLess(keyOf(found[i - 1]), keyOf(found[i]));
+    }
   }
-}
+
+  // Orders ASCII keys eight characters at a time, from character `depth` on. Keys that agree for
+  // long are compared instead, which bounds the recursion.
+  void byRank(std::span<Definition> found, std::size_t depth) {
+    constexpr std::size_t kDeepest = 64;
+    if (depth == kDeepest) return byComparing(found);
+    for (Definition& one : found) one.rank = rankOf(one, depth);
+    sortRanks(found);
+    for (auto run = found.begin(); run != found.end();) {
+      std::uint64_t const rank = run->rank;
+      auto const end = std::find_if(run, found.end(),
+                                    [rank](Definition const& one) { return one.rank != rank; });
+      bool const isWholeKey = (rank & 0xff) == 0;
+      if (isWholeKey) {
+        std::for_each(run + 1, end, [](Definition& one) { one.isRepeated = 1; });
+      } else if (end - run > 1) {
+        byRank({run, end}, depth + sizeof rank);
+      }
+      run = end;
+    }
+  }
+
+  // By rank, equal ranks as they stand: a radix sort that passes over the bytes that differ.
+  // Comparing would guess wrongly at every other step, and take three times as long.
+  void sortRanks(std::span<Definition> found) {
+    constexpr std::size_t kFew = 64;
+    auto const before = [](Definition const& a, Definition const& b) {
+      return a.rank != b.rank ? a.rank < b.rank : a.line < b.line;
+    };
+    if (std::is_sorted(found.begin(), found.end(), before)) return;
+    if (found.size() < kFew) return std::sort(found.begin(), found.end(), before);
+    unsigned counts[8][256] = {};
+    for (Definition const& one : found) {
+      for (unsigned byte = 0; byte < 8; ++byte) ++counts[byte][one.rank >> byte * 8 & 0xff];
+    }
+    std::span<Definition> from = found, to = std::span(mScratch).first(found.size());
+    for (unsigned byte = 0; byte < 8; ++byte) {
+      if (counts[byte][found[0].rank >> byte * 8 & 0xff] == found.size()) continue;
+      unsigned next[256];
+      std::exclusive_scan(std::begin(counts[byte]), std::end(counts[byte]), next, 0u);
+      for (Definition const& one : from) to[next[one.rank >> byte * 8 & 0xff]++] = one;
+      std::swap(from, to);
+    }
+    if (from.data() != found.data()) std::copy(from.begin(), from.end(), found.begin());
+  }
+
+  Lines const& mLines;
+  std::vector<Definition> mScratch;
+};
+
+// Writes lines in pieces of some size, since each write of a text file goes to the system.
+class LineWriter {
+ public:
+  explicit LineWriter(ZtbTxtFile& file) : mFile(file) {}
+
+  bool writeLine(std::initializer_list<std::string_view> parts) {
+    for (std::string_view const part : parts) mText += part;
+    mText += '\n';
+    return mText.size() < kPieceBytes || flush();
+  }
+
+  bool flush() {
+    bool const done = mText.empty() || mFile.write(mText.c_str());
+    mText.clear();
+    return done;
+  }
+
+ private:
+  static constexpr std::size_t kPieceBytes = 32 * 1024;
+
+  ZtbTxtFile& mFile;
+  std::string mText;
+};
 
 }  // namespace
 
@@ -375,7 +437,7 @@ struct ZtbConfigFile::Body {
   void leaveAsText(ConfigEntry const& entry, std::string text);
   bool checkEntry(ConfigEntry const& entry);
   bool checkEntries();
-  bool writeLines(ZtbTxtFile& file) const;
+  bool writeTo(ZtbTxtFile& file) const;
   template <class Use>
   bool forEachAdded(Use use) const;
 };
@@ -440,7 +502,7 @@ bool ZtbConfigFile::Body::read(char const* path) {
   std::size_t const firstOfFile = lines.size();
   bool const done = readLines(file);
   std::vector<Definition> found = definitionsFrom(firstOfFile);
-  sortByKey(found);
+  DefinitionSort(lines).sort(found);
   enter(found);
   if (!done) errorMessage = file.getErrorMessage();
   return done;
@@ -455,7 +517,7 @@ void ZtbConfigFile::Body::addLine() {
 
 bool ZtbConfigFile::Body::readLines(ZtbTxtFile& file) {
   std::size_t const firstOfFile = lines.size();
-  char piece[kPieceBytes];
+  char piece[kBufferBytes];
   std::string line;
   for (;;) {
     bool complete = false;
@@ -510,7 +572,7 @@ std::vector<Definition> ZtbConfigFile::Body::definitionsFrom(std::size_t firstOf
     if (line->entry == nullptr) continue;
     std::size_t const bytes = static_cast<std::size_t>(line->entry->value - line->text - 1);
     unsigned const keyBytes = static_cast<unsigned>(std::min<std::size_t>(bytes, INT_MAX));
-    found.push_back({0, line->text, line->entry->line, keyBytes & INT_MAX, 0});
+    found.push_back({0, line->entry->line, keyBytes & INT_MAX, 0});
   }
   return found;
 }
@@ -524,8 +586,8 @@ void ZtbConfigFile::Body::enter(std::span<Definition const> sorted) {
       redefine(*last, *entry);
       continue;
     }
-    KeyOrder::Place const place = isFirstFile ? entries.end() : entries.lowerBound(one.key);
-    if (entries.isAt(place, one.key)) {
+    KeyOrder::Place const place = isFirstFile ? entries.end() : entries.lowerBound(entry->key);
+    if (entries.isAt(place, entry->key)) {
       last = entries.entryAt(place);
       redefine(*last, *entry);
     } else {
@@ -597,8 +659,7 @@ bool ZtbConfigFile::Body::checkEntries() {
 bool ZtbConfigFile::Body::write(char const* path) {
   if (!checkEntries()) return false;
   ZtbTxtFile file;
-  if (file.open(path, ZtbTxtFile::ModeWrite, kDetectEncoding, 0) && writeLines(file) &&
-      file.close()) {
+  if (file.open(path, ZtbTxtFile::ModeWrite, kDetectEncoding, 0) && writeTo(file) && file.close()) {
     return true;
   }
   errorMessage = file.getErrorMessage();
@@ -608,20 +669,23 @@ bool ZtbConfigFile::Body::write(char const* path) {
   return false;
 }
 
-bool ZtbConfigFile::Body::writeLines(ZtbTxtFile& file) const {
-  std::string text;
+bool ZtbConfigFile::Body::writeTo(ZtbTxtFile& file) const {
+  LineWriter writer(file);
   auto const writeEntry = [&](char const* key, ConfigEntry const& entry) {
     std::string_view const comment = viewOf(entry.comment);
-    if (!comment.empty() && !file.writeln(commentLines(comment).c_str())) return false;
-    text.assign(viewOf(key)).append("=").append(viewOf(entry.value));
-    return file.writeln(text.c_str());
+    if (!comment.empty() && !writer.writeLine({commentLines(comment)})) return false;
+    return writer.writeLine({viewOf(key), "=", viewOf(entry.value)});
   };
   for (ConfigLine const& line : lines) {
     if (line.text == nullptr) continue;
-    if (!(line.entry ? writeEntry(line.text, *line.entry) : file.writeln(line.text))) return false;
+    bool const done =
+        line.entry ? writeEntry(line.text, *line.entry) : writer.writeLine({line.text});
+    if (!done) return false;
   }
-  return forEachAdded(
-      [&](ConfigEntry const& entry) { return file.writeln("") && writeEntry(entry.key, entry); });
+  bool const done = forEachAdded([&](ConfigEntry const& entry) {
+    return writer.writeLine({""}) && writeEntry(entry.key, entry);
+  });
+  return done && writer.flush();
 }
 
 void ZtbConfigFile::Body::clear() {
