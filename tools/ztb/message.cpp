@@ -28,10 +28,8 @@ struct Arguments {
 constexpr std::size_t kMostArguments = 4;
 
 std::string_view argumentsOf(std::string_view group, int number) {
-  for (ZtMessage const& message : kZtMessages) {
-    if (message.group == group && message.number == number) return message.arguments;
-  }
-  return {};
+  ZtMessage const* const message = ztFindMessage(group, number);
+  return message != nullptr ? message->arguments : std::string_view();
 }
 
 int toNumber(std::string const& text) {
