@@ -127,6 +127,20 @@ BENCHMARK(findMixedZtb)->Name("string/find_1mb_mixed/ztbcpp31");
 BENCHMARK(findMixedStrstr)->Name("string/find_1mb_mixed/strstr");
 BENCHMARK(findMixedStd)->Name("string/find_1mb_mixed/std_string");
 
+// In the middle it can't be counted from the nearer end.
+std::string const& middleHaystack() {
+  static std::string const text = mixedHaystack() + mixedHaystack();
+  return text;
+}
+void findMiddleZtb(benchmark::State& state) {
+  findZtb(state, middleHaystack());
+}
+void findMiddleStrstr(benchmark::State& state) {
+  findStrstr(state, middleHaystack());
+}
+BENCHMARK(findMiddleZtb)->Name("string/find_1mb_of_2mb_mixed/ztbcpp31");
+BENCHMARK(findMiddleStrstr)->Name("string/find_1mb_of_2mb_mixed/strstr");
+
 void compareZtb(benchmark::State& state) {
   ZtbString const a("BASE/MESSAGE/LOCATIO", false);
   ZtbString const b("BASE/message/locatio", false);

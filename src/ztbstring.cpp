@@ -47,11 +47,21 @@ Extent extentOf(char const* text, int nChars, int nBytes) {
   return {std::strlen(text), -1};
 }
 
+// A well-formed needle is only ever found where a character begins, and ends where one ends.
+bool isWellFormed(ZtbString const& needle) {
+  int width = 0;
+  for (char const* at = needle.asCstr(); *at != '\0'; at += width) {
+    if (np_uchar_toint(at, &width) == np_uchar_illformed) return false;
+  }
+  return true;
+}
+
 // A string's text with its lengths, for moving between characters and positions.
 class Walk {
  public:
   explicit Walk(ZtbString const& string)
       : mText(string.asCstr()),
+        mEnd(mText + string.cStrSize() - 1),
         mChars(string.length()),
         mOneByteEach(string.cStrSize() - 1 == mChars) {}
 
@@ -67,10 +77,22 @@ class Walk {
   unsigned tell(char const* base, char const* place) const {
     return mOneByteEach ? static_cast<unsigned>(place - base) : np_uchar_tell(base, place);
   }
+  // The index of the occurrence of `needle` at `hit`, behind character `fromIndex` at `from`;
+  // counted from whichever end is nearer.
+  int indexOf(char const* hit, char const* from, unsigned fromIndex,
+              ZtbString const& needle) const {
+    bool const isNearEnd = mEnd - hit < hit - from;
+    unsigned const index = !mOneByteEach && isNearEnd && isWellFormed(needle)
+                               ? mChars - np_uchar_tell(hit, mEnd)
+                               : fromIndex + tell(from, hit);
+    return static_cast<int>(index);
+  }
   char const* text() const { return mText; }
+  char const* end() const { return mEnd; }
 
  private:
   char const* mText;
+  char const* mEnd;
   unsigned mChars;
   bool mOneByteEach;
 };
@@ -275,7 +297,7 @@ int ZtbString::find(ZtbString const& needle, int start) const {
   char const* const begin = walk.seek(from);
   if (!begin) return -1;
   char const* const hit = std::strstr(begin, needle.asCstr());
-  return hit ? static_cast<int>(walk.tell(begin, hit) + from) : -1;
+  return hit ? walk.indexOf(hit, begin, from, needle) : -1;
 }
 
 int ZtbString::rfind(ZtbString const& needle) const {
@@ -287,7 +309,7 @@ int ZtbString::rfind(ZtbString const& needle) const {
     last = hit;
     from = walk.seekFrom(hit, 1);
   }
-  return last ? static_cast<int>(walk.tell(walk.text(), last)) : -1;
+  return last ? walk.indexOf(last, walk.text(), 0, needle) : -1;
 }
 
 ZtbString const& ZtbString::assign(int number) {
@@ -331,12 +353,11 @@ ZtbString const& ZtbString::assign(char const* text, int nChars) {
 }
 
 ZtbString const& ZtbString::assignBytes(char const* text, int nBytes) {
-  constexpr unsigned kNoCharacter = ~0U;
   int bytes = 0;
   int chars = 0;
   int width = 0;
   while (text && bytes < nBytes && text[bytes] != '\0') {
-    if (np_uchar_toint(text + bytes, &width) == kNoCharacter) break;
+    if (np_uchar_toint(text + bytes, &width) == np_uchar_illformed) break;
     if (width > nBytes - bytes) break;
     bytes += width;
     ++chars;
@@ -414,28 +435,29 @@ ZtbString ZtbString::replace(ZtbString const& from, ZtbString const& to, unsigne
   ZtbString result;
   if (isNull()) return result;
   Walk const walk(*this);
-  char const* const end = asCstr() + cStrSize() - 1;
   bool done = result.doAssign(kEmptyText, 0, 0);
-  auto const add = [&](char const* text, int nChars, std::size_t nBytes) {
-    done = done && result.doAppend(text, nChars, static_cast<int>(nBytes));
+  auto const add = [&](char const* begin, char const* end, unsigned nChars) {
+    done = done && result.doAppend(begin, static_cast<int>(nChars), static_cast<int>(end - begin));
   };
   char const* const first = walk.seek(start);
-  char const* cursor = first ? first : end;
-  add(asCstr(), -1, static_cast<std::size_t>(cursor - asCstr()));
-  bool const searchable = from.cStrSize() > 1;
-  for (int left = count; searchable && left != 0; left -= left > 0) {
-    char const* const found = std::strstr(cursor, from.asCstr());
-    if (!found) break;
-    // With an ill-formed needle the bytes found may begin inside a character; the piece then ends
-    // where the count of characters says, as it does for find.
-    unsigned const skipped = walk.tell(cursor, found);
-    char const* const hit = walk.seekFrom(cursor, skipped);
-    add(cursor, static_cast<int>(skipped), static_cast<std::size_t>(hit - cursor));
-    add(to.asCstr(), static_cast<int>(to.length()), to.cStrSize() - 1);
-    cursor = walk.seekFrom(hit, from.length());
-    if (!cursor) cursor = end;
+  char const* cursor = first ? first : walk.end();
+  add(walk.text(), cursor, walk.tell(walk.text(), cursor));
+  char const* const toEnd = to.asCstr() + to.cStrSize() - 1;
+  bool const isSearchable = from.cStrSize() > 1;
+  bool const isByteExact = isWellFormed(from);
+  for (int left = count; isSearchable && left != 0; left -= left > 0) {
+    char const* hit = std::strstr(cursor, from.asCstr());
+    if (!hit) break;
+    unsigned const skipped = walk.tell(cursor, hit);
+    // The bytes of an ill-formed needle may lie inside characters. Then the counts of characters
+    // say where the pieces end, as they do for find.
+    if (!isByteExact) hit = walk.seekFrom(cursor, skipped);
+    add(cursor, hit, skipped);
+    add(to.asCstr(), toEnd, to.length());
+    cursor = isByteExact ? hit + from.cStrSize() - 1 : walk.seekFrom(hit, from.length());
+    if (!cursor) cursor = walk.end();
   }
-  add(cursor, -1, static_cast<std::size_t>(end - cursor));
+  add(cursor, walk.end(), walk.tell(cursor, walk.end()));
   if (!done) result.setNull();
   return result;
 }
