@@ -12,7 +12,6 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "ztschr12_codec.h"
 #include "ztsfio12_handle.h"
@@ -58,18 +57,18 @@ class NpTextReader {
   void takeLineEnd();
   bool atLineEnd() { return mHere == lineEnd(); }
 
-  std::string_view raw() const { return {mRaw.data() + mRawBegin, mRawEnd - mRawBegin}; }
+  std::string_view raw() const { return {mRaw.get() + mRawBegin, mRawEnd - mRawBegin}; }
 
   NpDescriptor mDescriptor;
   int mEncoding = 0;
   bool mIsDetecting = false;  // only ASCII so far: UTF-8 or the locale's set, both would do
   std::size_t mMarkBytes = 0;
 
-  std::vector<char> mRaw;  // bytes of the file
+  std::unique_ptr<char[]> mRaw;  // bytes of the file
   std::size_t mRawBegin = 0;
   std::size_t mRawEnd = 0;
   std::unique_ptr<NpDecoder> mDecoder;  // null for UTF-8, which is read in place
-  std::vector<char> mText;              // what the decoder made of mRaw
+  std::unique_ptr<char[]> mText;        // what the decoder made of mRaw
   std::string_view mReady;              // well-formed text behind the slice
 
   // The slice ahead: well-formed and without NUL. It lies in mRaw, in mText or in static text.

@@ -74,6 +74,11 @@ CharacterRun firstCharacters(char const* text, std::size_t bytes, int limit) {
   return run;
 }
 
+// Not cleared: the system or a decoder writes into it first.
+std::unique_ptr<char[]> newBuffer() {
+  return std::make_unique_for_overwrite<char[]>(NpTextReader::kBufferBytes);
+}
+
 // The set for text that turned out not to be UTF-8: the locale's, unless that couldn't hold the
 // text either.
 int localeEncoding() {
@@ -116,7 +121,7 @@ std::size_t npWellFormedPrefix(std::string_view text) {
 }
 
 NpTextReader::NpTextReader(NpDescriptor descriptor)
-    : mDescriptor(std::move(descriptor)), mRaw(kBufferBytes) {}
+    : mDescriptor(std::move(descriptor)), mRaw(newBuffer()) {}
 
 int NpTextReader::start(int encoding, bool looksForMark) {
   mIsDetecting = encoding == np_enc_detect;
@@ -154,7 +159,7 @@ int NpTextReader::useEncoding(int encoding) {
   if (encoding != np_enc_utf8) {
     decoder = NpDecoder::create(encoding);
     if (decoder == nullptr) return -np_fio_err_encoding;
-    mText.resize(kBufferBytes);
+    mText = newBuffer();
   }
   mDecoder = std::move(decoder);
   mEncoding = encoding;
@@ -171,7 +176,7 @@ int NpTextReader::settleEncoding() {
     std::string_view const rest = raw().substr(npWellFormedPrefix(raw()));
     isUtf8 = rest.empty();
     if (isUtf8 || got == 0 || !isCut(rest)) break;
-    isUtf8 = raw().size() == mRaw.size();
+    isUtf8 = raw().size() == kBufferBytes;
     if (isUtf8) break;
     if (int const code = readMore(got)) return code;
   }
@@ -186,12 +191,12 @@ int NpTextReader::settleEncoding() {
 // Moves what is left in the buffer to its front and reads behind it; 0 bytes are the file's end.
 int NpTextReader::readMore(std::size_t& got) {
   std::string_view const left = raw();
-  std::memmove(mRaw.data(), left.data(), left.size());
+  std::memmove(mRaw.get(), left.data(), left.size());
   mRawBegin = 0;
   mRawEnd = left.size();
   ssize_t n = 0;
   do {
-    n = ::read(mDescriptor.get(), mRaw.data() + mRawEnd, mRaw.size() - mRawEnd);
+    n = ::read(mDescriptor.get(), mRaw.get() + mRawEnd, kBufferBytes - mRawEnd);
   } while (n < 0 && errno == EINTR);
   if (n < 0) return -npFioCode(errno);
   got = static_cast<std::size_t>(n);
@@ -241,9 +246,9 @@ int NpTextReader::decode() {
       if (int const code = readMore(got)) return code;
     }
     NpCodecStep const step =
-        mDecoder->convert(raw().data(), raw().size(), mText.data(), mText.size(), got == 0);
+        mDecoder->convert(raw().data(), raw().size(), mText.get(), kBufferBytes, got == 0);
     mRawBegin += step.consumed;
-    mReady = {mText.data(), step.produced};
+    mReady = {mText.get(), step.produced};
   }
   return 0;
 }
