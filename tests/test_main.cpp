@@ -16,5 +16,7 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "The locale %s isn't installed; scripts/setup makes it.\n", locale);
     return 1;
   }
+  // The system's own error texts, which tests look for, stay in English.
+  setlocale(LC_MESSAGES, "C");
   return RUN_ALL_TESTS();
 }
