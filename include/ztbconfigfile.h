@@ -25,7 +25,7 @@
 // as an empty key. A null value is delivered as null and written as an empty one.
 //
 // Look-ups and edits take time in proportion to the logarithm of the number of entries. Memory is
-// the texts plus some 100 bytes an entry.
+// the texts plus some 60 bytes an entry.
 //
 //   ZtbConfigFile file;
 //   if (!file.read(path)) return complain(file.getErrorMessage());

@@ -2,9 +2,9 @@
 //
 // The model behind a configuration file: its lines in order, and beside them its entries by key.
 //
-// All texts and entries of a model lie in one arena that is given back as a whole, so that an entry
+// All texts and entries of a model lie in arenas that are given back as a whole, so that an entry
 // costs its line's bytes and a small record, and no allocation of its own. What edits leave behind
-// in the arena is counted; when it outweighs what is alive, the model is rebuilt by copying it.
+// there is counted; when it outweighs what is alive, the model is rebuilt by copying it.
 //
 // A file is read in two passes. The first keeps every line, with a record for each entry. The
 // second brings these records into key order, equal keys by line, and enters them. The outcome is
@@ -44,7 +44,7 @@ constexpr int kNoLine = -1;
 constexpr unsigned kBufferBytes = 1024;
 
 // A text is NUL-terminated; a null pointer stands for the null string. Texts in the model belong
-// to its arena.
+// to its arenas.
 struct ConfigEntry {
   char const* key = nullptr;
   char const* value = nullptr;
@@ -291,19 +291,31 @@ class DefinitionSort {
     return mLines[static_cast<std::size_t>(one.line)].text;
   }
 
-  // Eight characters of an ASCII key from character `depth` on, folded, as a number that orders
-  // like them; zeros behind the key's end.
-  std::uint64_t rankOf(Definition const& one, std::size_t depth) const {
-    unsigned char bytes[8] = {};
+  // Eight characters of an ASCII key from character `depth` on; zeros behind the key's end.
+  std::uint64_t charactersOf(Definition const& one, std::size_t depth) const {
+    std::uint64_t characters = 0;
     char const* const from = keyOf(one) + depth;
-    if (one.keyBytes >= depth + sizeof bytes) {
-      std::memcpy(bytes, from, sizeof bytes);
+    if (one.keyBytes >= depth + sizeof characters) {
+      std::memcpy(&characters, from, sizeof characters);
     } else {
-      std::memcpy(bytes, from, one.keyBytes - depth);
+      std::memcpy(&characters, from, one.keyBytes - depth);
     }
+    return characters;
+  }
+
+  // The same, folded, as a number that orders like them.
+  static std::uint64_t rankOf(std::uint64_t characters) {
+    unsigned char bytes[sizeof characters];
+    std::memcpy(bytes, &characters, sizeof characters);
     std::uint64_t rank = 0;
     for (unsigned const c : bytes) rank = rank << 8 | (c - 'A' < 26 ? c | 0x20 : c);
     return rank;
+  }
+
+  // Two loops, so that the processor waits for many keys at once: they lie all over memory.
+  void setRanks(std::span<Definition> found, std::size_t depth) const {
+    for (Definition& one : found) one.rank = charactersOf(one, depth);
+    for (Definition& one : found) one.rank = rankOf(one.rank);
   }
 
   void byComparing(std::span<Definition> found) const {
@@ -320,7 +332,7 @@ class DefinitionSort {
   void byRank(std::span<Definition> found, std::size_t depth) {
     constexpr std::size_t kDeepest = 64;
     if (depth == kDeepest) return byComparing(found);
-    for (Definition& one : found) one.rank = rankOf(one, depth);
+    setRanks(found, depth);
     sortRanks(found);
     for (auto run = found.begin(); run != found.end();) {
       std::uint64_t const rank = run->rank;
@@ -391,7 +403,9 @@ class LineWriter {
 }  // namespace
 
 struct ZtbConfigFile::Body {
-  std::pmr::monotonic_buffer_resource arena;
+  // Texts stand close together, apart from the entries: sorting visits them all over memory.
+  std::pmr::monotonic_buffer_resource textArena;
+  std::pmr::monotonic_buffer_resource entryArena;
   __int64 lineCount = 0;
   // The last of these has the number `lineCount`, the one before it one less, and so on.
   Lines lines;
@@ -468,7 +482,7 @@ bool ZtbConfigFile::Body::isMostlyDropped() const {
 }
 
 char* ZtbConfigFile::Body::take(std::size_t bytes) {
-  char* const taken = static_cast<char*>(arena.allocate(bytes, 1));
+  char* const taken = static_cast<char*>(textArena.allocate(bytes, 1));
   usedBytes += bytes;
   return taken;
 }
@@ -480,7 +494,7 @@ char* ZtbConfigFile::Body::keep(std::string_view text) {
 }
 
 ConfigEntry* ZtbConfigFile::Body::newEntry(ConfigEntry const& entry) {
-  void* const place = arena.allocate(sizeof entry, alignof(ConfigEntry));
+  void* const place = entryArena.allocate(sizeof entry, alignof(ConfigEntry));
   usedBytes += sizeof entry;
   return new (place) ConfigEntry(entry);
 }
@@ -693,7 +707,8 @@ void ZtbConfigFile::Body::clear() {
   entries.clear();
   addedCount = 0;
   cursor = nullptr;
-  arena.release();
+  textArena.release();
+  entryArena.release();
   usedBytes = 0;
   droppedBytes = 0;
   errorMessage.setNull();
@@ -762,7 +777,7 @@ Result guarded(Body* body, Result otherwise, Use use) noexcept {
   }
 }
 
-// As above for an edit, which may leave so much behind in the arena that it is time to rebuild.
+// As above for an edit, which may leave so much behind that it is time to rebuild.
 template <class Body, class Edit>
 void edit(Body*& body, Edit change) noexcept {
   guarded(body, false, [&](Body& model) {
