@@ -43,6 +43,8 @@ class NpDecoder {
 };
 
 // UTF-8 to an encoding. Ill-formed UTF-8 goes out as U+FFFD, or as "?" where the encoding has none.
+// The sets beyond Unicode's own take the C library's tables, which write a few characters as their
+// likes: U+00A5 as 5C in Shift_JIS and EUC-JP, for one.
 class NpEncoder {
  public:
   static std::unique_ptr<NpEncoder> create(int encoding);

@@ -287,22 +287,22 @@ class IconvEncoder final : public NpEncoder {
     return true;
   }
 
+  // Well-formed characters, in front of a language tag or one tag by itself. False if the
+  // conversion stops. iconv drops tags without a word where the set doesn't have them.
   bool convertCharacters(char const* in, std::size_t inBytes, std::size_t& used) {
-    // iconv drops the language tags silently where the set doesn't have them.
     std::size_t const beforeTag = std::min(inBytes, tagPlace(in, inBytes));
-    if (beforeTag == 0) {
-      mMissing = true;
-      return false;
-    }
+    std::size_t const bytes = beforeTag == 0 ? kTagBytes : beforeTag;
     NpCodecStep step;
-    Outcome const outcome = mIconv.convert(in, beforeTag, mOut, mLeft, step);
-    used += step.consumed;
+    Outcome const outcome = mIconv.convert(in, bytes, mOut, mLeft, step);
+    bool const isDropped = beforeTag == 0 && outcome == Outcome::done && step.produced == 0;
+    mMissing = isDropped || outcome == Outcome::illFormed;
     mOut += step.produced;
     mLeft -= step.produced;
-    mMissing = outcome == Outcome::illFormed;
-    return outcome == Outcome::done;
+    used += isDropped ? 0 : step.consumed;
+    return outcome == Outcome::done && !mMissing;
   }
 
+  static constexpr std::size_t kTagBytes = 4;
   static std::size_t tagPlace(char const* in, std::size_t inBytes) {
     std::string_view const text(in, inBytes);
     return std::min(text.find("\xF3\xA0\x80"), text.find("\xF3\xA0\x81"));

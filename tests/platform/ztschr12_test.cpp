@@ -1,22 +1,23 @@
 // SPDX-License-Identifier: MIT
 //
-// Characters: the one walk that every operation agrees on, classes, case, comparison, encodings.
+// Characters: the one walk that every operation agrees on, classes, case, comparison.
 
 #include "ztschr12.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
 #include <cstring>
+#include <iterator>
 #include <memory>
 #include <random>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
-#include "ztschr12_codec.h"
-
-using namespace std::string_literals;
+#include "ztschr12_utf8.h"
 
 namespace {
 
@@ -34,12 +35,8 @@ class ExactText {
 };
 
 std::string utf8(unsigned c) {
-  auto const byte = [](unsigned value) { return static_cast<char>(value); };
-  if (c < 0x80) return {byte(c)};
-  if (c < 0x800) return {byte(0xC0 | c >> 6), byte(0x80 | (c & 0x3F))};
-  std::string const tail{byte(0x80 | (c >> 6 & 0x3F)), byte(0x80 | (c & 0x3F))};
-  if (c < 0x10000) return byte(0xE0 | c >> 12) + tail;
-  return byte(0xF0 | c >> 18) + (byte(0x80 | (c >> 12 & 0x3F)) + tail);
+  char bytes[4];
+  return {bytes, np_utf8_put(c, bytes)};
 }
 
 bool isScalar(unsigned c) {
@@ -147,10 +144,192 @@ TEST(Chars, LengthSeekTellAndClassesAgree) {
   std::mt19937 random(31);
   for (int i = 0; i < 300; ++i) expectOneWalk(randomText(random, random() % 300));
 }
-TEST(Chars, Smoke) {
-  char out[64];
-  EXPECT_EQ(6, np_uchar_encode(np_enc_windows1252, "gr\xFC\xDF", out, 64));
-  EXPECT_STREQ("grüß", out);
-  EXPECT_EQ(4, np_uchar_decode(np_enc_windows1252, "grüß", out, 64));
-  EXPECT_EQ(-2, np_uchar_decode(np_enc_windows1252, "日", out, 64));
+
+// Every four bytes from the edges of the ranges, across the border of two blocks, against the walk.
+TEST(Chars, BlocksAgreeWithSingleSteps) {
+  static std::string const kEdges =
+      "\x41\x7F\x80\x8F\x90\x9F\xA0\xBF\xC0\xC1\xC2\xDF\xE0\xE1\xEC\xED\xEE\xEF\xF0\xF1\xF4\xF5"
+      "\xFF";
+  std::size_t const kinds = kEdges.size();
+  std::string text(192, 'a');
+  for (std::size_t i = 0; i < kinds * kinds * kinds * kinds; ++i) {
+    std::size_t const place = 61 + i % 4;
+    std::size_t rest = i;
+    for (std::size_t k = 0; k < 4; ++k, rest /= kinds) text[place + k] = kEdges[rest % kinds];
+    std::size_t chars = 0;
+    std::size_t wellFormed = 0;
+    for (std::size_t at = 0; at < text.size(); ++chars) {
+      int const bytes = np_uchar_sequence(text.c_str() + at);
+      if (bytes > 0 && wellFormed == at) wellFormed += static_cast<std::size_t>(bytes);
+      at += static_cast<std::size_t>(bytes > 0 ? bytes : 1);
+    }
+    ASSERT_EQ(chars, np_uchar_length(text.c_str())) << testing::PrintToString(text);
+    for (NpUtf8Run const run :
+         {np_utf8_run(text.data(), text.size()), np_utf8_run_portable(text.data(), text.size())}) {
+      ASSERT_TRUE(run.bytes <= wellFormed && run.bytes + 67 >= wellFormed)
+          << run.bytes << ' ' << testing::PrintToString(text);
+      ASSERT_EQ(run.chars, np_uchar_tell(text.c_str(), text.c_str() + run.bytes));
+    }
+    std::fill_n(text.begin() + 61, 7, 'a');
+  }
+}
+
+TEST(Chars, CountsAtTheEndsOfTheirRanges) {
+  ExactText const text("a\xC3\xA9z");
+  for (int n : {-1, INT_MIN, 4, 64, INT_MAX}) EXPECT_EQ(nullptr, np_uchar_seek(text, n)) << n;
+  EXPECT_EQ(0u, np_uchar_tell(text + 3, text));
+  EXPECT_EQ(2u, np_uchar_tell(text, text + 2)) << "inside a character counts it";
+  int width = -1;
+  EXPECT_EQ(0u, np_uchar_toint(text + 4, &width));
+  EXPECT_EQ(0, width);
+}
+
+TEST(Chars, BufncopyKeepsWholeCharactersWithinTheCapacity) {
+  struct Row {
+    unsigned capacity, nChars;
+    std::string copied;
+  };
+  static std::string const kText =
+      "a\xC3\xA9\xE4\xB8\xAD\xF0\x9F\x98\x80\x80"
+      "b";
+  static Row const kRows[] = {
+      {1, UINT_MAX, ""},
+      {3, UINT_MAX, "a"},
+      {4, UINT_MAX, "aé"},
+      {6, UINT_MAX, "aé"},
+      {7, UINT_MAX, "aé中"},
+      {10, UINT_MAX, "aé中"},
+      {11, UINT_MAX, "aé中😀"},
+      {12, UINT_MAX, "aé中😀\x80"},
+      {13, UINT_MAX, kText},
+      {UINT_MAX, UINT_MAX, kText},
+      {13, 0, ""},
+      {13, 3, "aé中"},
+      {4, 3, "aé"},
+      {UINT_MAX, 5, "aé中😀\x80"},
+  };
+  for (Row const& row : kRows) {
+    ExactText const source(kText);
+    char target[64];
+    EXPECT_EQ(row.copied.size(), np_uchar_bufncopy(target, source, row.capacity, row.nChars));
+    EXPECT_EQ(row.copied, target) << row.capacity << ' ' << row.nChars;
+    std::strcpy(target, kText.c_str());
+    np_uchar_bufncopy(target, target, row.capacity, row.nChars);
+    EXPECT_EQ(row.copied, target) << "in place, " << row.capacity << ' ' << row.nChars;
+  }
+  char untouched = 'x';
+  EXPECT_EQ(0u, np_uchar_bufncopy(&untouched, "abc", 0, 3));
+  EXPECT_EQ('x', untouched);
+}
+
+TEST(Chars, EveryCodePointHasItsWidthAndClass) {
+  std::string spaces;
+  for (unsigned c = 1; c <= 0x10FFFF; ++c) {
+    if (!isScalar(c)) continue;
+    std::string const text = utf8(c);
+    int width = 0;
+    ASSERT_EQ(c, np_uchar_toint(text.c_str(), &width));
+    ASSERT_EQ(text.size(), static_cast<std::size_t>(width));
+    if (np_uchar_isspace(text.c_str(), &width) != 0) spaces += text;
+  }
+  EXPECT_EQ(
+      "\t\n\v\f\r \u0085\u00A0\u1680\u2000\u2001\u2002\u2003\u2004\u2005\u2006\u2007\u2008"
+      "\u2009\u200A\u2028\u2029\u202F\u205F\u3000",
+      spaces);
+}
+
+TEST(Chars, CaseMapsCharacterByCharacter) {
+  struct Row {
+    std::string text, lower, upper;
+  };
+  static Row const kRows[] = {
+      {"", "", ""},
+      {"aZ@[`{09", "az@[`{09", "AZ@[`{09"},
+      {"Größe", "größe", "GRÖẞE"},
+      {"Σας", "σας", "ΣΑΣ"},
+      {"ⱥȺ", "ⱥⱥ", "ȺȺ"},
+      {"ﬃ𐐀", "ﬃ𐐨", "ﬃ𐐀"},
+      {"\x80"
+       "A\xE4\xB8"
+       "b\xFF",
+       "\x80"
+       "a\xE4\xB8"
+       "b\xFF",
+       "\x80"
+       "A\xE4\xB8"
+       "B\xFF"},
+  };
+  for (Row const& row : kRows) {
+    for (auto [map, mapped] :
+         {std::pair{&np_uchar_lower, &row.lower}, {&np_uchar_upper, &row.upper}}) {
+      ExactText const source(row.text);
+      ASSERT_EQ(mapped->size(), map(source, nullptr, UINT_MAX)) << row.text;
+      for (unsigned size = 0; size <= mapped->size() + 1; ++size) {
+        std::string target(size, 'x');
+        unsigned const bytes = map(source, target.data(), size);
+        if (size == 0) continue;
+        ASSERT_EQ('\0', target[bytes]);
+        std::string expected(mapped->size() + 1, '\0');
+        np_uchar_bufncopy(expected.data(), mapped->c_str(), size, UINT_MAX);
+        EXPECT_STREQ(expected.c_str(), target.c_str()) << row.text << ' ' << size;
+      }
+    }
+  }
+}
+
+TEST(Chars, ComparisonFoldsCase) {
+  // Each text comes before the next one; those in one row are equal.
+  static std::vector<std::vector<std::string>> const kRows = {
+      {""},
+      {"_"},
+      {"a", "A"},
+      {"BASE/Some_Option_Key", "base/SOME_option_kEY"},
+      {"base/some_option_key\x7F"},
+      {"base/some_option_key\u00E9", "BASE/SOME_OPTION_KEY\u00C9"},
+      {"base/some_option_key\x80", "BASE/SOME_OPTION_KEY\x80"},
+      {"ffi", "\uFB03", "F\uFB01", "\uFB00I"},
+      {"strasse", "STRASSE", "stra\u00DFe", "STRA\u1E9EE"},
+      {"zz"},
+      {"\u03C3", "\u03A3", "\u03C2"},
+      {"\U00010428", "\U00010400"},
+      {"\x80"},
+      {"\xE4\xB8"},
+      {"\xE4\xB9"},
+  };
+  for (std::size_t i = 0; i < kRows.size(); ++i) {
+    for (std::string const& a : kRows[i]) {
+      for (std::size_t k = 0; k < kRows.size(); ++k) {
+        for (std::string const& b : kRows[k]) {
+          int const order = np_uchar_icomp(ExactText(a), ExactText(b));
+          EXPECT_EQ(i < k, order < 0) << testing::PrintToString(a) << testing::PrintToString(b);
+          EXPECT_EQ(i > k, order > 0) << testing::PrintToString(a) << testing::PrintToString(b);
+        }
+      }
+    }
+  }
+}
+
+TEST(Chars, ComparisonIsAStrictWeakOrdering) {
+  static std::string const kPieces[] = {"a",  "A",   "s", "ss",     "ß",    "ẞ",    "ﬃ",
+                                        "f",  "Ffi", "Σ", "ς",      "\x80", "\xE4", "\xE4\xB8",
+                                        "中", "İ",   "i", "\u0307", "_"};
+  std::mt19937 random(7);
+  std::vector<std::string> texts(60);
+  for (std::string& text : texts) {
+    for (unsigned long n = random() % 5; n > 0; --n) text += kPieces[random() % std::size(kPieces)];
+  }
+  auto const order = [](std::string const& a, std::string const& b) {
+    int const o = np_uchar_icomp(a.c_str(), b.c_str());
+    return (o > 0) - (o < 0);
+  };
+  for (auto const& a : texts) {
+    for (auto const& b : texts) {
+      ASSERT_EQ(order(a, b), -order(b, a)) << a << '|' << b;
+      for (auto const& c : texts) {
+        if (order(a, b) <= 0 && order(b, c) <= 0) {
+          ASSERT_EQ(std::min(order(a, b), order(b, c)), order(a, c)) << a << '|' << b << '|' << c;
+        }
+      }
+    }
+  }
 }
