@@ -69,7 +69,7 @@ class ZTB_API ZtbDirectoryListing {
   bool init(ZtbString const& path, int flags);
 
   // Moves to the next entry. False at the end, and before a successful `init`. An entry whose path
-  // is longer than the system takes (4096 bytes) is skipped.
+  // is longer than the system takes (4095 bytes) is skipped.
   bool next();
 
   // The entry's name, without its folder.
@@ -81,8 +81,8 @@ class ZTB_API ZtbDirectoryListing {
   // Whether the entry is a directory or a link to one.
   bool isDir();
 
-  // When the entry's content last changed, in local time as the variable TZ, or else the system,
-  // sets it at this call. Costs a few microseconds where TZ isn't set.
+  // When the entry's content last changed, in local time. The zone is read by `init`: what the
+  // variable TZ says, or else the system. Whether a change of TZ during the walk shows isn't said.
   ZtbDate getTimestamp();
 
   // The same moment in seconds since 1970-01-01 00:00:00 UTC. 32 bits wide: an earlier moment is 0,

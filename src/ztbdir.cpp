@@ -59,8 +59,6 @@ ZtbString openFailure(ZtbString const& path, int code) {
   }
 }
 
-// Asking for the zone costs more than the whole rest of an entry, so a date is made when it's
-// wanted.
 ZtbDate localDate(std::uint32_t timestamp) {
   int year = 0;
   int month = 0;
@@ -100,16 +98,18 @@ ZtbString ztbParsePath(ZtbString const& path, ZtbString* name) {
   PathBuffer last(size);
   if (directory.get() == nullptr || last.get() == nullptr) return {};
   if (np_fio_pparse(whole.asCstr(), directory.get(), size, last.get(), size) != 0) return {};
-  if (name != nullptr) name->assign(last.get());
-  return {directory.get(), false};
+  ZtbString folder(directory.get(), false);
+  if (folder.isNull() || name == nullptr) return folder;
+  name->assign(last.get());
+  return name->isNull() ? ZtbString() : folder;
 }
 
 struct ZtbDirectoryListing::Record {
   std::unique_ptr<NpDirectory, CloseDirectory> handle;
   std::unique_ptr<char[]> pathBuffer;
   ZtbString name;
-  bool hasEntry = false;  // from the first successful next on
   bool isDirectory = false;
+  ZtbDate timestamp;
   std::uint32_t timestampLong = 0;
   std::uint32_t size = 0;
   int flags = 0;
@@ -138,6 +138,7 @@ bool ZtbDirectoryListing::init(ZtbString const& path, int flags) {
     mErrorMessage = openFailure(path, failure);
     return false;
   }
+  np_stamp_zone();  // once a listing, as it costs as much as an entry does
   mRecord = record.release();
   return true;
 }
@@ -149,9 +150,9 @@ bool ZtbDirectoryListing::next() {
   auto const room = static_cast<unsigned>(np_dir_pathlen - 1);
   NpStatus status{};
   if (np_dir_next_stat(mRecord->handle.get(), path, room, &status) != 0) return false;
-  mRecord->hasEntry = true;
   mRecord->isDirectory = status.type == np_type_directory;
   mRecord->timestampLong = status.timestamp;
+  mRecord->timestamp = localDate(status.timestamp);
   mRecord->size = status.size;
   ztbParsePath(ZtbString(path, true), &mRecord->name);
   return true;
@@ -170,7 +171,7 @@ bool ZtbDirectoryListing::isDir() {
 }
 
 ZtbDate ZtbDirectoryListing::getTimestamp() {
-  return mRecord == nullptr || !mRecord->hasEntry ? ZtbDate() : localDate(mRecord->timestampLong);
+  return mRecord == nullptr ? ZtbDate() : mRecord->timestamp;
 }
 
 unsigned long ZtbDirectoryListing::getTimestampLong() {

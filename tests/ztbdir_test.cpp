@@ -91,15 +91,17 @@ TEST_F(ZtbDirTest, TimestampIsLocalTime) {
   TempFolder const folder;
   timespec const times[2] = {{86'399, 0}, {86'399, 0}};
   ASSERT_EQ(0, utimensat(AT_FDCWD, folder.write("file", "").c_str(), times, 0));
-  ZtbDirectoryListing listing;
-  ASSERT_TRUE(listing.init(str(folder.path()), 1));
-  ASSERT_TRUE(listing.next());
-  EXPECT_EQ(86'399u, listing.getTimestampLong());
-  setenv("TZ", "XYZ-2", 1);
-  EXPECT_EQ("1970-01-02 01:59:59", text(listing.getTimestamp().asString(true)));
-  setenv("TZ", "UTC0", 1);
-  EXPECT_EQ("1970-01-01 23:59:59", text(listing.getTimestamp().asString(true)));
-  unsetenv("TZ");
+  char const* const rows[][2] = {{"XYZ-2", "1970-01-02 01:59:59"}, {"UTC0", "1970-01-01 23:59:59"}};
+  for (auto const& [zone, local] : rows) {
+    setenv("TZ", zone, 1);
+    ZtbDirectoryListing listing;
+    ASSERT_TRUE(listing.init(str(folder.path()), 1));
+    ASSERT_TRUE(listing.next());
+    unsetenv("TZ");
+    EXPECT_EQ(86'399u, listing.getTimestampLong());
+    EXPECT_FALSE(listing.next());
+    EXPECT_EQ(local, text(listing.getTimestamp().asString(true))) << "as the last `next` stored it";
+  }
 }
 
 TEST_F(ZtbDirTest, AFailedInitSaysWhyAndMayBeTriedAgainAndAGoodOneStays) {

@@ -11,7 +11,7 @@
 
 #include "ztsstr12.h"
 #include "ztsstr12_calendar.h"
-#include "ztssys11_env.h"
+#include "ztssys11.h"
 
 namespace {
 
@@ -105,11 +105,7 @@ int zts_decompose_date(double value, int* year, int* month, int* day, int* hour,
 }
 
 double zts_timetoday() {
-  {
-    // localtime_r alone wouldn't notice a change of TZ.
-    ZtLockHold const guard(npEnvironmentLock(), ZtLockHold::kShared);
-    tzset();
-  }
+  np_stamp_zone();  // localtime_r alone wouldn't notice a change of TZ
   return moment(now(), localtime_r);
 }
 

@@ -63,13 +63,18 @@ int np_lcinfo_charset(char* buffer, unsigned size) {
   return npTextDeliver(name.data(), buffer, size) ? 0 : 1;
 }
 
+void np_stamp_zone() {
+  ZtLockHold const guard(npEnvironmentLock(), ZtLockHold::kShared);
+  tzset();
+}
+
 int np_stamp_local(long long seconds, int* year, int* month, int* day, int* hour, int* minute,
                    int* second) {
   time_t const moment = seconds;
   tm local{};
   {
     ZtLockHold const guard(npEnvironmentLock(), ZtLockHold::kShared);
-    tzset();  // localtime_r alone needn't see a TZ that changed since its first call
+    // Reads TZ if nobody has before, and doesn't look at it again.
     if (localtime_r(&moment, &local) == nullptr) return 1;
   }
   if (__builtin_add_overflow(local.tm_year, 1900, year)) return 1;
