@@ -7,11 +7,11 @@
 // ztbStartup opens the database; three environment variables, or the options that set them, say
 // where it is and how it speaks:
 //
-//   MARLOVEN_ERROR_LOCATION  BASE/MESSAGE_PATH    folder of the catalogs
-//   MARLOVEN_ERROR_LOCALE    BASE/MESSAGE_LOCALE  locale, such as "de_DE"; English if it has none
-//   MARLOVEN_ERROR_LEVEL     BASE/MESSAGE_LEVEL   0 the text; 1 adds group and number; 2 adds
-//   source
-//                                                 and line
+// - MARLOVEN_ERROR_LOCATION, or BASE/MESSAGE_PATH: the folder of the catalogs.
+// - MARLOVEN_ERROR_LOCALE, or BASE/MESSAGE_LOCALE: the locale, such as "de_DE"; English if there is
+//   no catalog for it.
+// - MARLOVEN_ERROR_LEVEL, or BASE/MESSAGE_LEVEL: 0 gives the text, 1 adds group and number, 2 adds
+//   source and line too.
 //
 // Both functions may be called from any thread. A text has at most 2047 bytes; a longer one is cut
 // at the border of a character.

@@ -15,17 +15,16 @@
 //
 // The environment is read once, when the database is opened:
 //
-//   MARLOVEN_ERROR_LOCATION  The folder of the catalogs; a file LOCALE/messages.cat for each
-//   locale. MARLOVEN_ERROR_LOCALE    The locale, such as "de_DE.UTF-8": letters, digits, "_" and
-//   "-"; what
-//                            stands behind a "." or "@" isn't looked at. A name of any other form
-//                            is refused, so that no file outside the folder is ever read. The
-//                            catalogs "de_DE", "de" and "en" are tried in this order. Unset or
-//                            empty: the first of LC_ALL, LC_MESSAGES and LANG that isn't empty
-//                            takes its place, and there a name of another form means English.
-//   MARLOVEN_ERROR_LEVEL     0, the default: the text. 1: "[group number] " in front of it.
-//                            2: "[group number, source:line] ". A higher number is as 2, anything
-//                            else is refused. Fragments have nothing in front of them.
+// - MARLOVEN_ERROR_LOCATION: the folder of the catalogs, with a file LOCALE/messages.cat for each
+//   locale.
+// - MARLOVEN_ERROR_LOCALE: the locale, such as "de_DE.UTF-8": letters, digits, "_" and "-"; what
+//   stands behind a "." or "@" isn't looked at. A name of any other form is refused, so that no
+//   file outside the folder is ever read. The catalogs "de_DE", "de" and "en" are tried in this
+//   order. Unset or empty: the first of LC_ALL, LC_MESSAGES and LANG that isn't empty takes its
+//   place, and there a name of another form means English.
+// - MARLOVEN_ERROR_LEVEL: 0, the default: the text. 1: "[group number] " in front of it.
+//   2: "[group number, source:line] ". A higher number is as 2, anything else is refused. Fragments
+//   have nothing in front of them.
 //
 // A text's directives are checked against the arguments that ztmsg13_messages.h declares for its
 // number: "%s" and "%2$s" for a text, "%d" and "%1$02d" for an int, "%%". A text whose directives
@@ -47,7 +46,8 @@ inline constexpr unsigned ztmsg13_buffer_size = 2048;
 
 // Opens the database as the variables above say, in place of one that is open. On failure nothing
 // is changed: an open database stays open. `*errorText` is then the reason, naming the folder or
-// file and the variable, in English; static text, good until the next failure.
+// file and the variable, in English; static text, good until the next failure. `errorText` may be
+// null.
 int ztmsg13_initialize(char const** errorText);
 
 // Closes the database; texts are default texts from then on. Harmless when it isn't open.
@@ -55,7 +55,7 @@ void ztmsg13_terminate();
 
 // Writes the fragment `number` as it stands. On failure, that is when the database isn't open or
 // has no such fragment that does without arguments, the buffer holds the reason, which names the
-// catalog's file.
+// catalog's file if one is open.
 int ztmsg13_get_fragment(int number, char* buffer);
 
 // Writes the message with its arguments filled in, or its default text. `arguments` must hold what

@@ -24,28 +24,36 @@ inline constexpr std::string_view kZtEventPlugin = "Event Plugin";
 // Pieces of text that belong to no group; the catalogs keep them under this name.
 inline constexpr std::string_view kZtFragments = "Fragments";
 
-// Sorted by group and number.
+// Sorted by group and number; one message a line.
+// clang-format off
 inline constexpr ZtMessage kZtMessages[] = {
-    {kZtBaseServices, 29, "s"},     // what there was no memory for
-    {kZtBaseServices, 97, "s"},     // a reason, or the empty text
-    {kZtBaseServices, 332, "iss"},  // code, folder, reason
-    {kZtBaseServices, 333, "ss"},   // command, its output
-    {kZtBaseServices, 335, ""},      {kZtBaseServices, 336, ""},   {kZtBaseServices, 337, ""},
-    {kZtBaseServices, 377, "s"},                                    // reason
-    {kZtBaseServices, 378, "i"},                                    // exit code
-    {kZtBaseServices, 380, "s"},                                    // reason
-    {kZtBaseServices, 444, ""},      {kZtBaseServices, 445, "s"},   // path
-    {kZtBaseServices, 446, "s"},                                    // path
-    {kZtBaseServices, 447, "s"},                                    // path
-    {kZtBaseServices, 448, ""},      {kZtBaseServices, 449, "ss"},  // header's name, its value
-    {kZtBaseServices, 450, ""},      {kZtBaseServices, 451, ""},   {kZtBaseServices, 452, ""},
-    {kZtBaseServices, 453, "s"},                                    // path
-    {kZtBaseServices, 454, "s"},                                    // path
-    {kZtBaseServices, 467, "si"},                                   // path, code
-    {kZtBaseServices, 471, "s"},                                    // reason
-    {kZtBaseServices, 1352, "si"},                                  // path, code
-    {kZtBaseServices, 1353, "ss"},                                  // path, reason
-    {kZtBaseServices, 1420, ""},     {kZtBaseServices, 1666, "s"},  // variable
+    {kZtBaseServices, 29, "s"},       // what there was no memory for
+    {kZtBaseServices, 97, "s"},       // a reason, or the empty text
+    {kZtBaseServices, 332, "iss"},    // code, folder, reason
+    {kZtBaseServices, 333, "ss"},     // command, its output
+    {kZtBaseServices, 335, ""},
+    {kZtBaseServices, 336, ""},
+    {kZtBaseServices, 337, ""},
+    {kZtBaseServices, 377, "s"},      // reason
+    {kZtBaseServices, 378, "i"},      // code of the abort
+    {kZtBaseServices, 380, "s"},      // reason
+    {kZtBaseServices, 444, ""},
+    {kZtBaseServices, 445, "s"},      // path
+    {kZtBaseServices, 446, "s"},      // path
+    {kZtBaseServices, 447, "s"},      // path
+    {kZtBaseServices, 448, ""},
+    {kZtBaseServices, 449, "ss"},     // header's name, its value
+    {kZtBaseServices, 450, ""},
+    {kZtBaseServices, 451, ""},
+    {kZtBaseServices, 452, ""},
+    {kZtBaseServices, 453, "s"},      // path
+    {kZtBaseServices, 454, "s"},      // path
+    {kZtBaseServices, 467, "si"},     // path, code
+    {kZtBaseServices, 471, "s"},      // reason
+    {kZtBaseServices, 1352, "si"},    // path, code
+    {kZtBaseServices, 1353, "ss"},    // path, reason
+    {kZtBaseServices, 1420, ""},
+    {kZtBaseServices, 1666, "s"},     // variable
     {kZtBaseServices, 1758, "ssii"},  // what was expected, what was found, line, 1
     {kZtBaseServices, 1759, "s"},     // what was expected
     {kZtBaseServices, 1760, "sii"},   // opening bracket, line, 1
@@ -53,14 +61,15 @@ inline constexpr ZtMessage kZtMessages[] = {
     {kZtBaseServices, 1763, "ii"},    // line, 1
     {kZtBaseServices, 1776, "ss"},    // what stands twice, its name
     {kZtBaseServices, 1778, "ss"},    // value, type
-    {kZtBaseServices, 1795, ""},     {kZtEventPlugin, 29, "s"},  // what there was no memory for, or
-                                                                 // the empty text
-    {kZtEventPlugin, 332, "iss"},                                // code, folder, reason
-    {kZtEventPlugin, 377, "s"},                                  // reason
-    {kZtEventPlugin, 378, "i"},                                  // exit code
-    {kZtEventPlugin, 380, "s"},                                  // reason
+    {kZtBaseServices, 1795, ""},
+    {kZtEventPlugin, 29, "s"},        // what there was no memory for, or the empty text
+    {kZtEventPlugin, 332, "iss"},     // code, folder or the empty text, reason
+    {kZtEventPlugin, 377, "s"},       // reason
+    {kZtEventPlugin, 378, "i"},       // code of the abort
+    {kZtEventPlugin, 380, "s"},       // reason
     {kZtFragments, 444, ""},
 };
+// clang-format on
 
 inline constexpr std::size_t kZtMessageCount = std::size(kZtMessages);
 
