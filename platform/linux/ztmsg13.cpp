@@ -50,19 +50,33 @@ struct Database {
   }
 };
 
-// Guarded by the database's lock. A plain pointer, since messages are asked for at any time.
+// Made before a database is first opened, and never destroyed.
+constinit std::atomic<ZtLock> gLock{nullptr};
+// Guarded by gLock. A plain pointer, since messages are asked for at any time.
 constinit Database const* gDatabase = nullptr;
 
-// The lock is made when it is first needed and never destroyed. Null when memory ran out.
+// Null when memory ran out.
 ZtLock databaseLock() {
-  static constinit std::atomic<ZtLock> shared{nullptr};
-  ZtLock lock = shared.load(std::memory_order_acquire);
+  ZtLock lock = gLock.load(std::memory_order_acquire);
   if (lock != nullptr) return lock;
   ZtLock const made = ztLockCreate(1, 0);
-  if (shared.compare_exchange_strong(lock, made, std::memory_order_acq_rel)) return made;
+  if (gLock.compare_exchange_strong(lock, made, std::memory_order_acq_rel)) return made;
   ztLockDestroy(made);
   return lock;
 }
+
+// Keeps the open database from being closed. Takes no memory: without a lock none was ever opened.
+class DatabaseHold {
+ public:
+  DatabaseHold()
+      : mLock(gLock.load(std::memory_order_acquire)), mHold(mLock, ZtLockHold::kShared) {}
+  // Null if none is open.
+  Database const* get() const { return mLock != nullptr ? gDatabase : nullptr; }
+
+ private:
+  ZtLock const mLock;
+  ZtLockHold const mHold;
+};
 
 // ---- Opening ------------------------------------------------------------------------------------
 
@@ -224,9 +238,10 @@ int compose(BoundedText& target, std::string_view group, int number, Origin cons
   Argument arguments[ztmsg13::kMaxArguments];
   ztmsg13::takeArguments(declared, list, arguments);
 
-  ZtLockHold const hold(databaseLock(), ZtLockHold::kShared);
-  char const* const text = gDatabase != nullptr ? gDatabase->find(row, group, number) : nullptr;
-  int const level = gDatabase != nullptr ? gDatabase->level : 0;
+  DatabaseHold const hold;
+  Database const* const database = hold.get();
+  char const* const text = database != nullptr ? database->find(row, group, number) : nullptr;
+  int const level = database != nullptr ? database->level : 0;
   bool const needsHead = text == nullptr || (origin != nullptr && level > 0);
   if (needsHead) appendHead(target, group, number, level > 1 ? origin : nullptr);
   if (text == nullptr) {
@@ -275,11 +290,12 @@ int ztmsg13_get_fragment(int number, char* buffer) {
   ZtMessage const* const row = ztFindMessage(kZtFragments, number);
   bool const isWhole = row == nullptr || row->arguments.empty();
 
-  ZtLockHold const hold(databaseLock(), ZtLockHold::kShared);
+  DatabaseHold const hold;
+  Database const* const database = hold.get();
   char const* const text =
-      gDatabase != nullptr && isWhole ? gDatabase->find(row, kZtFragments, number) : nullptr;
+      database != nullptr && isWhole ? database->find(row, kZtFragments, number) : nullptr;
   if (text == nullptr) {
-    appendMissingFragment(target, number, gDatabase);
+    appendMissingFragment(target, number, database);
     return 1;
   }
   target.appendFormat(text, nullptr);
