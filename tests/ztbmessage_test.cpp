@@ -38,7 +38,7 @@ TEST_F(ZtbMessageTest, AfterStartupSpeaksTheLanguageOfTheProcess) {
   EXPECT_EQ(0, ztbStartup(&error)) << error;
   EXPECT_STREQ("Den Ordner „/a“ gibt es nicht. Prüfen Sie den Pfad.",
                ztb_get_message("reader", 1, "Base Services", 445, "/a").asCstr());
-  EXPECT_STREQ("Der Speicher reicht nicht aus", ztb_get_fragment(444).asCstr());
+  EXPECT_STREQ("zu wenig Speicher", ztb_get_fragment(444).asCstr());
   for (char const* name : {"ZTEXEC_HOME", "MARLOVEN_ERROR_LOCALE", "MARLOVEN_ERROR_LOCATION"}) {
     unsetenv(name);
   }
