@@ -123,7 +123,7 @@ class ZTB_API ZtbConfigFile {
 
  private:
   friend struct ZtbConfigFileLines;
-  struct Body;
+  struct ZTB_LOCAL Body;
   Body* mBody;
 };
 

@@ -102,7 +102,7 @@ class ZTB_API ZtbDirectoryListing {
   ZtbString getErrorMessage();
 
  private:
-  struct Record;
+  struct ZTB_LOCAL Record;
 
   Record* mRecord;
   ZtbString mErrorMessage;

@@ -128,7 +128,7 @@ class ZTB_API ZtbTxtFile {
   int rewind();
 
  private:
-  struct State;
+  struct ZTB_LOCAL State;
   State* mState;
   ZtbString mErrorMessage;
 };
