@@ -21,6 +21,21 @@ void require(bool condition) {
   if (!condition) std::abort();
 }
 
+// The characters of [text, text + nBytes), all of which must be well-formed.
+std::size_t requireWellFormed(char const* text, std::size_t nBytes) {
+  std::size_t chars = 0;
+  for (std::size_t at = 0; at < nBytes; ++chars) {
+    NpPart const part = np_utf8_part(text + at, nBytes - at, true);
+    require(part.codePoint != np_uchar_illformed);
+    at += part.bytes;
+  }
+  return chars;
+}
+
+void checkRun(std::string const& bytes, NpUtf8Run run) {
+  require(requireWellFormed(bytes.data(), run.bytes) == run.chars);
+}
+
 void checkWalk(std::string const& bytes) {
   char const* const text = bytes.c_str();
   unsigned chars = 0;
@@ -32,9 +47,8 @@ void checkWalk(std::string const& bytes) {
   char* const middle = np_uchar_seek(text, static_cast<int>(chars / 2));
   require(np_uchar_tell(text, middle) == chars / 2);
   require(np_uchar_seek(text, static_cast<int>(chars) + 1) == nullptr);
-  NpUtf8Run const fast = np_utf8_run(bytes.data(), bytes.size());
-  NpUtf8Run const portable = np_utf8_run_portable(bytes.data(), bytes.size());
-  require(fast.bytes == portable.bytes && fast.chars == portable.chars);
+  checkRun(bytes, np_utf8_run(bytes.data(), bytes.size()));
+  checkRun(bytes, np_utf8_run_portable(bytes.data(), bytes.size()));
 }
 
 void checkCase(std::string const& bytes) {
@@ -72,11 +86,7 @@ void checkDecoder(int encoding, std::string const& input, std::size_t cut, std::
   std::string const whole = converted(convert, input, 0, 16 * input.size() + 64);
   decoder->reset();
   require(whole == converted(convert, input, cut, room));
-  for (std::size_t at = 0; at < whole.size();) {
-    NpPart const part = np_utf8_part(whole.data() + at, whole.size() - at, true);
-    require(part.codePoint != np_uchar_illformed);
-    at += part.bytes;
-  }
+  requireWellFormed(whole.data(), whole.size());
 }
 
 void checkEncoder(int encoding, std::string const& input, std::size_t cut, std::size_t room) {
