@@ -81,8 +81,8 @@ std::string utf8(unsigned c) {
 
 // A text that the encoding has: the characters of a sample that it can represent.
 std::string sampleFor(int encoding) {
-  static unsigned const kSample[] = {'a',    0x5B8,    0x7E,   0xE9,   0xDF,   0x153,   0x20AC, 0x416,
-                                     0x3B1,  0x5D0,  0x627,  0xE01,   0x1EA5, 0x3042,
+  static unsigned const kSample[] = {'a',    0x5B8,  0x7E,   0xE9,   0xDF,    0x153,  0x20AC,
+                                     0x416,  0x3B1,  0x5D0,  0x627,  0xE01,   0x1EA5, 0x3042,
                                      0x65E5, 0xAC00, 0xFF71, 0xFFFD, 0x1F600, 'z'};
   std::string sample;
   char target[64];
