@@ -18,9 +18,6 @@ struct Arguments {
   bool json = false;
 };
 
-// The flags of ZtbDirectoryListing::init.
-enum Flags : int { kWithoutDots = 1, kFoldersOnly = 2 };
-
 void print(ZtbDirectoryListing& entry) {
   std::printf("%s  %c%s  %12lu  %s\n", fromZtb(entry.getTimestamp().asString(true)).c_str(),
               entry.isDir() ? 'd' : '-', entry.isReadOnly() ? "r-" : "rw", entry.getSize(),
@@ -42,7 +39,8 @@ int run(Arguments const& arguments) {
   Library library;
   library.startForMessages();
   ZtbDirectoryListing listing;
-  int const flags = (arguments.all ? 0 : kWithoutDots) | (arguments.foldersOnly ? kFoldersOnly : 0);
+  int const flags = (arguments.all ? 0 : ZtbDirectoryListing::FlagNoDots) |
+                    (arguments.foldersOnly ? ZtbDirectoryListing::FlagDirectoriesOnly : 0);
   if (!listing.init(toZtb(arguments.path), flags)) {
     throw Refused(fromZtb(listing.getErrorMessage()));
   }

@@ -57,8 +57,8 @@ ZtbString ask(Arguments const& wanted, std::string_view types, Given... given) {
 int run(Arguments const& arguments) {
   std::string_view const types = argumentsOf(arguments.group, arguments.number);
   if (types.size() != arguments.values.size()) {
-    throw Refused("the message takes " + std::to_string(types.size()) + " arguments, not " +
-                  std::to_string(arguments.values.size()));
+    throw Refused("arguments given: " + std::to_string(arguments.values.size()) +
+                  "; arguments that the message takes: " + std::to_string(types.size()));
   }
   if (!arguments.locale.empty()) setenv("MARLOVEN_ERROR_LOCALE", arguments.locale.c_str(), 1);
   if (arguments.level >= 0) {
