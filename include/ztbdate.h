@@ -56,7 +56,8 @@ class ZTB_API ZtbDate {
   // before all others, and two of them are equal. Milliseconds count.
   int compare(ZtbDate const& other) const;
 
-  // The date as text; a null string for a null date. Milliseconds are left out.
+  // The date as text; a null string for a null date, when memory runs out, and for a locale's text
+  // of more than 127 characters. Milliseconds are left out.
   // With `iso` true "1989-02-03 19:05:06", always with four digits for the year and the same under
   // every locale; assign reads it back. Otherwise as the process locale prints date and time ("%x
   // %X" of strftime). Before 1900 that keeps the order and the separators but writes the year with

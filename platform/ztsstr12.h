@@ -3,14 +3,16 @@
 // Strings to values: number parsing and date operations.
 //
 // Rules for all functions: no function throws, allocates memory, or keeps anything between two
-// calls. All may be called from any thread at once. Only zts_get_date_format, and
-// zts_string_to_date with the format 0, read the process locale; only zts_timetoday reads the TZ
-// setting. A pointer that takes a result must not be null. Results are written on success only;
-// after a failure they hold what they held before. How success is told differs by function and
-// stands with each.
+// calls. All may be called from any thread at once, also beside np_env_set. Only
+// zts_get_date_format, zts_format_time, and zts_string_to_date with the format 0, read the process
+// locale; only zts_timetoday and zts_format_time read the TZ setting. A pointer that takes a result
+// must not be null. Results are written on success only; after a failure they hold what they held
+// before. How success is told differs by function and stands with each.
 
 #ifndef ZTSSTR12_H
 #define ZTSSTR12_H
+
+#include <ctime>
 
 // Numbers
 //
@@ -99,5 +101,12 @@ ZtsDateFormat zts_get_date_format();
 // tells one, shows as the second before it. NaN if the clock tells a year outside 1 to 9999.
 double zts_timetoday();
 double zts_gmtimetoday();
+
+// Writes a broken-down time as wcsftime does under the process locale, and gives the wide
+// characters written without the terminator; 0, with the target unspecified, if `targetChars` of
+// them with the terminator are too few. For locales whose form of a time ends in the zone's name:
+// the C library then looks at TZ, which alone isn't safe beside a change of the environment.
+unsigned zts_format_time(wchar_t* target, unsigned targetChars, wchar_t const* format,
+                         std::tm const* time);
 
 #endif

@@ -9,7 +9,6 @@
 #include <atomic>
 #include <chrono>
 #include <ctime>
-#include <cwchar>
 #include <string_view>
 
 #include "ztbdate_p.h"
@@ -22,10 +21,10 @@ namespace {
 std::atomic<bool> useGmtTimeBase{false};
 std::atomic<bool> useIsoInDatavar{false};
 
-constexpr std::size_t kTextBytes = 128;
-constexpr std::size_t kWideChars = 128;
+constexpr unsigned kTextBytes = 128;
+constexpr unsigned kWideChars = 128;
 // No character takes more than four bytes of UTF-8, so that what fits the wide buffer fits here.
-constexpr std::size_t kLocaleTextBytes = 4 * kWideChars;
+constexpr unsigned kLocaleTextBytes = 4 * kWideChars;
 
 struct DateForm {
   char const* sample;
@@ -123,7 +122,7 @@ std::tm brokenDownTime(int year, int month, int day, int hour, int minute, int s
 // The text of a time in the locale's manner; null if it doesn't fit.
 ZtbString localeText(std::tm const& time, wchar_t const* format) {
   wchar_t wide[kWideChars];
-  if (std::wcsftime(wide, kWideChars, format, &time) == 0) return ZtbString();
+  if (zts_format_time(wide, kWideChars, format, &time) == 0) return ZtbString();
   char text[kLocaleTextBytes];
   int const bytes =
       np_uchar_encode(np_enc_wide, reinterpret_cast<char const*>(wide), text, kLocaleTextBytes);

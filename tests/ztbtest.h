@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
-// The vocabulary that tests share: a library that is up, and a folder that goes with the test.
+// The vocabulary that tests share: a library that is up, and a folder, a variable and a locale that
+// go with the test.
 
 #ifndef ZTBTEST_H
 #define ZTBTEST_H
 
 #include <gtest/gtest.h>
+#include <locale.h>
 #include <sys/wait.h>
 
 #include <cstdio>
@@ -70,6 +72,39 @@ inline Outcome shell(std::string const& command) {
   outcome.exitCode = WEXITSTATUS(pclose(pipe));
   return outcome;
 }
+
+// Sets a variable of the environment, until it goes.
+class Variable {
+ public:
+  Variable(char const* name, char const* value) : mName(name) {
+    char const* const old = getenv(name);
+    mWasSet = old != nullptr;
+    if (mWasSet) mOld = old;
+    setenv(name, value, 1);
+  }
+  Variable(Variable const&) = delete;
+  Variable& operator=(Variable const&) = delete;
+  ~Variable() { mWasSet ? setenv(mName, mOld.c_str(), 1) : unsetenv(mName); }
+
+ private:
+  char const* mName;
+  std::string mOld;
+  bool mWasSet;
+};
+
+// Makes a locale that of the process, until it goes. scripts/setup makes the locales of the tests.
+class Locale {
+ public:
+  explicit Locale(char const* name) : mOld(setlocale(LC_ALL, nullptr)) {
+    EXPECT_NE(nullptr, setlocale(LC_ALL, name)) << "no locale " << name;
+  }
+  Locale(Locale const&) = delete;
+  Locale& operator=(Locale const&) = delete;
+  ~Locale() { setlocale(LC_ALL, mOld.c_str()); }
+
+ private:
+  std::string mOld;
+};
 
 // Brings the library up for a test and takes it down afterwards.
 class LibraryTest : public ::testing::Test {

@@ -1,17 +1,19 @@
 // SPDX-License-Identifier: MIT
 //
 // Moments from and to their elements, by the calendar types of the standard library, and the
-// present moment from the clock.
+// present moment from the clock. All that may look at TZ is done under the environment's lock.
 
 #include <chrono>
 #include <cmath>
 #include <cstdint>
 #include <ctime>
+#include <cwchar>
 #include <limits>
 
 #include "ztsstr12.h"
 #include "ztsstr12_calendar.h"
 #include "ztssys11.h"
+#include "ztssys11_env.h"
 
 namespace {
 
@@ -25,6 +27,7 @@ constexpr std::int64_t daysSinceEpoch(int year, int month, int day) {
 
 constexpr std::int64_t kFirstMilli = daysSinceEpoch(1, 1, 1) * kMillisADay;
 constexpr std::int64_t kEndMilli = daysSinceEpoch(10000, 1, 1) * kMillisADay;
+constexpr double kNoMoment = std::numeric_limits<double>::quiet_NaN();
 
 // The moment in whole milliseconds, rounded to the nearest; false outside the years 1 to 9999.
 bool toMillis(double value, std::int64_t* millis) {
@@ -37,25 +40,20 @@ bool toMillis(double value, std::int64_t* millis) {
   return true;
 }
 
+// Whole milliseconds are exact in a double and the division rounds correctly, so that a moment has
+// one double only.
+double toMoment(std::int64_t millis) {
+  return static_cast<double>(millis) / 1000.0;
+}
+
 timespec now() {
   timespec time{};
   clock_gettime(CLOCK_REALTIME, &time);
   return time;
 }
 
-using BreakDown = tm* (*)(time_t const*, tm*);
-
-// The moment as `breakDown` tells its elements. A zone that counts leap seconds can tell a second
-// of 60, which no date has.
-double moment(timespec const& time, BreakDown breakDown) {
-  tm parts{};
-  double value = std::numeric_limits<double>::quiet_NaN();
-  if (breakDown(&time.tv_sec, &parts) == nullptr) return value;
-  int const second = parts.tm_sec > 59 ? 59 : parts.tm_sec;
-  int const milli = static_cast<int>(time.tv_nsec / 1'000'000);
-  zts_compose_date_milli(parts.tm_year + 1900, parts.tm_mon + 1, parts.tm_mday, parts.tm_hour,
-                         parts.tm_min, second, milli, &value);
-  return value;
+int milliOf(timespec const& time) {
+  return static_cast<int>(time.tv_nsec / 1'000'000);
 }
 
 }  // namespace
@@ -68,9 +66,7 @@ int zts_compose_date_milli(int year, int month, int day, int hour, int minute, i
   std::int64_t const seconds = (hour * 60 + minute) * 60 + second;
   std::int64_t const millis =
       daysSinceEpoch(year, month, day) * kMillisADay + seconds * 1000 + milli;
-  // Whole milliseconds are exact in a double and the division rounds correctly, so that a moment
-  // has one double only.
-  *value = static_cast<double>(millis) / 1000.0;
+  *value = toMoment(millis);
   return 1;
 }
 
@@ -106,9 +102,26 @@ int zts_decompose_date(double value, int* year, int* month, int* day, int* hour,
 
 double zts_timetoday() {
   np_stamp_zone();  // localtime_r alone wouldn't notice a change of TZ
-  return moment(now(), localtime_r);
+  timespec const time = now();
+  tm parts{};
+  double value = kNoMoment;
+  if (localtime_r(&time.tv_sec, &parts) == nullptr) return value;
+  // A zone that counts leap seconds can tell a second of 60, which no date has.
+  int const second = parts.tm_sec > 59 ? 59 : parts.tm_sec;
+  zts_compose_date_milli(parts.tm_year + 1900, parts.tm_mon + 1, parts.tm_mday, parts.tm_hour,
+                         parts.tm_min, second, milliOf(time), &value);
+  return value;
 }
 
+// By the count alone: even gmtime_r looks at TZ.
 double zts_gmtimetoday() {
-  return moment(now(), gmtime_r);
+  timespec const time = now();
+  std::int64_t const millis = std::int64_t{time.tv_sec} * 1000 + milliOf(time);
+  return millis >= kFirstMilli && millis < kEndMilli ? toMoment(millis) : kNoMoment;
+}
+
+unsigned zts_format_time(wchar_t* target, unsigned targetChars, wchar_t const* format,
+                         tm const* time) {
+  ZtLockHold const guard(npEnvironmentLock(), ZtLockHold::kShared);
+  return static_cast<unsigned>(std::wcsftime(target, targetChars, format, time));
 }
