@@ -7,10 +7,12 @@
 //    destroyed, and after ztbbTerminate.
 // 2. Every lock survives fork() in a process with threads: before the fork each lock is taken, and
 //    it is free again in parent and child afterwards. A lock that the forking thread itself holds
-//    exclusively stays held in both. A thread must not fork while it holds a lock in shared mode.
-// 3. The uncontended way of a lock or counter is a few inlined instructions. While the process has
-//    one thread they do without the bus lock.
-// 4. Nothing here allocates but ztLockCreate, and nothing throws.
+//    exclusively stays held in both. A thread must not fork while it holds a lock in shared mode,
+//    and a fork handler (pthread_atfork) that was registered before the first ztbbInitialize or
+//    ztLockCreate runs with all locks held: it must take none.
+// 3. The uncontended way of an exclusive lock or a counter is a few inlined instructions. While the
+//    process has one thread, none of them, shared mode included, takes the bus lock.
+// 4. Nothing here allocates but ztbbInitialize and ztLockCreate, and nothing throws.
 
 #ifndef ZTBB10_H
 #define ZTBB10_H
@@ -42,7 +44,8 @@ int ztLockGet(ZtLock lock, int mode, int wait);
 // Gives back a lock that this thread holds, in whichever mode. A null lock does nothing.
 void ztLockRelease(ZtLock lock);
 
-// Ends a lock that nobody holds or waits for but, at most, the caller. A null lock does nothing.
+// Ends a lock that nobody holds or waits for but, at most, the caller; who got it last may end it,
+// even if the holder before is still on its way out of ztLockRelease. A null lock does nothing.
 void ztLockDestroy(ZtLock lock);
 
 // Holds a lock for the length of a block.

@@ -7,10 +7,11 @@
 #include <pthread.h>
 #include <sched.h>
 
+#include <chrono>
 #include <cstdio>
 #include <new>
 
-thread_local char ztLockThread;
+constinit thread_local char ztLockThread = 0;
 
 namespace {
 
@@ -21,6 +22,15 @@ constinit ZtLockRecord* listHead = nullptr;
 
 // A short wait by spinning is cheaper than sleeping: most locks here are held for nanoseconds.
 constexpr int kSpins = 64;
+
+// How long fork waits for the readers of a lock before it starts again.
+constexpr std::chrono::milliseconds kForkPatience{2};
+
+void relax() {
+#if defined(__x86_64__)
+  __builtin_ia32_pause();
+#endif
+}
 
 bool tryExclusive(ZtLock lock, unsigned waiters) {
   unsigned seen = lock->state.load(std::memory_order_relaxed);
@@ -35,6 +45,10 @@ bool tryExclusive(ZtLock lock, unsigned waiters) {
 bool tryShared(ZtLock lock) {
   unsigned seen = lock->state.load(std::memory_order_relaxed);
   while ((seen & (ZtLockRecord::kWriter | ZtLockRecord::kWaiters)) == 0) {
+    if (__libc_single_threaded) {
+      lock->state.store(seen + 1, std::memory_order_relaxed);
+      return true;
+    }
     if (lock->state.compare_exchange_weak(seen, seen + 1, std::memory_order_acquire)) return true;
   }
   return false;
@@ -44,25 +58,45 @@ bool tryTake(ZtLock lock, bool exclusive, unsigned waiters) {
   return exclusive ? tryExclusive(lock, waiters) : tryShared(lock);
 }
 
-// Marks the lock as waited for and sleeps until it changes. A thread that has slept takes the lock
-// with the mark kept, since it can't know whether others still sleep.
-void sleepOn(ZtLock lock, bool exclusive) {
+// Marks a lock that is busy as waited for, and gives its marked state; 0 when it isn't busy, or has
+// just changed.
+unsigned markWaited(ZtLock lock, bool exclusive) {
   unsigned seen = lock->state.load(std::memory_order_relaxed);
   unsigned const blocking =
       exclusive ? ~ZtLockRecord::kWaiters : ZtLockRecord::kWriter | ZtLockRecord::kWaiters;
-  if ((seen & blocking) == 0) return;
+  if ((seen & blocking) == 0) return 0;
   unsigned const marked = seen | ZtLockRecord::kWaiters;
-  if (seen != marked && !lock->state.compare_exchange_strong(seen, marked)) return;
-  lock->state.wait(marked, std::memory_order_relaxed);
+  return seen == marked || lock->state.compare_exchange_strong(seen, marked) ? marked : 0;
 }
 
-// One waiter is enough for a lock without readers; it wakes the next when it lets go.
-void wake(ZtLock lock) {
-  if (lock->shared) {
-    lock->state.notify_all();
+// Sleeps until a busy lock changes. A thread that has slept takes the lock with the mark kept,
+// since it can't know whether others still sleep.
+void sleepOn(ZtLock lock, bool exclusive) {
+  unsigned const marked = markWaited(lock, exclusive);
+  if (marked != 0) lock->state.wait(marked, std::memory_order_relaxed);
+}
+
+// One waiter is enough for a lock without readers; it wakes the next when it lets go. Takes the
+// address only, since the lock may already belong to somebody who ends it.
+void wake(std::atomic<unsigned>* state, bool shared) {
+  if (shared) {
+    state->notify_all();
   } else {
-    lock->state.notify_one();
+    state->notify_one();
   }
+}
+
+void addToList(ZtLock lock) {
+  lock->previous = nullptr;
+  lock->next = listHead;
+  if (listHead != nullptr) listHead->previous = lock;
+  listHead = lock;
+}
+
+void takeOffList(ZtLock lock) {
+  if (lock->previous != nullptr) lock->previous->next = lock->next;
+  if (lock->next != nullptr) lock->next->previous = lock->previous;
+  if (listHead == lock) listHead = lock->next;
 }
 
 void releaseAllTaken() {
@@ -72,15 +106,37 @@ void releaseAllTaken() {
   }
 }
 
-// Takes every lock that this thread doesn't hold itself; false, with none taken, if one is busy.
+// Waits a little for the readers of a lock, with new ones kept out.
+bool takeFromReaders(ZtLock lock) {
+  using Clock = std::chrono::steady_clock;
+  for (auto const end = Clock::now() + kForkPatience; Clock::now() < end; sched_yield()) {
+    unsigned const marked = markWaited(lock, true);
+    if (tryExclusive(lock, 0)) return true;
+    if ((marked & ZtLockRecord::kWriter) != 0) break;
+  }
+  // Nobody may be left to clear the mark, so whoever waits looks again.
+  lock->state.fetch_and(~ZtLockRecord::kWaiters, std::memory_order_relaxed);
+  lock->state.notify_all();
+  return false;
+}
+
+// Only the first lock is waited for, since nothing else is held then.
+bool takeForFork(ZtLock lock) {
+  bool const taken = tryExclusive(lock, 0) || (lock == listHead && takeFromReaders(lock));
+  lock->takenForFork = taken;
+  return taken;
+}
+
+// Takes every lock that this thread doesn't hold itself. False, with none taken, when one is busy;
+// that one is then the first of the list.
 bool tryTakeAll() {
   for (ZtLock lock = listHead; lock != nullptr; lock = lock->next) {
     if (lock->owner.load(std::memory_order_relaxed) == &ztLockThread) continue;
-    if (!tryExclusive(lock, 0)) {
-      releaseAllTaken();
-      return false;
-    }
-    lock->takenForFork = true;
+    if (takeForFork(lock)) continue;
+    releaseAllTaken();
+    takeOffList(lock);
+    addToList(lock);
+    return false;
   }
   return true;
 }
@@ -125,9 +181,7 @@ ZtLock ztLockCreate(int shared, int held) {
   if (lock == nullptr) return nullptr;
   if (held != 0) ztLockGet(lock, 1, 1);
   ZtLockHold const hold(&listLock);
-  lock->next = listHead;
-  if (listHead != nullptr) listHead->previous = lock;
-  listHead = lock;
+  addToList(lock);
   return lock;
 }
 
@@ -138,35 +192,36 @@ int ztLockGetSlowly(ZtLock lock, int mode, int wait) {
   if (wait == 0) return 1;
   for (int spin = 0; spin < kSpins; ++spin) {
     if (tryTake(lock, exclusive, 0)) return 0;
-    __builtin_ia32_pause();
+    relax();
   }
   while (!tryTake(lock, exclusive, ZtLockRecord::kWaiters)) sleepOn(lock, exclusive);
   return 0;
 }
 
 void ztLockReleaseSlowly(ZtLock lock) {
-  unsigned seen = lock->state.load(std::memory_order_relaxed);
+  bool const shared = lock->shared;
+  std::atomic<unsigned>* const state = &lock->state;
+  unsigned const seen = state->load(std::memory_order_relaxed);
   if ((seen & ZtLockRecord::kWriter) != 0) {
     lock->owner.store(nullptr, std::memory_order_relaxed);
-    seen = lock->state.exchange(0, std::memory_order_release);
-    if ((seen & ZtLockRecord::kWaiters) != 0) wake(lock);
+    unsigned const last = state->exchange(0, std::memory_order_release);
+    if ((last & ZtLockRecord::kWaiters) != 0) wake(state, shared);
     return;
   }
-  unsigned wanted = 0;
-  do {
-    // The last reader clears the mark, so that whoever waits can have the lock.
-    wanted = (seen & ZtLockRecord::kReaders) == 1 ? 0 : seen - 1;
-  } while (!lock->state.compare_exchange_weak(seen, wanted, std::memory_order_release));
-  if (wanted == 0 && (seen & ZtLockRecord::kWaiters) != 0) wake(lock);
+  if (__libc_single_threaded) {
+    state->store(seen - 1, std::memory_order_relaxed);
+    return;
+  }
+  // Beside readers the mark is a writer's. It stays, so that the writer comes before new readers.
+  unsigned const last = state->fetch_sub(1, std::memory_order_release);
+  if (last == (ZtLockRecord::kWaiters | 1)) wake(state, shared);
 }
 
 void ztLockDestroy(ZtLock lock) {
   if (lock == nullptr) return;
   {
     ZtLockHold const hold(&listLock);
-    if (lock->previous != nullptr) lock->previous->next = lock->next;
-    if (lock->next != nullptr) lock->next->previous = lock->previous;
-    if (listHead == lock) listHead = lock->next;
+    takeOffList(lock);
   }
   delete lock;
 }

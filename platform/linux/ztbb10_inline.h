@@ -33,7 +33,7 @@ struct alignas(64) ZtLockRecord {
 };
 
 // The address is the thread's identity; cheaper to come by than the C library's thread handle.
-extern thread_local char ztLockThread __attribute__((tls_model("initial-exec")));
+extern constinit thread_local char ztLockThread __attribute__((tls_model("initial-exec")));
 
 int ztLockGetSlowly(ZtLock lock, int mode, int wait);
 void ztLockReleaseSlowly(ZtLock lock);

@@ -118,9 +118,13 @@ TEST(ZtLockFork, EveryLockIsFreeInTheChild) {
       ZtLockHold const second(inner);
     }
   });
-  std::thread reader([&] {
-    while (!stop) ZtLockHold const hold(inner, ZtLockHold::kShared);
-  });
+  // Enough readers that the lock is hardly ever free by itself.
+  std::vector<std::thread> readers;
+  for (int t = 0; t < 4; ++t) {
+    readers.emplace_back([&] {
+      while (!stop) ZtLockHold const hold(inner, ZtLockHold::kShared);
+    });
+  }
   for (int i = 0; i < 50; ++i) {
     pid_t const child = fork();
     if (child == 0) {
@@ -133,7 +137,7 @@ TEST(ZtLockFork, EveryLockIsFreeInTheChild) {
   }
   stop = true;
   worker.join();
-  reader.join();
+  for (std::thread& reader : readers) reader.join();
   for (ZtLock const lock : {outer, inner, own}) ztLockDestroy(lock);
 }
 
