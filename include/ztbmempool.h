@@ -22,8 +22,8 @@ class ZTB_API ZtbMemPool {
  public:
   // Takes a block of at least `size` bytes, aligned to 8 bytes, its content unspecified; 0 bytes
   // give a block too. True with the block in `*result`; false with a null `*result` when the pool
-  // isn't up or memory ran out, also when `size` is so large that the block's header doesn't fit.
-  // The caller gives the block back with freeBytes.
+  // isn't up or memory ran out. `result` must not be null. The caller gives the block back with
+  // freeBytes, once.
   static bool getBytes(unsigned int size, void** result);
 
   // Gives back a block that getBytes gave. A null `block` does nothing, and so does any block when
@@ -46,7 +46,8 @@ class ZTB_API ZtbMemPool {
   friend void ztbMemPoolStop();
 
   // Points at a byte that is non-zero while the pool is up and the process has one thread: the
-  // string, whose copies are made inline, then counts its references without a call.
+  // string, whose copies are made inline, then counts its references without a call. It changes
+  // only while no other thread runs, so a look at it holds until this thread starts one.
   static char const* soleThread;
 };
 
