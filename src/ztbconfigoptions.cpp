@@ -30,10 +30,12 @@ constexpr unsigned kInvalidCodePoint = ~0u;
 constinit ZtLock optionsLock = nullptr;
 constinit Registry* storeRegistry = nullptr;
 
+// Null when memory ran out: a key without its name would be that of the main store.
 ZtbString registryKey(ZtbString const& name) {
   ZtbString key(kRegistryPrefix, true);
-  key.append(name, nullptr);
-  return key;
+  bool failed = false;
+  key.append(name, &failed);
+  return failed ? ZtbString() : key;
 }
 
 bool isWellFormed(char const* text) {
@@ -120,7 +122,7 @@ void ztbConfigOptionsStop() {
 ZtbConfigOptionsImpl* ztbGetConfigOptionsImpl(ZtbString const& name) {
   ZtbString const key = registryKey(name);
   ZtLockHold const hold(optionsLock);
-  if (storeRegistry == nullptr) return nullptr;
+  if (storeRegistry == nullptr || key.isNull()) return nullptr;
   auto const found = storeRegistry->find(key);
   if (found != storeRegistry->end()) return found->second.get();
   try {
