@@ -32,6 +32,10 @@ bool logLine(char const* event) {
 }  // namespace
 
 // 0 on success; anything else makes ztbStartup fail.
-extern "C" ZTB_API int ZtbDepsStartup(void* /*reserved*/) { return logLine("started") ? 0 : 1; }
+extern "C" ZTB_API int ZtbDepsStartup(void* /*reserved*/) {
+  return logLine("started") ? 0 : 1;
+}
 
-extern "C" ZTB_API void ZtbDepsShutdown(void* /*reserved*/) { logLine("stopped"); }
+extern "C" ZTB_API void ZtbDepsShutdown(void* /*reserved*/) {
+  logLine("stopped");
+}
