@@ -42,7 +42,7 @@ TEST_F(ZtbTool, ExitCodesAndOutputs) {
       {"--help", 0, "options"},
       {"--version", 0, "ztb 31"},
       {"", 2, "subcommand"},
-      {"nonsense", 2, "subcommand"},
+      {"nonsense", 2, "Unknown subcommand or option: nonsense"},
       {"options --help", 0, "--filter"},
       {"options --filter ZTEXEC_HOME", 0, "[the environment]"},
       {"options --filter 'a/*' --set A/x=1 --json", 0,
@@ -73,6 +73,12 @@ TEST_F(ZtbTool, ExitCodesAndOutputs) {
       {"text latin.txt --to UTF-8", 0, "caf\u00e9\nx\n"},
       {"text wide.txt --json", 0, "\"encoding\": \"UTF-16LE\", \"mark\": true"},
       {"text latin.txt --to US-ASCII", 1, "US-ASCII lacks"},
+      {"text latin.txt --to UTF-8 >&-", 1, "can't be written"},
+      {"text latin.txt --to UTF-8 --output ./latin.txt", 1, "another one"},
+      {"text latin.txt --to UTF-8 >out; echo more >>out; " ZTB_TEST_BIN
+       "/ztb text latin.txt --to UTF-8 >>out; cat out",
+       0, "caf\u00e9\nx\nmore\ncaf\u00e9\n"},
+      {"text latin.txt", 0, "CR LF (1), CR (1)"},  // as it was
       {"text latin.txt --to Klingon", 1, "unknown encoding \"Klingon\""},
       {"text .", 1, "ztb text: "},
       {"text f.cfg --to UTF-8 --output /dev/full", 1, "no room"},

@@ -2,6 +2,9 @@
 //
 // ztb: the library's capabilities at the command line, one subcommand each.
 
+#include <fcntl.h>
+
+#include <cerrno>
 #include <cstdio>
 #include <exception>
 #include <utility>
@@ -24,12 +27,21 @@ constexpr Command kCommands[] = {
      tool::declareConfig},
     {"message", "Show the text of a message", tool::declareMessage},
     {"date", "Show a date in its forms", tool::declareDate},
-    {"dir", "List a folder or split a path", tool::declareDir},
+    {"dir", "List a folder", tool::declareDir},
     {"text", "Show how a text file is encoded, and convert it", tool::declareText},
 };
 
 constexpr int kRefused = 1;
 constexpr int kWrongUsage = 2;
+
+// A closed stream would give its number to the next file that is opened, and with it all that is
+// printed. What is meant for a closed standard output fails as on a full disk.
+void reserveStreams() {
+  constexpr char const* kPlaces[] = {"/dev/null", "/dev/full", "/dev/null"};
+  for (int number = 0; number < 3; ++number) {
+    if (::fcntl(number, F_GETFD) == -1 && errno == EBADF) ::open(kPlaces[number], O_RDWR);
+  }
+}
 
 int refuse(std::string const& command, char const* reason) {
   std::fprintf(stderr, "ztb %s: %s\n", command.c_str(), reason);
@@ -39,7 +51,8 @@ int refuse(std::string const& command, char const* reason) {
 int runCommand(std::string const& name, tool::Run const& run) {
   try {
     int const result = run();
-    if (std::fflush(stdout) != 0) return refuse(name, "the output can't be written");
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
+      return refuse(name, "the output can't be written");
     return result;
   } catch (std::exception const& error) {
     std::fflush(stdout);
@@ -50,9 +63,11 @@ int runCommand(std::string const& name, tool::Run const& run) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  reserveStreams();
   CLI::App app(
       "ztb shows and edits what applications of the suite see through ztbcpp31.\n"
-      "Exit code: 0 done, 1 refused, 2 wrong usage.");
+      "Exit code: 0 done, 1 refused, 2 wrong usage.",
+      "ztb");
   app.require_subcommand(1);
   app.set_version_flag("--version", "ztb " ZTB_VERSION);
   std::vector<std::pair<CLI::App*, tool::Run>> commands;
@@ -63,6 +78,9 @@ int main(int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (CLI::ParseError const& error) {
+    if (app.get_subcommands().empty() && app.remaining_size() > 0) {
+      std::fprintf(stderr, "Unknown subcommand or option: %s\n", app.remaining()[0].c_str());
+    }
     return app.exit(error) == 0 ? 0 : kWrongUsage;
   }
   for (auto const& [sub, run] : commands) {

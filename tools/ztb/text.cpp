@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <memory>
 
@@ -18,7 +19,7 @@ struct Arguments {
   std::string file;
   std::string from;
   std::string to;
-  std::string output = "/dev/stdout";
+  std::string output;  // empty for standard output
   bool json = false;
 };
 
@@ -157,21 +158,41 @@ int show(Arguments const& arguments) {
   return 0;
 }
 
-int convert(Arguments const& arguments) {
+void convertTo(std::string const& output, Arguments const& arguments) {
   ZtbTxtFile from;
   openForReading(from, arguments);
   ZtbTxtFile to;
-  if (!to.open(arguments.output.c_str(), ZtbTxtFile::ModeWrite, encodingOf(arguments.to), 0)) {
+  if (!to.open(output.c_str(), ZtbTxtFile::ModeWrite, encodingOf(arguments.to), 0)) {
     throw Refused(fromZtb(to.getErrorMessage()));
   }
   char piece[65536];
   for (int n; (n = from.read(piece, sizeof piece)) != 0;) {
     if (n < 0) throw Refused("\"" + printable(arguments.file) + "\" can't be read to its end");
     if (to.write(piece)) continue;
-    throw Refused("can't write all of it to \"" + printable(arguments.output) +
-                  "\": no room is left, or " + arguments.to + " lacks a character of the text");
+    throw Refused("can't write all of the text: no room is left, or " + arguments.to +
+                  " lacks a character of it");
   }
-  return 0;
+}
+
+// Goes through a temporary file: opened by its name, the file behind standard output would be cut,
+// and with it what it held before, or the very text that is read.
+void convertToStdout(Arguments const& arguments) {
+  std::unique_ptr<std::FILE, int (*)(std::FILE*)> const text(std::tmpfile(), std::fclose);
+  if (text == nullptr) throw Refused("can't make a temporary file; use --output FILE");
+  convertTo("/dev/fd/" + std::to_string(::fileno(text.get())), arguments);
+  char buffer[65536];
+  for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, text.get())) > 0;) {
+    std::fwrite(buffer, 1, n, stdout);
+  }
+}
+
+int convert(Arguments const& arguments) {
+  if (arguments.output.empty()) return convertToStdout(arguments), 0;
+  std::error_code ignored;
+  if (std::filesystem::equivalent(arguments.file, arguments.output, ignored)) {
+    throw Refused("--output is the file that is read; write to another one");
+  }
+  return convertTo(arguments.output, arguments), 0;
 }
 
 }  // namespace
