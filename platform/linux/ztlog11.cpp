@@ -75,7 +75,8 @@ class Log {
   // Puts a setup in the former one's place.
   void configure(Setup setup);
 
-  bool writesStderr() const;
+  // Whether a record of this logger and level reaches standard error.
+  bool reachesStderr(Logger const& logger, int level) const;
 
   std::string configureError;
 
@@ -87,6 +88,8 @@ class Log {
   };
 
   void refresh();
+  // Whether the sink at this place wants records of this logger and level.
+  bool takes(std::size_t sink, Logger const& logger, int level) const;
   void keep(Logger const& logger, Record record);
   void deliverKept();
   // Writes a record to those of its logger's sinks that want its level and satisfy `wanted`.
@@ -169,12 +172,16 @@ void Log::take(Logger const& logger, Record record) {
   if (mKeeping) keep(logger, std::move(record));
 }
 
+bool Log::takes(std::size_t sink, Logger const& logger, int level) const {
+  bool const routed = (logger.sinks >> sink & 1) != 0;
+  return routed && mSetup.sinks[sink]->takes(level);
+}
+
 template <typename Wanted>
 void Log::deliver(Logger const& logger, Record const& record, Wanted wanted) {
   for (std::size_t i = 0; i < mSetup.sinks.size(); ++i) {
     Sink& sink = *mSetup.sinks[i];
-    bool const routed = (logger.sinks >> i & 1) != 0;
-    if (routed && sink.takes(record.level) && wanted(sink)) sink.write(record);
+    if (takes(i, logger, record.level) && wanted(sink)) sink.write(record);
   }
 }
 
@@ -220,9 +227,11 @@ void Log::deliverKept() {
   mDropped = 0;
 }
 
-bool Log::writesStderr() const {
-  return std::any_of(mSetup.sinks.begin(), mSetup.sinks.end(),
-                     [](auto const& sink) { return sink->isStderr(); });
+bool Log::reachesStderr(Logger const& logger, int level) const {
+  for (std::size_t i = 0; i < mSetup.sinks.size(); ++i) {
+    if (mSetup.sinks[i]->isStderr() && takes(i, logger, level)) return true;
+  }
+  return false;
 }
 
 // The log's lock, made by whoever needs it first.
@@ -428,7 +437,7 @@ int refuse(std::string const& reason) {
   if (!log) return 1;
   log->configureError = reason;
   WriteSignalHold const hold;
-  if (!log->writesStderr()) makeStderrSink()->write(record);
+  if (!log->reachesStderr(*own, record.level)) makeStderrSink()->write(record);
   log->take(*own, std::move(record));
   return 1;
 }

@@ -69,6 +69,14 @@ std::string namesOf(Row const (&rows)[N]) {
   return names;
 }
 
+// Whether a pattern of known placeholders has a %v; the one in "%%v" is none.
+bool hasText(std::string_view pattern) {
+  for (std::size_t i = pattern.find('%'); i < pattern.size(); i = pattern.find('%', i + 2)) {
+    if (pattern.substr(i, 2) == "%v") return true;
+  }
+  return false;
+}
+
 // A word of a line, or the value behind a "=", with its quotes resolved.
 struct Word {
   std::string text;
@@ -385,7 +393,7 @@ bool Parser::parsePattern() {
   std::string_view const text = mLine.substr(mAt);
   if (text.empty()) return fail("the pattern is missing");
   if (!checkPlaceholders(text, mAt, kPatternPlaceholders)) return false;
-  if (text.find("%v") == std::string_view::npos) {
+  if (!hasText(text)) {
     return fail("the pattern has no %v, so the text of records would be missing");
   }
   if (word.text != "*") return mConfig.sinks[index].pattern = text, true;

@@ -240,6 +240,7 @@ TEST(ZtLogConfig, BadTextsAreRefusedWithTheirPlace) {
       {"sink a stderr\npattern a %v %", "2:14 unknown placeholder"},
       {"sink a stderr\npattern a %v %^", "2:14 unknown placeholder"},
       {"sink a stderr\npattern a %l", "2:11 the pattern has no %v"},
+      {"sink a stderr\npattern a %l %%v", "2:11 the pattern has no %v"},
       {"sink a stderr\nlevel X loud", "2:9 unknown level 'loud'"},
       {"sink a stderr\nlevel X 3 4", "2:11 unexpected text"},
       {"sink a stderr\nlevel X 3\nlevel X. 4", "3:10 this logger has a level already"},
@@ -465,6 +466,15 @@ TEST_F(ZtLogProcess, TheDefaultWayIsWarningsAndErrorsOnStandardError) {
   EXPECT_EXIT(
       story(), ::testing::ExitedWithCode(0),
       "^[^\n]* warning Default: level 4 .source:7.\n[^\n]* error Default: level 5 [^\n]*\n$");
+}
+
+TEST_F(ZtLogProcess, ARefusedConfigurationIsToldWhereTheFormerOneSilencesStandardError) {
+  auto const configureTwice = [] {
+    TempFolder const folder;
+    ztlogConfigure(folder.write("quiet.cfg", "sink console stderr level=off\n").c_str());
+    return ztlogConfigure(folder.path("none.cfg").c_str());
+  };
+  EXPECT_EXIT(_exit(configureTwice()), ::testing::ExitedWithCode(1), "none.cfg: No such file");
 }
 
 TEST_F(ZtLogProcess, SurvivesAStandardErrorThatNobodyReadsOrThatIsClosed) {
