@@ -69,7 +69,8 @@ inline Outcome shell(std::string const& command) {
   for (std::size_t n; (n = fread(buffer, 1, sizeof buffer, pipe)) > 0;) {
     outcome.output.append(buffer, n);
   }
-  outcome.exitCode = WEXITSTATUS(pclose(pipe));
+  int const status = pclose(pipe);
+  outcome.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
   return outcome;
 }
 
