@@ -5,11 +5,13 @@
 #include <climits>
 #include <clocale>
 #include <cmath>
+#include <codecvt>
 #include <cstdio>
 #include <cstring>
 #include <deque>
+#include <iterator>
 #include <limits>
-#include <map>
+#include <locale>
 #include <memory>
 #include <random>
 #include <string>
@@ -62,12 +64,6 @@ TEST_F(ZtbStringTest, NullAndEmptyDiffer) {
   }
 }
 
-TEST_F(ZtbStringTest, CountsCharactersAndBytes) {
-  ZtbString const string("h\u00e9llo \u20ac\U0001F600", true);
-  EXPECT_EQ(8u, string.length());
-  EXPECT_EQ(15u, string.cStrSize());
-}
-
 TEST_F(ZtbStringTest, ReadsNumbers) {
   struct Row {
     char const* text;
@@ -77,24 +73,19 @@ TEST_F(ZtbStringTest, ReadsNumbers) {
     bool int64Fails;
   } const rows[] = {
       {nullptr, 0, true, 0, true},
-      {"", 0, true, 0, true},
-      {"-17", -17, false, -17, false},
-      {"2147483647", INT_MAX, false, INT_MAX, false},
+      {"seven", 0, true, 0, true},
       {"-2147483648", INT_MIN, false, INT_MIN, false},
       {"2147483648", 0, true, 2147483648LL, false},
       {"4294967296", 0, true, 4294967296LL, false},
       {"9223372036854775808", 0, true, 0, true},
-      {"seven", 0, true, 0, true},
   };
   for (Row const& row : rows) {
-    SCOPED_TRACE(row.text ? row.text : "(null)");
     ZtbString const string(row.text, true);
-    bool failed = !row.intFails;
-    EXPECT_EQ(row.asInt, string.asInt(&failed));
-    EXPECT_EQ(row.intFails, failed);
-    EXPECT_EQ(row.asInt64, string.asInt64(&failed));
-    EXPECT_EQ(row.int64Fails, failed);
-    EXPECT_EQ(row.asInt, string.asInt(nullptr));
+    bool intFailed = !row.intFails, int64Failed = !row.int64Fails;
+    EXPECT_EQ(row.asInt, string.asInt(&intFailed)) << shown(string);
+    EXPECT_EQ(row.asInt64, string.asInt64(&int64Failed)) << shown(string);
+    EXPECT_EQ(row.intFails, intFailed) << shown(string);
+    EXPECT_EQ(row.int64Fails, int64Failed) << shown(string);
   }
   bool failed = true;
   EXPECT_EQ(-1.5e3, lit("-1.5e3").asDouble(&failed));
@@ -125,140 +116,70 @@ TEST_F(ZtbStringTest, ComparesWithNullFirst) {
   }
 }
 
-TEST_F(ZtbStringTest, FindsByCharacters) {
+TEST_F(ZtbStringTest, FindsAtTheEndsOfItsRanges) {
+  ZtbString const text = lit("banana"), an = lit("an"), null, empty = lit("");
   struct Row {
-    char const* text;
-    char const* needle;
-    int start;
-    int first;
-    int last;
+    int expected, actual;
   } const rows[] = {
-      {"banana", "an", 0, 1, 3},
-      {"banana", "an", 2, 3, 3},
-      {"banana", "an", INT_MIN, 1, 3},
-      {"banana", "an", INT_MAX, -1, 3},
-      {"banana", "an", 6, -1, 3},
-      {"banana", "", 0, -1, -1},
-      {"banana", nullptr, 0, -1, -1},
-      {nullptr, "a", 0, -1, -1},
-      {"", "a", 0, -1, -1},
-      {"aaa", "aa", 0, 0, 1},
-      {"\u00e9\u20ac\u00e9x", "\u00e9", 1, 2, 2},
-      {"\u20ac\u20ac\u20ac", "\u20ac\u20ac", 0, 0, 1},
-      {"x\u00e9y", "y", 2, 2, 2},
-      {"x\u00e9y", "y", 3, -1, 2},
-      {"x\u00e9y", "y", 4, -1, 2},
+      {1, text.find(an, INT_MIN)},
+      {-1, text.find(an, INT_MAX)},
+      {-1, text.find(an, 6)},
+      {-1, text.find(empty, 0)},
+      {-1, text.find(null, 0)},
+      {-1, null.find(an, 0)},
+      {-1, text.rfind(empty)},
+      {1, lit("aaa").rfind(lit("aa"))},
+      {-1, null.rfind(an)},
+      {2, lit("x\u20acy").find(lit("y"), 2)},
+      {-1, lit("x\u20acy").find(lit("y"), 3)},
   };
-  for (Row const& row : rows) {
-    ZtbString const string(row.text, true), needle(row.needle, true);
-    SCOPED_TRACE(shown(string) + " / " + shown(needle) + " / " + std::to_string(row.start));
-    EXPECT_EQ(row.first, string.find(needle, row.start));
-    EXPECT_EQ(row.last, string.rfind(needle));
-  }
+  for (Row const& row : rows) EXPECT_EQ(row.expected, row.actual) << "row " << &row - rows;
 }
 
-TEST_F(ZtbStringTest, TakesPartsByCharacters) {
+TEST_F(ZtbStringTest, TakesPartsAndReplacesAtTheEndsOfItsRanges) {
+  ZtbString const text = lit("a\u00e9\u20acz"), dashes = lit("a-b-c"), dash = lit("-"),
+                  plus = lit("+");
+  ZtbString const null, empty = lit("");
   struct Row {
-    char const* text;
-    unsigned start;
-    int count;
-    char const* mid;
+    char const* expected;
+    ZtbString actual;
   } const rows[] = {
-      {"a\u00e9\u20acz", 0, -1, "a\u00e9\u20acz"},
-      {"a\u00e9\u20acz", 1, 2, "\u00e9\u20ac"},
-      {"a\u00e9\u20acz", 2, INT_MAX, "\u20acz"},
-      {"a\u00e9\u20acz", 1, INT_MIN, "\u00e9\u20acz"},
-      {"a\u00e9\u20acz", 4, -1, ""},
-      {"a\u00e9\u20acz", UINT_MAX, 3, ""},
-      {"a\u00e9\u20acz", 1, 0, ""},
-      {"abc", 3, 1, ""},
-      {"abc", 1, 1, "b"},
-      {"", 0, -1, ""},
-      {nullptr, 0, -1, "(null)"},
-      {nullptr, 5, 1, "(null)"},
+      {"\u00e9\u20ac", text.mid(1, 2)},
+      {"\u20acz", text.mid(2, INT_MAX)},
+      {"\u00e9\u20acz", text.mid(1, INT_MIN)},
+      {"", text.mid(4, -1)},
+      {"", text.mid(UINT_MAX, 3)},
+      {"", text.mid(1, 0)},
+      {"(null)", null.mid(0, -1)},
+      {"a\u00e9\u20acz", text.right(INT_MAX)},
+      {"", text.right(0)},
+      {"", text.right(INT_MIN)},
+      {"(null)", null.right(1)},
+      {"a-b+c", dashes.replace(dash, plus, 2, INT_MIN)},
+      {"a+b-c", dashes.replace(dash, plus, 0, 1)},
+      {"a-b-c", dashes.replace(dash, plus, 0, 0)},
+      {"a-b-c", dashes.replace(dash, plus, UINT_MAX, -1)},
+      {"a-b-c", dashes.replace(dash, plus, 5, -1)},
+      {"a-b-c", dashes.replace(empty, plus, 0, -1)},
+      {"a-b-c", dashes.replace(null, plus, 0, -1)},
+      {"abc", dashes.replace(dash, null, 0, -1)},
+      {"", empty.replace(dash, plus, 0, -1)},
+      {"(null)", null.replace(dash, plus, 0, -1)},
   };
-  for (Row const& row : rows) {
-    ZtbString const string(row.text, true);
-    SCOPED_TRACE(shown(string) + " / " + std::to_string(row.start));
-    EXPECT_EQ(row.mid, shown(string.mid(row.start, row.count)));
-  }
-  ZtbString const text = lit("a\u00e9\u20ac");
-  EXPECT_EQ("\u20ac", shown(text.right(1)));
-  EXPECT_EQ("a\u00e9\u20ac", shown(text.right(INT_MAX)));
-  EXPECT_EQ("", shown(text.right(0)));
-  EXPECT_EQ("", shown(text.right(INT_MIN)));
-  EXPECT_EQ("(null)", shown(ZtbString().right(1)));
+  for (Row const& row : rows) EXPECT_EQ(row.expected, shown(row.actual)) << "row " << &row - rows;
 }
 
-TEST_F(ZtbStringTest, ReplacesIntoANewString) {
-  struct Row {
-    char const* text;
-    char const* from;
-    char const* to;
-    unsigned start;
-    int count;
-    char const* result;
-  } const rows[] = {
-      {"a-b-c", "-", "+", 0, -1, "a+b+c"},
-      {"a-b-c", "-", "+", 0, 1, "a+b-c"},
-      {"a-b-c", "-", "+", 0, 0, "a-b-c"},
-      {"a-b-c", "-", "+", 2, -1, "a-b+c"},
-      {"--x", "--", "-", 0, -1, "-x"},
-      {"xxxx", "x", "xx", 2, -1, "xxxxxx"},
-      {"aaa", "aa", "b", 0, -1, "ba"},
-      {"aaa", "aa", "b", 1, INT_MIN, "ab"},
-      {"abc", "b", nullptr, 0, -1, "ac"},
-      {"abc", "", "x", 0, -1, "abc"},
-      {"abc", nullptr, "x", 0, -1, "abc"},
-      {"abc", "c", "x", UINT_MAX, -1, "abc"},
-      {"abc", "c", "x", 3, -1, "abc"},
-      {"", "a", "b", 0, -1, ""},
-      {nullptr, "a", "b", 0, -1, "(null)"},
-      {"\u00e9x\u00e9", "\u00e9", "\u20ac", 1, -1, "\u00e9x\u20ac"},
-      {"\u00e9x\u00e9", "x", "\u20ac\u20ac", 0, -1, "\u00e9\u20ac\u20ac\u00e9"},
-      {"abc", "abc", "", 0, -1, ""},
-  };
-  for (Row const& row : rows) {
-    ZtbString const string(row.text, true), from(row.from, true), to(row.to, true);
-    SCOPED_TRACE(shown(string) + " / " + shown(from) + " / " + std::to_string(row.start));
-    ZtbString const result = string.replace(from, to, row.start, row.count);
-    EXPECT_EQ(row.result, shown(result));
-    if (!result.isNull()) {
-      EXPECT_EQ(ZtbString(row.result, true).length(), result.length());
-    }
-  }
-}
-
-TEST_F(ZtbStringTest, TrimsTheChosenEnds) {
-  struct Row {
-    char const* text;
-    bool left, right;
-    int removed;
-    char const* result;
-  } const rows[] = {
-      {"  a b ", true, true, 3, "a b"},
-      {"  a b ", true, false, 2, "a b "},
-      {"  a b ", false, true, 1, "  a b"},
-      {"  a b ", false, false, 0, "  a b "},
-      {" \t\u2003\u00a0", true, true, 4, ""},
-      {" \t\u2003", false, true, 3, ""},
-      {"\u3000\u00e9 \u20ac\u3000", true, true, 2, "\u00e9 \u20ac"},
-      {"", true, true, 0, ""},
-      {nullptr, true, true, 0, "(null)"},
-      {"a", true, true, 0, "a"},
-  };
-  for (Row const& row : rows) {
-    ZtbString string(row.text, true);
-    SCOPED_TRACE(shown(string));
-    EXPECT_EQ(row.removed, string.trim(row.left, row.right));
-    EXPECT_EQ(row.result, shown(string));
-    EXPECT_EQ(lit(string.asCstr()).length(), string.length());
-  }
-  ZtbString quoted = lit("\u20ac\u20acx\u20ac");
-  EXPECT_EQ(0, quoted.trimChar(0, true, true));
-  EXPECT_EQ(0, quoted.trimChar('x', true, true));
-  EXPECT_EQ(3, quoted.trimChar(0x20ac, true, true));
-  EXPECT_EQ("x", shown(quoted));
+TEST_F(ZtbStringTest, TrimsUnicodeWhiteSpaceAndGivenCharacters) {
+  ZtbString blank = lit(" \t\u2003\u00a0"), text = lit("\u3000\u00e9 \u20ac\u3000"), null;
+  EXPECT_EQ(4, blank.trim(false, true));
+  EXPECT_EQ("", shown(blank));
+  EXPECT_EQ(0, text.trim(false, false));
+  EXPECT_EQ(1, text.trim(true, false));
+  EXPECT_EQ(0, text.trimChar(0, true, true));
+  EXPECT_EQ(2, text.trim(true, true) + text.trimChar(0x20ac, true, true));
+  EXPECT_EQ("\u00e9 ", shown(text));
+  EXPECT_EQ(0, null.trim(true, true));
+  EXPECT_EQ("(null)", shown(null));
 }
 
 TEST_F(ZtbStringTest, AssignBytesStopsAtWholeCharacters) {
@@ -266,21 +187,15 @@ TEST_F(ZtbStringTest, AssignBytesStopsAtWholeCharacters) {
     char const* text;
     int nBytes;
     char const* result;
-  } const rows[] = {{"a\u20acb", 5, "a\u20acb"},
-                    {"a\u20acb", INT_MAX, "a\u20acb"},
-                    {"a\u20acb", 4, "a\u20ac"},
-                    {"a\u20acb", 3, "a"},
-                    {"a\u20acb", 0, ""},
-                    {"a\u20acb", -1, ""},
-                    {"a\xe2\x82", 3, "a"},
-                    {"a\xff"
-                     "b",
-                     3, "a"},
-                    {nullptr, 3, ""}};
+  } const rows[] = {
+      {"a\u20acb", INT_MAX, "a\u20acb"},
+      {"a\u20acb", 3, "a"},
+      {"a\u20acb", -1, ""},
+      {"a\xe2\x82", 3, "a"},
+      {nullptr, 3, ""},
+  };
   for (Row const& row : rows) {
-    ZtbString string;
-    EXPECT_EQ(row.result, shown(string.assignBytes(row.text, row.nBytes))) << row.nBytes;
-    EXPECT_EQ(lit(row.result).length(), string.length());
+    EXPECT_EQ(row.result, shown(ZtbString().assignBytes(row.text, row.nBytes))) << row.nBytes;
   }
 }
 
@@ -321,26 +236,6 @@ TEST_F(ZtbStringTest, WritesDoublesWithAPointInEveryLocale) {
   std::setlocale(LC_NUMERIC, before.c_str());
 }
 
-TEST_F(ZtbStringTest, WritingLeavesOtherHoldersAlone) {
-  char const* const text = "  a-long-text-beyond-any-short-form  ";
-  void (*const writers[])(ZtbString&) = {
-      [](ZtbString& s) { s.append("x", nullptr); }, [](ZtbString& s) { s.append("x", 1, nullptr); },
-      [](ZtbString& s) { s.append(s, nullptr); },   [](ZtbString& s) { s.truncate(3); },
-      [](ZtbString& s) { s.trim(true, true); },     [](ZtbString& s) { s.uppercase(); },
-      [](ZtbString& s) { s.assign("other"); },      [](ZtbString& s) { s.setNull(); },
-  };
-  for (bool const isStatic : {true, false}) {
-    for (auto const write : writers) {
-      ZtbString const original(text, isStatic);
-      ZtbString copy(original);
-      write(copy);
-      EXPECT_STREQ(text, original.asCstr());
-      EXPECT_EQ(isStatic, original.asCstr() == text);
-      EXPECT_STRNE(text, copy.asCstr());
-    }
-  }
-}
-
 TEST_F(ZtbStringTest, NullTakesOverTheFormThatIsAppended) {
   ZtbString const fixed = lit("fixed");
   ZtbString const shared("shared", false);
@@ -368,7 +263,6 @@ TEST_F(ZtbStringTest, ReadingAndCopyingAllocateNothing) {
   unsigned long const before = requests();
   ZtbString copy(original), assigned;
   assigned = copy;
-  copy = copy;
   EXPECT_EQ(6u, assigned.length());
   EXPECT_EQ(5, assigned.find(lit("\u20ac"), 0));
   EXPECT_EQ(0, fixed.trim(true, true));
@@ -429,17 +323,6 @@ TEST_F(ZtbStringTest, CaseMappingRebuildsTheText) {
   EXPECT_TRUE(empty.uppercase() && null.uppercase());
   EXPECT_EQ("", shown(empty));
   EXPECT_TRUE(null.isNull());
-}
-
-TEST_F(ZtbStringTest, OrdersMaps) {
-  std::map<ZtbString, int, ZtbStringLessInsensitive> map;
-  map[lit("BASE/temp")] = 1;
-  map[lit("base/TEMP")] = 2;
-  map[ZtbString()] = 3;
-  map[lit("")] = 4;
-  EXPECT_EQ(3u, map.size());
-  EXPECT_EQ(2, map[lit("Base/Temp")]);
-  EXPECT_TRUE(map.begin()->first.isNull());
 }
 
 // Without the pool every copy fails, which shows what each failure leaves.
@@ -506,21 +389,7 @@ struct Model {
 };
 
 std::string utf8(std::u32string const& text) {
-  std::string bytes;
-  for (char32_t const c : text) {
-    auto const put = [&](unsigned value) { bytes += static_cast<char>(value); };
-    auto const tail = [&](int shift) { put(0x80 | ((c >> shift) & 0x3f)); };
-    if (c < 0x80) {
-      put(c);
-    } else if (c < 0x800) {
-      put(0xc0 | (c >> 6)), tail(0);
-    } else if (c < 0x10000) {
-      put(0xe0 | (c >> 12)), tail(6), tail(0);
-    } else {
-      put(0xf0 | (c >> 18)), tail(12), tail(6), tail(0);
-    }
-  }
-  return bytes;
+  return std::wstring_convert<std::codecvt_utf8<char32_t>, char32_t>().to_bytes(text);
 }
 
 // Random operations on a few strings and their models. Strings are copied into one another, so
@@ -530,48 +399,12 @@ class RandomStrings {
   explicit RandomStrings(unsigned seed) : mRandom(seed) {}
 
   void step() {
-    unsigned const at = below(kSlots);
-    switch (below(14)) {
-      case 0:
-        set(at, below(8) == 0 ? Model{} : randomModel(10), below(2) == 0);
-        break;
-      case 1: {
-        unsigned const from = below(kSlots);
-        mStrings[at] = mStrings[from];
-        mModels[at] = mModels[from];
-        break;
-      }
-      case 2:
-      case 3:
-        appendString(at, below(kSlots));
-        break;
-      case 4:
-        appendText(at);
-        break;
-      case 5:
-        appendOwnTail(at);
-        break;
-      case 6:
-        truncate(at);
-        break;
-      case 7:
-        trim(at, U' ');
-        break;
-      case 8:
-        trim(at, U'\u20ac');
-        break;
-      case 9:
-        replace(at);
-        break;
-      case 10:
-        part(at, below(kSlots));
-        break;
-      case 11:
-        assignBytes(at);
-        break;
-      default:
-        find(at);
-    }
+    using S = RandomStrings;
+    static constexpr void (S::*kSteps[])(unsigned) = {
+        &S::set,           &S::copy,     &S::appendString, &S::appendText,
+        &S::appendOwnTail, &S::truncate, &S::trimBlanks,   &S::trimEuros,
+        &S::replace,       &S::part,     &S::assignBytes,  &S::find};
+    (this->*kSteps[below(std::size(kSteps))])(below(kSlots));
     check();
   }
 
@@ -597,21 +430,24 @@ class RandomStrings {
     return mTexts.back().c_str();
   }
 
-  void set(unsigned at, Model const& model, bool isStatic) {
-    mStrings[at] = ZtbString(model.isNull ? nullptr : keep(model.text), isStatic);
-    mModels[at] = model;
+  void set(unsigned at) {
+    mModels[at] = below(8) == 0 ? Model{} : randomModel(10);
+    char const* const text = mModels[at].isNull ? nullptr : keep(mModels[at].text);
+    mStrings[at] = ZtbString(text, below(2) == 0);
   }
 
-  void appendString(unsigned at, unsigned other) {
-    Model const added = mModels[other];
-    if (mModels[at].text.size() + added.text.size() > kLongest)
-      return set(at, randomModel(4), true);
+  void copy(unsigned at) {
+    unsigned const from = below(kSlots);
+    mStrings[at] = mStrings[from];
+    mModels[at] = mModels[from];
+  }
+
+  void appendString(unsigned at) {
+    unsigned const other = below(kSlots);
+    if (mModels[at].text.size() > kLongest) return set(at);
     mStrings[at].append(mStrings[other], nullptr);
-    if (mModels[at].isNull) {
-      mModels[at] = added;
-    } else {
-      mModels[at].text += added.text;
-    }
+    mModels[at].isNull = mModels[at].isNull && mModels[other].isNull;
+    mModels[at].text += std::u32string(mModels[other].text);
   }
 
   void appendText(unsigned at) {
@@ -635,6 +471,9 @@ class RandomStrings {
     mStrings[at].truncate(count);
     if (mModels[at].text.size() > count) mModels[at].text.resize(count);
   }
+
+  void trimBlanks(unsigned at) { trim(at, U' '); }
+  void trimEuros(unsigned at) { trim(at, U'\u20ac'); }
 
   void trim(unsigned at, char32_t gone) {
     bool const left = below(2) == 0, right = below(2) == 0;
@@ -663,7 +502,8 @@ class RandomStrings {
     }
   }
 
-  void part(unsigned at, unsigned target) {
+  void part(unsigned at) {
+    unsigned const target = below(kSlots);
     unsigned const start = below(12);
     int const count = static_cast<int>(below(8)) - 1;
     mStrings[target] = mStrings[at].mid(start, count);
