@@ -123,6 +123,21 @@ TEST_F(ZtbTool, ConfigKeepsModeAndFollowsLinks) {
   EXPECT_EQ("\nA=1\n", ztbtest::readFile(mFolder.path("new.cfg")));
 }
 
+// A rename would put a file where a pipe or a device is.
+TEST_F(ZtbTool, ConfigRefusesWhatIsNoRegularFile) {
+  ASSERT_EQ(0, mkfifo(mFolder.path("pipe").c_str(), 0600));
+  fs::create_symlink("pipe", mFolder.path("link"));
+  fs::create_symlink("loop", mFolder.path("loop"));
+  for (char const* name : {"pipe", "link", ".", "loop"}) {
+    for (char const* edit : {"set %s A 1", "unset %s A", "comment %s A c"}) {
+      std::string arguments = edit;
+      arguments.replace(arguments.find("%s"), 2, name);
+      EXPECT_EQ(1, ztb("config " + arguments).exitCode) << arguments;
+    }
+  }
+  EXPECT_TRUE(fs::is_fifo(mFolder.path("pipe")));
+}
+
 TEST_F(ZtbTool, AFullDiskLeavesTheOldBytes) {
   std::string const disk = mFolder.path("disk");
   fs::create_directories(disk);

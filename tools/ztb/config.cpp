@@ -47,10 +47,48 @@ class Descriptor {
   int mNumber;
 };
 
-// A new file beside `target`, with its mode and owner, that is gone unless it takes its place.
+// The file to edit as it was before it was read, or that there was none. Refuses what a rename
+// would destroy: a device, a pipe or a folder, and a file that the user has no right to write.
+class Original {
+ public:
+  explicit Original(fs::path const& path) : mPath(path), mIsThere(look(mStatus)) {
+    if (!mIsThere) return;
+    if (!S_ISREG(mStatus.st_mode)) {
+      throw Refused("can't edit \"" + printable(path.string()) + "\": it is no regular file");
+    }
+    if (::faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) != 0) refuse("can't write", path);
+  }
+  fs::path const& path() const { return mPath; }
+  bool isThere() const { return mIsThere; }
+  struct stat const& status() const {
+    return mStatus;
+  }
+
+  bool isUnchanged() const {
+    struct stat now = {};
+    if (look(now) != mIsThere) return false;
+    return now.st_dev == mStatus.st_dev && now.st_ino == mStatus.st_ino &&
+           now.st_size == mStatus.st_size && now.st_ctim.tv_sec == mStatus.st_ctim.tv_sec &&
+           now.st_ctim.tv_nsec == mStatus.st_ctim.tv_nsec;
+  }
+
+ private:
+  bool look(struct stat& status) const {
+    if (::stat(mPath.c_str(), &status) == 0) return true;
+    if (errno != ENOENT) refuse("can't open", mPath);
+    return false;
+  }
+
+  fs::path mPath;
+  struct stat mStatus = {};
+  bool mIsThere;
+};
+
+// A new file beside the original, with its mode and owner, that is gone unless it takes its place.
 class Replacement {
  public:
-  explicit Replacement(fs::path const& target) : mTarget(target) {
+  explicit Replacement(Original const& original) : mOriginal(original) {
+    fs::path const& target = original.path();
     std::string name = target.string() + ".XXXXXX";
     int const number = ::mkostemp(name.data(), O_CLOEXEC);
     if (number < 0) refuse("can't make a file beside", target);
@@ -71,42 +109,47 @@ class Replacement {
 
   // The bytes are on the disk before the name changes, and the name is before the command ends.
   void takePlace() {
-    flush(mPath, O_WRONLY);
-    if (::rename(mPath.c_str(), mTarget.c_str()) != 0) refuse("can't replace", mTarget);
+    fs::path const& target = mOriginal.path();
+    fs::path const folderPath = target.has_parent_path() ? target.parent_path() : ".";
+    Descriptor const folder(folderPath, O_RDONLY | O_DIRECTORY);
+    flush(Descriptor(mPath, O_WRONLY), mPath);
+    if (!mOriginal.isUnchanged()) {
+      throw Refused("\"" + printable(target.string()) + "\" has changed meanwhile: try again");
+    }
+    if (::rename(mPath.c_str(), target.c_str()) != 0) refuse("can't replace", target);
     mPath.clear();
-    flush(mTarget.has_parent_path() ? mTarget.parent_path() : fs::path("."),
-          O_RDONLY | O_DIRECTORY);
+    flush(folder, folderPath);
   }
 
  private:
   bool copyModeAndOwner(int number) const {
-    struct stat status;
-    if (::stat(mTarget.c_str(), &status) != 0) {
+    if (!mOriginal.isThere()) {
       // A new file gets what the user's mask leaves.
       mode_t const mask = ::umask(0);
       ::umask(mask);
       return ::fchmod(number, 0666 & ~mask) == 0;
     }
+    struct stat const& status = mOriginal.status();
     struct stat own;
     if (::fstat(number, &own) != 0) return false;
     bool const sameOwner = own.st_uid == status.st_uid && own.st_gid == status.st_gid;
     if (!sameOwner && ::fchown(number, status.st_uid, status.st_gid) != 0) return false;
     return ::fchmod(number, status.st_mode & 07777) == 0;
   }
-  static void flush(fs::path const& path, int flags) {
-    Descriptor const descriptor(path, flags);
+  static void flush(Descriptor const& descriptor, fs::path const& path) {
     if (::fsync(descriptor.get()) != 0) refuse("can't flush", path);
   }
 
-  fs::path mTarget;
+  Original const& mOriginal;
   std::string mPath;
 };
 
 // The file that a path stands for: a link is followed, also one whose target isn't there yet.
 fs::path targetOf(fs::path path) {
   constexpr int kMostLinks = 40;
-  for (int i = 0; i < kMostLinks && fs::is_symlink(path); ++i) {
-    fs::path const target = fs::read_symlink(path);
+  std::error_code ignored;  // whoever opens the path finds the same
+  for (int i = 0; i < kMostLinks && fs::is_symlink(path, ignored); ++i) {
+    fs::path const target = fs::read_symlink(path, ignored);
     path = target.is_absolute() ? target : path.parent_path() / target;
   }
   return path;
@@ -116,9 +159,12 @@ void read(ZtbConfigFile& file, std::string const& path) {
   if (!file.read(toZtb(path))) throw Refused(fromZtb(file.getErrorMessage()));
 }
 
-void save(ZtbConfigFile& file, std::string const& path) {
-  Replacement replacement(targetOf(path));
-  if (!file.write(toZtb(replacement.path()))) throw Refused(fromZtb(file.getErrorMessage()));
+void save(ZtbConfigFile& file, Original const& original) {
+  Replacement replacement(original);
+  if (!file.write(toZtb(replacement.path()))) {
+    throw Refused("\"" + printable(original.path().string()) +
+                  "\" stays as it was: " + fromZtb(file.getErrorMessage()));
+  }
   replacement.takePlace();
 }
 
@@ -138,10 +184,11 @@ int get(Arguments const& arguments) {
 }
 
 int set(Arguments const& arguments) {
+  Original const original(targetOf(arguments.file));
   ZtbConfigFile file;
-  if (fs::exists(arguments.file)) read(file, arguments.file);
+  if (original.isThere()) read(file, original.path());
   file.setEntry(toZtb(arguments.key), toZtb(arguments.text));
-  save(file, arguments.file);
+  save(file, original);
   return 0;
 }
 
@@ -150,20 +197,22 @@ void needEntry(ZtbConfigFile& file, std::string const& key) {
 }
 
 int unset(Arguments const& arguments) {
+  Original const original(targetOf(arguments.file));
   ZtbConfigFile file;
-  read(file, arguments.file);
+  read(file, original.path());
   needEntry(file, arguments.key);
   file.deleteEntry(toZtb(arguments.key));
-  save(file, arguments.file);
+  save(file, original);
   return 0;
 }
 
 int comment(Arguments const& arguments) {
+  Original const original(targetOf(arguments.file));
   ZtbConfigFile file;
-  read(file, arguments.file);
+  read(file, original.path());
   needEntry(file, arguments.key);
   file.setEntryComment(toZtb(arguments.key), toZtb(arguments.text));
-  save(file, arguments.file);
+  save(file, original);
   return 0;
 }
 
