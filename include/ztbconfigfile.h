@@ -60,7 +60,8 @@ class ZTB_API ZtbConfigFile {
   // When memory runs out the result is false, and the model may hold a part of the file: clear it.
   bool read(ZtbString const& path);
 
-  // Replaces the content of the file at `path` by the model, as UTF-8 with LF at each line's end.
+  // Replaces the content of the file at `path` by the model, as UTF-8 with LF at each line's end;
+  // what is ill-formed in a text that was set becomes U+FFFD.
   // The lines come in their order, each entry as "key=value" in its line's spelling, under
   // "#comment" if its comment has text. Then each entry without a line of its own comes in key
   // order, behind a blank line. The model doesn't change, so that a second call writes the same.

@@ -348,7 +348,7 @@ class DefinitionSort {
     }
   }
 
-  // By rank, equal ranks as they stand: a radix sort that passes over the bytes that differ.
+  // By rank, equal ranks as they stand: a radix sort by the bytes that aren't all the same.
   // Comparing would guess wrongly at every other step, and take three times as long.
   void sortRanks(std::span<Definition> found) {
     constexpr std::size_t kFew = 64;
@@ -802,6 +802,19 @@ void give(ConfigEntry const& entry, ZtbString* key, ZtbString* value) {
 
 constexpr char kNoMemory[] = "There isn't enough memory for the configuration file";
 
+// As guarded, for what tells why it failed.
+template <class Body, class Use>
+bool guardedWithText(Body* body, Use use) noexcept {
+  bool enoughMemory = false;
+  bool const done = guarded(body, false, [&](Body& model) {
+    bool const wasDone = use(model);
+    enoughMemory = true;
+    return wasDone;
+  });
+  if (!enoughMemory && body != nullptr) body->errorMessage = ZtbString(kNoMemory, true);
+  return done;
+}
+
 }  // namespace
 
 ZtbConfigFile::ZtbConfigFile() : mBody(nullptr) {
@@ -827,18 +840,11 @@ ZtbConfigFile::~ZtbConfigFile() {
 }
 
 bool ZtbConfigFile::read(ZtbString const& path) {
-  bool enoughMemory = false;
-  bool const done = guarded(mBody, false, [&](Body& body) {
-    bool const wasRead = body.read(path.asCstr());
-    enoughMemory = true;
-    return wasRead;
-  });
-  if (!enoughMemory && mBody != nullptr) mBody->errorMessage = ZtbString(kNoMemory, true);
-  return done;
+  return guardedWithText(mBody, [&](Body& body) { return body.read(path.asCstr()); });
 }
 
 bool ZtbConfigFile::write(ZtbString const& path) {
-  return guarded(mBody, false, [&](Body& body) { return body.write(path.asCstr()); });
+  return guardedWithText(mBody, [&](Body& body) { return body.write(path.asCstr()); });
 }
 
 void ZtbConfigFile::clear() {
