@@ -17,7 +17,9 @@
 // Lifetime. Bodies need the pool: before ztbInitialize, whatever has to copy text fails as it does
 // without memory, while the static form and reading work at all times. The pool takes all bodies
 // with it at the last ztbShutdown, so a string that is destroyed, set to null or overwritten after
-// that lets go of its body without touching it; its text must not be read any more.
+// that lets go of its body without touching it; it must not be read or copied any more. All of them
+// have to be gone before a further ztbInitialize, since nobody could tell their bodies from new
+// ones.
 //
 // Threads. Different strings that share a body may be copied, read, changed and destroyed on
 // different threads. One and the same object is not protected.
@@ -150,7 +152,7 @@ class ZTB_API ZtbString {
   bool uppercase();
 
  private:
-  struct InternalString;
+  struct ZTB_LOCAL InternalString;
 
   // The body's reference counter, which stands behind its first pointer.
   static int* referencesOf(InternalString* body);
@@ -160,22 +162,23 @@ class ZTB_API ZtbString {
   static void releaseInternal(InternalString* body);
 
   // A body with an unterminated buffer for `capacityFor` bytes and a terminator, or null.
-  InternalString* newString(unsigned int capacityFor);
+  ZTB_LOCAL InternalString* newString(unsigned int capacityFor);
   // Installs a body in place of whatever the string holds.
-  void replaceString(InternalString* body);
+  ZTB_LOCAL void replaceString(InternalString* body);
   // Add to the body, or make a new one; negative counts are unknown.
-  bool doAppend(char const* text, int nChars, int nBytes);
-  bool doAssign(char const* text, int nChars, int nBytes);
+  ZTB_LOCAL bool doAppend(char const* text, int nChars, int nBytes);
+  ZTB_LOCAL bool doAssign(char const* text, int nChars, int nBytes);
   // What the two text forms of append come to. Kept out of line of their short way.
-  [[gnu::noinline]] ZtbString& appendText(char const* text, int nChars, bool* failed);
+  [[gnu::noinline]] ZTB_LOCAL ZtbString& appendText(char const* text, int nChars, bool* failed);
   // Gives a static string a body; on failure it stays static.
-  bool convertStatic();
+  ZTB_LOCAL bool convertStatic();
   // Makes the string writable in place: afterwards it has a body of its own.
-  bool prepWrite();
+  ZTB_LOCAL bool prepWrite();
   // Keeps `nBytes` bytes from `firstByte` on, which takes off `charsCut` characters.
-  int keepBytes(unsigned int firstByte, unsigned int nBytes, unsigned int charsCut);
+  ZTB_LOCAL int keepBytes(unsigned int firstByte, unsigned int nBytes, unsigned int charsCut);
   // Rebuilds the text by a case mapping of ztschr12.
-  bool mapCase(unsigned int (*mapping)(char const* source, char* target, unsigned int size));
+  ZTB_LOCAL bool mapCase(unsigned int (*mapping)(char const* source, char* target,
+                                                 unsigned int size));
 
   InternalString* internal;
   char const* staticText;
