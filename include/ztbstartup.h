@@ -8,18 +8,22 @@
 //
 //   1. ETC/app.cfg, then USER/app.cfg
 //   2. the files of ztbStartupAddConfigFile in their order, each from ETC and then from USER
-//   3. the files *.cfg of BASE/MACROS_PATH (ETC/macros by default), then of USER/macros
+//   3. the files *.cfg, in any case, of BASE/MACROS_PATH (ETC/macros by default), then of
+//   USER/macros
 //   4. ETC/macros.cfg, then USER/macros.cfg
 //   5. the environment
 //   6. the options of ztbStartupAddOption
 //
 // It then derives what nobody set (BASE/TEMP, BASE/MESSAGE_PATH, BASE/PLUGIN_PATH, BASE/EXE_PATH,
-// BASE/LIBRARY_PATH, BASE/REPOS_USER_PATH, BASE/REPOS_SYS_PATH, ZTEXEC_HOME), opens the message
-// database, configures logging and starts the dependency library ztbdeps31.
+// BASE/LIBRARY_PATH, BASE/REPOS_USER_PATH, BASE/REPOS_SYS_PATH, and before the macros
+// BASE/MACROS_PATH), always sets TEMP and ZTEXEC_HOME, opens the message database, configures
+// logging and starts the dependency library ztbdeps31. ZTEXEC_HOME has at most 259 bytes; a longer
+// one counts as not set.
 //
 // Threads: the operations that queue input and ztbStartup may be called from any thread while the
-// library is up; one lock orders them. The dependency library's start runs with that lock held and
-// must not call back into them, nor into ztbRegisterShutdownHandler.
+// library is up; one lock orders them. The dependency library's start, and its stop when a second
+// ztbStartup replaces it, run with that lock held and must not call back into them, nor into
+// ztbRegisterShutdownHandler.
 
 #ifndef ZTBSTARTUP_H
 #define ZTBSTARTUP_H
@@ -29,9 +33,9 @@
 
 // Runs the sequence above, once after ztbInitialize. 0 on success, with `*errorMessage` untouched.
 // 1 on failure, with `*errorMessage` (if the pointer isn't null) set to the reason, in a static
-// buffer that the next failure overwrites; the text is empty when the library isn't up. What was
-// done until then stays done: the caller is expected to give up and to call ztbShutdown, which it
-// still owes.
+// buffer that the next failure overwrites. When the library isn't up, the text is that of the
+// failure before, at first empty. What was done until then stays done: the caller is expected to
+// give up and to call ztbShutdown, which it still owes.
 //
 // A second call applies everything again, over what is in the store, and stops and unloads the
 // dependency library before it loads it anew.
@@ -43,12 +47,13 @@ ZTB_API int ztbStartup(char const** errorMessage);
 
 // Queues a configuration file: a path relative to ETC and USER, or an absolute path, which is read
 // as it is (once for each of the two). A file queued twice is read twice. The queue is the store
-// ".@=Files=@.", keeps 9999 files apart, and lives until ztbShutdown. Gives 0 and sets
-// `*errorMessage` to null.
+// ".@=Files=@.", keeps 9999 files apart (later ones take the places of earlier ones), and lives
+// until ztbShutdown or ztbClearConfigOptions of that name. Gives 0 and sets `*errorMessage` to
+// null.
 ZTB_API int ztbStartupAddConfigFile(char const* path, char const** errorMessage);
 
 // Queues an option that overrides every other source. Queued again under the same name, the last
-// value counts. The queue is the store ".@=CommandArgs=@." and lives until ztbShutdown. Null texts
+// value counts. The queue is the store ".@=CommandArgs=@." and lives as long. Null texts
 // count as null strings. Gives 0 and sets `*errorMessage` to null.
 ZTB_API int ztbStartupAddOption(char const* name, char const* value, char const** errorMessage);
 

@@ -5,9 +5,11 @@
 #ifndef ZTBINIT_P_H
 #define ZTBINIT_P_H
 
-// The lock of the handler list, the start-up input and the whole of ztbStartup. Null while the
-// library is down; taking it then does nothing.
+// Whether the library is up, that is whether the global lock exists.
 bool ztbIsInitialized();
+
+// The lock of the handler list, the start-up input and the whole of ztbStartup. While the library
+// is down, taking it does nothing.
 void ztbLockGlobal();
 void ztbUnlockGlobal();
 

@@ -413,11 +413,11 @@ int ztbStartupAddConfigFile(char const* path, char const** errorMessage) {
   if (queue == nullptr) return 0;
   ZtbString count;
   queue->getOption(literal(kFileCount), &count);
-  int const number = count.asInt(nullptr) + 1;
+  __int64 const number = __int64{count.asInt(nullptr)} + 1;
   count.assign(number);
   queue->setOption(literal(kFileCount), count);
-  char digits[16];
-  std::snprintf(digits, sizeof digits, "%4.4d", number);
+  char digits[24];
+  std::snprintf(digits, sizeof digits, "%4.4lld", number);
   digits[4] = '\0';
   queue->setOption(ztbStringFormat("FilePrefix_%s", digits), ZtbString(path, false));
   return 0;

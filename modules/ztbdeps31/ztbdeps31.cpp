@@ -5,8 +5,9 @@
 // stop as lines of the text file that the option DEPS/LOG_PATH names, and does nothing without that
 // option.
 //
-// Both entry points take one pointer, which is null, and run with start-up's lock held: they may
-// use the library, but not queue start-up input or register shutdown handlers.
+// Both entry points take one pointer, which is null. The start runs with start-up's lock held, and
+// so does the stop when a second ztbStartup replaces the module: they may use the library, but not
+// queue start-up input or register shutdown handlers.
 
 #include "ztbconfigoptions.h"
 #include "ztbdate.h"
