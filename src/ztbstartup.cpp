@@ -413,7 +413,7 @@ int ztbStartupAddConfigFile(char const* path, char const** errorMessage) {
   if (queue == nullptr) return 0;
   ZtbString count;
   queue->getOption(literal(kFileCount), &count);
-  __int64 const number = __int64{count.asInt(nullptr)} + 1;
+  __int64 const number = static_cast<__int64>(count.asInt(nullptr)) + 1;
   count.assign(number);
   queue->setOption(literal(kFileCount), count);
   char digits[24];
