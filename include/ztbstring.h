@@ -156,7 +156,7 @@ class ZTB_API ZtbString {
 
   // The body's reference counter, which stands behind its first pointer.
   static int* referencesOf(InternalString* body);
-  static void addReference(InternalString* body);
+  ZTB_LOCAL static void addReference(InternalString* body);
   // Drops a reference, and the body with the last one. After the pool's last stop there is nothing
   // left to drop.
   static void releaseInternal(InternalString* body);
@@ -216,7 +216,7 @@ inline ZtbString::ZtbString(ZtbString const& other)
   if (*ZtbMemPool::soleThread) {
     ++*referencesOf(internal);
   } else {
-    addReference(internal);
+    __atomic_fetch_add(referencesOf(internal), 1, __ATOMIC_RELAXED);
   }
 }
 
