@@ -6,10 +6,11 @@
 // U+FFFD, one for each maximal ill-formed part, and so does a NUL, so that what is read is always a
 // well-formed, terminated text. A file of any size is read in constant memory (about 130 KB).
 // Writing, a line ends with LF. Nothing is held back: when a call gives true, the system has the
-// text. A full disk is therefore seen by the call that met it, and `close` has nothing to lose.
+// text. A full disk is therefore seen by the call that met it, as far as the file system tells at
+// the write, and `close` has nothing to lose.
 //
 // An object belongs to one thread at a time. Files opened with ModeAppend may be written by several
-// objects and processes at once: what one call writes stays in one piece.
+// objects and processes at once: in a regular file, what one call writes stays in one piece.
 
 #ifndef ZTBTXTFILE_H
 #define ZTBTXTFILE_H
@@ -24,7 +25,8 @@
 //   char piece[1024];
 //   bool complete = false;
 //   ZtbString line("", true);
-//   for (int n; (n = file.readln(piece, sizeof piece, &complete)) >= 0;) {
+//   int n = 0;
+//   while ((n = file.readln(piece, sizeof piece, &complete)) >= 0) {
 //     line.append(piece, nullptr);
 //     if (complete) {
 //       use(line);
@@ -32,6 +34,7 @@
 //     }
 //   }
 //   if (line.length() > 0) use(line);  // the last line had no line end
+//   if (n == -1) fail(file.getErrorMessage());
 class ZTB_API ZtbTxtFile {
  public:
   enum Mode {
@@ -51,9 +54,9 @@ class ZTB_API ZtbTxtFile {
   //
   // `encoding` is 0 for UTF-8, 7 and 8 for UTF-16 big- and little-endian, 24 for Windows-1252, or
   // another number of docs/text-files.md. -1 chooses: reading, by the byte-order mark if option 1
-  // allows it, then UTF-8 if the text is that, then the set of the user's locale (Windows-1252 if
-  // that is UTF-8 or ASCII, or unknown); writing, UTF-8; appending, what the mark of the existing
-  // file says, or UTF-8.
+  // allows it, then UTF-8 if the first block (up to 64 KiB) that isn't all ASCII is that, then the
+  // set of the user's locale (Windows-1252 if that is UTF-8 or ASCII, or unknown); writing, UTF-8;
+  // appending, what the mark of the existing file says, or UTF-8.
   //
   // `options` is a sum. Reading, 1 looks for a byte-order mark, which isn't delivered and settles
   // the encoding even against `encoding`; without it a mark is read as U+FEFF. Writing to a file
@@ -73,7 +76,7 @@ class ZTB_API ZtbTxtFile {
   ZtbString getErrorMessage();
 
   // The number of the file's encoding, never -1 while it is open; -1 if it is closed. A file
-  // opened for reading with -1 counts as UTF-8 as long as it has given nothing but ASCII.
+  // opened for reading with -1 counts as UTF-8 as long as what was read ahead is all ASCII.
   int getencoding();
 
   // Reads as much text as fits into `size` bytes with the terminator, across lines, and gives its
@@ -94,7 +97,8 @@ class ZTB_API ZtbTxtFile {
   int readln(char* buffer, unsigned int size, bool* complete);
 
   // Writes UTF-8 text as it stands: all of it, or at most `count` bytes if `count` isn't negative.
-  // What is ill-formed, also where `count` cuts a character, goes out as U+FFFD.
+  // What is ill-formed, also where `count` cuts a character, goes out as U+FFFD, or as "?" where
+  // the encoding has none.
   //
   // False if the file is closed or opened for reading, if `text` is null, if the system doesn't
   // take all of it, and if the file's encoding lacks one of the characters; in the last case

@@ -77,15 +77,16 @@ enum NpTextOptions : int {
 // `encoding` is an encoding number, or np_enc_detect:
 // - Reading: the mark if options allow it; UTF-8 if the text is well-formed; otherwise the set of
 //   the user's locale, or Windows-1252 if that is unknown, UTF-8 or ASCII. This is decided from the
-//   first 64 KiB read that aren't all ASCII, wherever in the file they are: until then
-//   np_fio_text_getenc says UTF-8. A character cut at their end isn't ill-formed. What is
+//   first block of up to 64 KiB that isn't all ASCII, wherever in the file it is: until then
+//   np_fio_text_getenc says UTF-8. A character cut at its end isn't ill-formed. What is
 //   ill-formed in a file taken for UTF-8 later on becomes U+FFFD.
 // - Writing with np_fio_flag_truncate: UTF-8.
 // - Writing without: the encoding of the mark that the file has, or UTF-8.
 //
 // An unknown encoding fails with np_fio_err_encoding before the file is made or emptied.
 //
-// Writing, the mark goes to the file at once, but only if the file is empty then. A file opened
+// Writing, the mark goes to the file at once, but only if the file is empty then (two
+// appenders that open an empty file at the same moment may both write one). A file opened
 // without np_fio_flag_truncate is only ever written at its end, where the file's end is at that
 // moment, so that appenders don't overwrite each other.
 int np_fio_text_open(char const* path, int flags, int encoding, int options, NpTextFile** result);

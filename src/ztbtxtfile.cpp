@@ -2,6 +2,7 @@
 
 #include "ztbtxtfile.h"
 
+#include <cerrno>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -82,15 +83,16 @@ bool ZtbTxtFile::open(char const* path, Mode mode, int encoding, int options) {
   int const flags = flagsOf(mode);
   if (flags == 0) return false;
   char const* const named = path == nullptr ? "" : path;
-  int const code = np_fio_text_open(path, flags, encoding, options, &mState->handle);
+  std::unique_ptr<char[]> copy = copyOf(named);
+  int const code = copy == nullptr
+                       ? np_fio_err_system + ENOMEM
+                       : np_fio_text_open(path, flags, encoding, options, &mState->handle);
   if (code != 0) {
     mErrorMessage = openFailure(named, code);
     return false;
   }
-  bool const isAtEnd = mode != ModeAppend || np_fio_text_unwind(mState->handle) == 0;
-  if (!isAtEnd) mErrorMessage = ztb_get_message(kSource, __LINE__, kGroup, 336);
-  std::unique_ptr<char[]> copy = isAtEnd ? copyOf(named) : nullptr;
-  if (copy == nullptr) {
+  if (mode == ModeAppend && np_fio_text_unwind(mState->handle) != 0) {
+    mErrorMessage = ztb_get_message(kSource, __LINE__, kGroup, 336);
     close();
     return false;
   }
