@@ -78,8 +78,8 @@ void noteCall(void* argument) {
 
 TEST(ZtbShutdown, RunsHandlersLastFirstInEveryCycle) {
   ASSERT_EQ("", initialize(kGoodPath));
-  char a[] = "A";
-  char b[] = "B";
+  static char a[] = "A";  // every later shutdown calls the handlers again
+  static char b[] = "B";
   ztbRegisterShutdownHandler(noteCall, a);
   ztbRegisterShutdownHandler(noteCall, b);
   ztbRegisterShutdownHandler(noteCall, a);
