@@ -31,16 +31,22 @@ struct Option {
   std::string origin;
 };
 
-// A password behind "pass=" never reaches the screen, in whichever option it stands.
-std::string masked(std::string value) {
-  std::string lowered = value;
-  std::transform(lowered.begin(), lowered.end(), lowered.begin(),
-                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
-  std::size_t const mark = lowered.find("pass=");
-  if (mark == std::string::npos) return value;
-  std::size_t const start = mark + 5;
-  std::size_t const end = std::min(value.find_first_of("/,", start), value.size());
-  return value.replace(start, end - start, "********");
+char lowerAscii(char c) {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
+}
+
+// No password behind "pass=" reaches the screen, in whichever option and wherever in it it stands.
+std::string masked(std::string_view value) {
+  constexpr std::string_view kMark = "pass=";
+  std::string shown;
+  for (;;) {
+    auto const mark = std::search(value.begin(), value.end(), kMark.begin(), kMark.end(),
+                                  [](char c, char wanted) { return lowerAscii(c) == wanted; });
+    if (mark == value.end()) return shown.append(value);
+    std::size_t const start = static_cast<std::size_t>(mark - value.begin()) + kMark.size();
+    shown.append(value.substr(0, start)).append("********");
+    value.remove_prefix(std::min(value.find_first_of("/,", start), value.size()));
+  }
 }
 
 void queueInput(Arguments const& arguments) {
@@ -99,6 +105,12 @@ int run(Arguments const& arguments) {
   return 0;
 }
 
+// The library keeps this many bytes of a user folder; a cut path would name another folder.
+std::string fitsUserPath(std::string const& path) {
+  constexpr std::size_t kMaxBytes = 259;
+  return path.size() <= kMaxBytes ? "" : "the path of the user folder is longer than 259 bytes";
+}
+
 std::string needsEquals(std::string const& setting) {
   return setting.find('=') != std::string::npos ? "" : "write it as KEY=VALUE: " + setting;
 }
@@ -110,7 +122,8 @@ Run declareOptions(CLI::App& app) {
   app.add_option("--home", arguments->home,
                  "Home of the installation (default: ZTEXEC_HOME, or the one beside the tool)")
       ->check(CLI::ExistingDirectory);
-  app.add_option("--user", arguments->user, "User folder, read after the home's etc");
+  app.add_option("--user", arguments->user, "User folder, read after the home's etc")
+      ->check(CLI::Validator(fitsUserPath, "PATH"));
   app.add_option("--file", arguments->files, "Further configuration file; may be repeated")
       ->allow_extra_args(false);
   app.add_option("--set", arguments->settings, "Option that overrides all; may be repeated")
