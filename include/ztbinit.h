@@ -36,15 +36,18 @@
 // is forgotten.
 //
 // 0 on success. 1 on failure: the library is as down as before, and `*errorMessage` (if the pointer
-// isn't null) is the reason, in a static buffer that stays good until the next failure.
+// isn't null) is the reason, in a static buffer that stays good until the next failure. On success
+// `*errorMessage` is untouched.
 ZTB_API int ztbInitialize(char const* executablePath, char const** errorMessage);
 
 // Has `handler(argument)` called by the outermost ztbShutdown, after the dependency library has
 // gone, while option stores, memory pool, messages and logging still work, and with none of the
 // library's locks held. The handler registered last is called first; one registered twice is called
-// twice. Registrations are never removed: they are called again at the end of each later cycle. A
-// null `handler`, and a registration for which there is no memory, are silently left out. Needs the
-// library up.
+// twice. Registrations are never removed: they are called again at the end of each later cycle, so
+// handler and argument must stay good until the process ends. A handler that is registered while
+// handlers run is called in the next cycle only. A handler must not throw, nor bring the library up
+// again. A null `handler`, and a registration for which there is no memory, are silently left out.
+// Needs the library up.
 ZTB_API void ztbRegisterShutdownHandler(void (*handler)(void*), void* argument);
 
 // Ends one ztbInitialize; without one it does nothing. The outermost call stops, in this order: the

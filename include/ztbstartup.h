@@ -8,8 +8,7 @@
 //
 //   1. ETC/app.cfg, then USER/app.cfg
 //   2. the files of ztbStartupAddConfigFile in their order, each from ETC and then from USER
-//   3. the files *.cfg, in any case, of BASE/MACROS_PATH (ETC/macros by default), then of
-//   USER/macros
+//   3. the files *.cfg (in any case) of BASE/MACROS_PATH (or else ETC/macros), then of USER/macros
 //   4. ETC/macros.cfg, then USER/macros.cfg
 //   5. the environment
 //   6. the options of ztbStartupAddOption
@@ -48,13 +47,14 @@ ZTB_API int ztbStartup(char const** errorMessage);
 // Queues a configuration file: a path relative to ETC and USER, or an absolute path, which is read
 // as it is (once for each of the two). A file queued twice is read twice. The queue is the store
 // ".@=Files=@.", keeps 9999 files apart (later ones take the places of earlier ones), and lives
-// until ztbShutdown or ztbClearConfigOptions of that name. Gives 0 and sets `*errorMessage` to
-// null.
+// until ztbShutdown or ztbClearConfigOptions of that name. A null pointer is queued as a null
+// string, which names no file. Gives 0 and sets `*errorMessage` (if the pointer isn't null) to
+// null, also when memory ran out or the library isn't up; nothing is queued then.
 ZTB_API int ztbStartupAddConfigFile(char const* path, char const** errorMessage);
 
 // Queues an option that overrides every other source. Queued again under the same name, the last
 // value counts. The queue is the store ".@=CommandArgs=@." and lives as long. Null texts
-// count as null strings. Gives 0 and sets `*errorMessage` to null.
+// count as null strings. The result and `*errorMessage` are as for a file.
 ZTB_API int ztbStartupAddOption(char const* name, char const* value, char const** errorMessage);
 
 // Sets the user folder; an empty text or a null pointer means none. At most 259 bytes are kept, cut
