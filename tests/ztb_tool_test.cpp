@@ -82,6 +82,7 @@ TEST_F(ZtbTool, ExitCodesAndOutputs) {
       {"text latin.txt", 0, "CR LF (1), CR (1)"},  // as it was
       {"text latin.txt --to Klingon", 1, "unknown encoding \"Klingon\""},
       {"text .", 1, "ztb text: "},
+      {"text /dev/stdin </dev/null", 1, "save it to a file"},
       {"text f.cfg --to UTF-8 --output /dev/full", 1, "no room"},
       {"options >/dev/full", 1, "output can't be written"},
   };

@@ -121,6 +121,11 @@ void countText(Summary& summary, ZtbTxtFile& file) {
 }
 
 Summary inspect(Arguments const& arguments) {
+  std::error_code ignored;
+  if (std::filesystem::is_other(arguments.file, ignored)) {
+    throw Refused("\"" + printable(arguments.file) +
+                  "\" is a pipe or a device, and this reads twice; save it to a file first");
+  }
   ZtbTxtFile file;
   openForReading(file, arguments);
   Summary summary;
