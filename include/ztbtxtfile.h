@@ -43,7 +43,7 @@ class ZTB_API ZtbTxtFile {
     ModeAppend = 2,  // write at the end; makes the file if it isn't there
   };
 
-  // A closed file.
+  // A closed file. Throws std::bad_alloc without memory, the only operation here that throws.
   ZtbTxtFile();
   ZtbTxtFile(ZtbTxtFile const&) = delete;
   ZtbTxtFile& operator=(ZtbTxtFile const&) = delete;
@@ -65,7 +65,7 @@ class ZTB_API ZtbTxtFile {
   //
   // False on failure, with a text for getErrorMessage; false without a new text for an unknown
   // mode. A folder or a null path is a failure. An unknown encoding is refused before the file is
-  // touched.
+  // touched. Opening a named pipe waits for its other end.
   bool open(char const* path, Mode mode, int encoding, int options);
 
   // Closes the file and gives true, also for a closed one. `tell` is 0 from then on.

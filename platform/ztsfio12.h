@@ -55,8 +55,9 @@ char const* np_fio_errdesc(int code);
 // - Reading takes constant memory, two buffers of 64 KiB, whatever the length of file and line.
 // - Writing isn't buffered: when a call gives its count, the system has the text, and a full disk
 //   fails the call that met it, with as much of the text written as there was room for. One call is
-//   one write to the system, so that it stays in one piece beside other appenders. Interrupted and
-//   short writes go on. A closed pipe is a failure like any other and raises no signal.
+//   one write to the system, so that it stays in one piece beside other appenders (in a pipe, up to
+//   4096 bytes do). Interrupted and short writes go on. A closed pipe is a failure like any other
+//   and raises no signal.
 // - A file belongs to one thread at a time.
 
 // The bits of `options` of np_fio_text_open; others are ignored.
@@ -77,9 +78,9 @@ enum NpTextOptions : int {
 // `encoding` is an encoding number, or np_enc_detect:
 // - Reading: the mark if options allow it; UTF-8 if the text is well-formed; otherwise the set of
 //   the user's locale, or Windows-1252 if that is unknown, UTF-8 or ASCII. This is decided from the
-//   first block of up to 64 KiB that isn't all ASCII, wherever in the file it is: until then
-//   np_fio_text_getenc says UTF-8. A character cut at its end isn't ill-formed. What is
-//   ill-formed in a file taken for UTF-8 later on becomes U+FFFD.
+//   first block of up to 64 KiB that isn't all ASCII, wherever in the file it is (of a pipe, what
+//   it has given by then): until then np_fio_text_getenc says UTF-8. A character cut at its end
+//   speaks for neither. What is ill-formed in a file taken for UTF-8 later on becomes U+FFFD.
 // - Writing with np_fio_flag_truncate: UTF-8.
 // - Writing without: the encoding of the mark that the file has, or UTF-8.
 //

@@ -167,17 +167,19 @@ int NpTextReader::useEncoding(int encoding) {
 }
 
 // Decides between UTF-8 and the locale's set as soon as the bytes ahead aren't all ASCII. Where
-// they end inside a character it reads on: at the end of the file that is a sign of the other set,
-// at the end of a full buffer it isn't.
+// they end inside a character it reads on: at the end of the file that is a sign of the other set.
+// At the end of a full buffer it is none, and if nothing else speaks for either set, what comes
+// next decides.
 int NpTextReader::settleEncoding() {
   if (isAscii(raw())) return 0;
   bool isUtf8 = false;
   for (std::size_t got = 1; !isUtf8;) {
-    std::string_view const rest = raw().substr(npWellFormedPrefix(raw()));
-    isUtf8 = rest.empty();
+    std::size_t const good = npWellFormedPrefix(raw());
+    std::string_view const rest = raw().substr(good);
+    bool const isFull = raw().size() == kBufferBytes;
+    isUtf8 = rest.empty() || (isFull && isCut(rest));
+    if (isUtf8 && isAscii(raw().substr(0, good))) return 0;
     if (isUtf8 || got == 0 || !isCut(rest)) break;
-    isUtf8 = raw().size() == kBufferBytes;
-    if (isUtf8) break;
     if (int const code = readMore(got)) return code;
   }
   mIsDetecting = false;
