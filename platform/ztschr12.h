@@ -108,6 +108,10 @@ unsigned np_uchar_toint(char const* position, int* charBytes);
 // as np_uchar_toint sets it.
 int np_uchar_isspace(char const* position, int* charBytes);
 
+// Non-zero if the character at `position` is one of the digits "0" to "9"; zero for the digits of
+// other scripts, which no number of the suite has, and for everything else. `charBytes` as above.
+int np_uchar_isdigit(char const* position, int* charBytes);
+
 // Compares two texts without regard to case: below 0, 0, or above 0 as `a` comes before, with or
 // behind `b`.
 //
@@ -219,6 +223,10 @@ inline int np_uchar_isspace(char const* position, int* charBytes) {
   if (c < 0x80) return c == 0x20 || c - 0x09 < 5;
   return c == 0x85 || c == 0xA0 || c == 0x1680 || c - 0x2000 < 11 || c == 0x2028 || c == 0x2029 ||
          c == 0x202F || c == 0x205F || c == 0x3000;
+}
+
+inline int np_uchar_isdigit(char const* position, int* charBytes) {
+  return np_uchar_toint(position, charBytes) - '0' < 10;
 }
 
 inline char* np_uchar_seek(char const* text, int n) {

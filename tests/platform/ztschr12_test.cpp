@@ -226,7 +226,7 @@ TEST(Chars, BufncopyKeepsWholeCharactersWithinTheCapacity) {
 }
 
 TEST(Chars, EveryCodePointHasItsWidthAndClass) {
-  std::string spaces;
+  std::string spaces, digits;
   for (unsigned c = 1; c <= 0x10FFFF; ++c) {
     if (!isScalar(c)) continue;
     std::string const text = utf8(c);
@@ -234,7 +234,9 @@ TEST(Chars, EveryCodePointHasItsWidthAndClass) {
     ASSERT_EQ(c, np_uchar_toint(text.c_str(), &width));
     ASSERT_EQ(text.size(), static_cast<std::size_t>(width));
     if (np_uchar_isspace(text.c_str(), &width) != 0) spaces += text;
+    if (np_uchar_isdigit(text.c_str(), &width) != 0) digits += text;
   }
+  EXPECT_EQ("0123456789", digits);
   EXPECT_EQ(
       "\t\n\v\f\r \u0085\u00A0\u1680\u2000\u2001\u2002\u2003\u2004\u2005\u2006\u2007\u2008"
       "\u2009\u200A\u2028\u2029\u202F\u205F\u3000",
