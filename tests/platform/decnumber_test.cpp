@@ -1,0 +1,241 @@
+// SPDX-License-Identifier: MIT
+//
+// What the vectors can't say of decimal numbers: bits, odd encodings, conversions to bytes, texts
+// of any size.
+
+#include "decnumber.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr unsigned long long kSign = 1ULL << 63;
+constexpr unsigned long long kInfinity = 30ULL << 58;
+constexpr unsigned long long kNaN = 62ULL << 57;
+constexpr unsigned long long kSignalingNaN = 63ULL << 57;
+
+constexpr unsigned long long exponentBits(int exponent) {
+  return static_cast<unsigned long long>(exponent + 98354) << 45;
+}
+
+// The largest coefficient, 10 to the power 52 less 1.
+constexpr unsigned long long kLargest[] = {0xDB0FFFFFFFFFFFFF, 0x300D0E549208B31A,
+                                           0x00001ABA4714957D};
+
+struct Parsed {
+  decSext value{};
+  unsigned status = 0;
+};
+
+Parsed parse(std::string const& text) {
+  Parsed result;
+  decContext context;
+  decSextFromString(&result.value, text.c_str(), decContextDefault(&context, 192));
+  result.status = decContextGetStatus(&context);
+  return result;
+}
+
+std::string words(decSext const& value) {
+  char text[64];
+  std::snprintf(text, sizeof text, "%016llX %016llX %016llX", value.words[2], value.words[1],
+                value.words[0]);
+  return text;
+}
+
+TEST(Decnumber, EncodesKnownValues) {
+  struct {
+    char const* text;
+    decSext expected;
+  } const rows[] = {
+      {"0", {{0, 0, exponentBits(0)}}},
+      {"1", {{1, 0, exponentBits(0)}}},
+      {"-1.50", {{150, 0, kSign | exponentBits(-2)}}},
+      {"18446744073709551616E98253", {{0, 1, exponentBits(98253)}}},
+      {"340282366920938463463374607431768211456E-98354", {{0, 0, 1}}},
+      {"-inf", {{0, 0, kSign | kInfinity}}},
+      {"NaN", {{0, 0, kNaN}}},
+      {"-sNaN7", {{7, 0, kSign | kSignalingNaN}}},
+  };
+  for (auto const& row : rows) EXPECT_EQ(words(row.expected), words(parse(row.text).value));
+  decSext value;
+  EXPECT_EQ(words({{0, 0, kNaN}}), words(*decSextNaN(&value)));
+  EXPECT_EQ(words({{0, 0, exponentBits(0)}}), words(*decSextZero(&value)));
+}
+
+TEST(Decnumber, ReadsAnyEncodingAndWritesCanonicalOnes) {
+  decSext const largest{{kLargest[0], kLargest[1], kLargest[2] | exponentBits(3)}};
+  decSext above = largest;
+  ++above.words[0];
+  constexpr unsigned long long kOnes = ~0ULL;
+  struct {
+    char const* why;
+    decSext operand;
+    decSext expected;
+  } const rows[] = {
+      {"the largest coefficient", largest, largest},
+      {"one more than that", above, {{0, 0, exponentBits(3)}}},
+      {"all coefficient bits",
+       {{kOnes, kOnes, kSign | exponentBits(3) | ((1ULL << 45) - 1)}},
+       {{0, 0, kSign | exponentBits(3)}}},
+      {"a coefficient spelled with an implied first bit",
+       {{kOnes, kOnes, kSign | 3ULL << 61 | exponentBits(3) >> 2}},
+       {{0, 0, kSign | exponentBits(3)}}},
+      {"an infinity with a tail", {{1, 2, kInfinity | 3}}, {{0, 0, kInfinity}}},
+      {"a payload of 52 digits", {{kLargest[0], kLargest[1], kNaN | kLargest[2]}}, {{0, 0, kNaN}}},
+      {"bits between a NaN and its payload",
+       {{5, 0, kSign | kNaN | (0xFFULL << 45)}},
+       {{5, 0, kSign | kNaN}}},
+  };
+  for (auto const& row : rows) {
+    decContext context;
+    decContextDefault(&context, 192);
+    decNumber number;
+    decSext result;
+    decimal192FromNumber(&result, decimal192ToNumber(&row.operand, &number), &context);
+    EXPECT_EQ(words(row.expected), words(result)) << row.why;
+    decSextAdd(&result, &row.operand, &row.expected, &context);
+    EXPECT_EQ(decSextIsZero(&row.expected), decSextIsZero(&result)) << row.why;
+    EXPECT_EQ(0U, context.status & ~unsigned{kDecRounded | kDecInexact}) << row.why;
+  }
+}
+
+TEST(Decnumber, TellsSignDigitsAndExponent) {
+  struct {
+    char const* text;
+    int isNaN, isZero, isInfinite, isSigned, digits, exponent;
+  } const rows[] = {
+      {"-0E7", 0, 1, 0, 1, 1, 7},      {"1200E-98354", 0, 0, 0, 0, 4, -98354},
+      {"-inf", 0, 0, 1, 1, 1, 0},      {"nan", 1, 0, 0, 0, 1, 0},
+      {"-snan0123", 1, 0, 0, 1, 3, 0}, {"9999999999999999999", 0, 0, 0, 0, 19, 0},
+  };
+  for (auto const& row : rows) {
+    SCOPED_TRACE(row.text);
+    decSext const value = parse(row.text).value;
+    EXPECT_EQ(row.isNaN, decSextIsNaN(&value));
+    EXPECT_EQ(row.isZero, decSextIsZero(&value));
+    EXPECT_EQ(row.isInfinite, decSextIsInfinite(&value));
+    EXPECT_EQ(row.isSigned, decSextIsSigned(&value));
+    EXPECT_EQ(row.digits, decSextDigits(&value));
+    EXPECT_EQ(row.exponent, decSextGetExponent(&value));
+  }
+}
+
+TEST(Decnumber, CountsDigitsAtEveryPowerOfTen) {
+  for (unsigned digits = 1; digits <= 52; ++digits) {
+    decSext const low = parse("1" + std::string(digits - 1, '0')).value;
+    decSext const high = parse(std::string(digits, '9')).value;
+    EXPECT_EQ(static_cast<int>(digits), decSextDigits(&low));
+    EXPECT_EQ(static_cast<int>(digits), decSextDigits(&high));
+  }
+}
+
+TEST(Decnumber, WritesDigitsAsBytes) {
+  std::string const text = "1234567890123456789012345678901234567890123456789012";
+  for (std::size_t count : {1U, 19U, 20U, 38U, 39U, 52U}) {
+    std::string const digits = text.substr(0, count);
+    decSext const value = parse("-" + digits + "E-5").value;
+    unsigned char bytes[kDecSextDigits];
+    int exponent = 0;
+    EXPECT_NE(0, decSextToBCD(&value, &exponent, bytes));
+    EXPECT_EQ(-5, exponent);
+    std::string written;
+    for (unsigned const byte : bytes) written += static_cast<char>('0' + byte);
+    EXPECT_EQ(std::string(52 - count, '0') + digits, written);
+  }
+  decSext const nothing = parse("-nan5").value;
+  unsigned char bytes[kDecSextDigits] = {1};
+  int exponent = 1;
+  decSextToBCD(&nothing, &exponent, bytes);
+  EXPECT_EQ(0, exponent);
+  EXPECT_TRUE(std::all_of(bytes, bytes + 52, [](unsigned char byte) { return byte == 0; }));
+}
+
+TEST(Decnumber, SwapsAllBytesAndCopiesAllBits) {
+  decSext const odd{{0x0102030405060708, 0x1112131415161718, kSign | 0x7E22232425262728}};
+  decSext value;
+  decSextCopy(&value, &odd);
+  EXPECT_EQ(words({{0x28272625242322FE, 0x1817161514131211, 0x0807060504030201}}),
+            words(*decSextByteSwap(&value)));
+  EXPECT_EQ(words(odd), words(*decSextByteSwap(&value)));
+  EXPECT_EQ(words({{odd.words[0], odd.words[1], odd.words[2] & ~kSign}}),
+            words(*decSextCopyAbs(&value, &odd)));
+}
+
+TEST(Decnumber, TakesIntegersExactly) {
+  decContext context;
+  decContextDefault(&context, 192);
+  decSext value;
+  decSextFromInt64(&value, -9223372036854775807 - 1, &context);
+  EXPECT_EQ(words({{1ULL << 63, 0, kSign | exponentBits(0)}}), words(value));
+  decSextFromInt32(&value, -2147483647 - 1);
+  EXPECT_EQ(words({{1ULL << 31, 0, kSign | exponentBits(0)}}), words(value));
+  decSextFromUInt32(&value, 4294967295U);
+  EXPECT_EQ(words({{4294967295U, 0, exponentBits(0)}}), words(value));
+}
+
+TEST(Decnumber, ReadsTextsOfAnySize) {
+  std::string const zeros(10'000'000, '0');
+  std::string const nines(10'000'000, '9');
+  std::string const big(5'000, '9');
+  struct {
+    std::string text;
+    char const* same;
+    unsigned status;
+  } const rows[] = {
+      {zeros + "1", "1", 0},
+      {"0." + zeros + "1E+10000001", "1", 0},
+      {"1" + zeros + "E-10000000", "1.000000000000000000000000000000000000000000000000000",
+       kDecRounded},
+      {"1" + zeros + "1E-10000001", "1.000000000000000000000000000000000000000000000000000",
+       kDecRounded | kDecInexact},
+      {nines + "E-10000000", "1.000000000000000000000000000000000000000000000000000",
+       kDecRounded | kDecInexact},
+      {"0." + zeros + "1", "0E-98354",
+       kDecRounded | kDecInexact | kDecUnderflow | kDecSubnormal | kDecClamped},
+      {nines, "Infinity", kDecRounded | kDecInexact | kDecOverflow},
+      {"-1E" + big, "-Infinity", kDecRounded | kDecInexact | kDecOverflow},
+      {"-0E" + big, "-0E98253", kDecClamped},
+      {"1E-" + zeros + "5", "1E-5", 0},
+      {"0e-" + big, "0E-98354", kDecClamped},
+      {"nan" + zeros + "12", "nan12", 0},
+      {"nan" + nines, "nan", kDecConversionSyntax},
+      {nines + "x", "nan", kDecConversionSyntax},
+  };
+  for (auto const& row : rows) {
+    SCOPED_TRACE(row.text.substr(0, 20) + " of " + std::to_string(row.text.size()));
+    Parsed const result = parse(row.text);
+    EXPECT_EQ(words(parse(row.same).value), words(result.value));
+    EXPECT_EQ(row.status, result.status);
+  }
+}
+
+TEST(Decnumber, RefusesWhatIsNoNumber) {
+  for (char const* text :
+       {"",     " ",     " 1",       "1 ",        "+",       "-",     ".",     "E",      "E5",
+        ".E5",  "+-1",   "1..2",     "1E",        "1E+",     "1E5.0", "1,5",   "1_0",    "0x1",
+        "1E 5", "in",    "infi",     "infinity1", "infinit", "na",    "nan-1", "nan1.0", "nanx",
+        "qnan", "ssnan", "\xD9\xA1", "1\n",       "--inf",   "1e5e5"}) {
+    Parsed const result = parse(text);
+    EXPECT_EQ(words({{0, 0, kNaN}}), words(result.value)) << text;
+    EXPECT_EQ(unsigned{kDecConversionSyntax}, result.status) << text;
+  }
+}
+
+TEST(DecContext, KeepsStatusUntilItIsMadeAgain) {
+  decContext context;
+  EXPECT_EQ(0U, decContextDefault(&context, 192)->status);
+  EXPECT_EQ(kDecRoundHalfEven, context.round);
+  EXPECT_EQ(kDecSextDigits, context.digits);
+  decSext value;
+  decSextFromString(&value, "x", &context);
+  decSextFromString(&value, "1", &context);
+  EXPECT_EQ(0x1U, decContextTestStatus(&context, 0xFF));
+  EXPECT_EQ(kDecInvalidContext, decContextDefault(&context, 128)->status);
+}
+
+}  // namespace
