@@ -9,7 +9,13 @@
 #include <array>
 #include <random>
 
+#include "decimal128.h"
+
 #ifdef ZTB_HAVE_INTELDFP
+// As the archive was made: rounding mode and flags are variables, half-even and clear at first.
+#define DECIMAL_CALL_BY_REFERENCE 0
+#define DECIMAL_GLOBAL_ROUNDING 1
+#define DECIMAL_GLOBAL_EXCEPTION_FLAGS 1
 #include <bid_conf.h>
 #include <bid_functions.h>
 #endif
@@ -52,85 +58,46 @@ std::vector<std::string> randomPrices() {
 struct Intel {
   using Value = BID_UINT128;
   static constexpr int kDigits = 34;
-  static constexpr unsigned kHalfEven = 0;
 
   static Value parse(std::string const& text) {
-    unsigned flags = 0;
-    return bid128_from_string(const_cast<char*>(text.c_str()), kHalfEven, &flags);
+    return bid128_from_string(const_cast<char*>(text.c_str()));
   }
   static std::array<char, 64> format(Value value) {
     std::array<char, 64> text;
-    unsigned flags = 0;
-    bid128_to_string(text.data(), value, &flags);
+    bid128_to_string(text.data(), value);
     return text;
   }
-  static double toDouble(Value value) {
-    unsigned flags = 0;
-    return bid128_to_binary64(value, kHalfEven, &flags);
-  }
+  static double toDouble(Value value) { return bid128_to_binary64(value); }
   static double toDouble(int value) { return value; }
-  static Value add(Value a, Value b) {
-    unsigned flags = 0;
-    return bid128_add(a, b, kHalfEven, &flags);
-  }
-  static Value subtract(Value a, Value b) {
-    unsigned flags = 0;
-    return bid128_sub(a, b, kHalfEven, &flags);
-  }
-  static Value multiply(Value a, Value b) {
-    unsigned flags = 0;
-    return bid128_mul(a, b, kHalfEven, &flags);
-  }
-  static Value divide(Value a, Value b) {
-    unsigned flags = 0;
-    return bid128_div(a, b, kHalfEven, &flags);
-  }
+  static Value add(Value a, Value b) { return bid128_add(a, b); }
+  static Value subtract(Value a, Value b) { return bid128_sub(a, b); }
+  static Value multiply(Value a, Value b) { return bid128_mul(a, b); }
+  static Value divide(Value a, Value b) { return bid128_div(a, b); }
   static int compare(Value a, Value b) {
-    unsigned flags = 0;
-    if (bid128_quiet_less(a, b, &flags)) return -1;
-    return bid128_quiet_equal(a, b, &flags) ? 0 : 1;
+    if (bid128_quiet_less(a, b)) return -1;
+    return bid128_quiet_equal(a, b) ? 0 : 1;
   }
-  static Value sqrt(Value a, Value) {
-    unsigned flags = 0;
-    return bid128_sqrt(a, kHalfEven, &flags);
-  }
+  static Value sqrt(Value a, Value) { return bid128_sqrt(a); }
   static void accumulate(Value& total, Value price) { total = add(total, price); }
 };
 #endif
 
 #ifdef __DECIMAL_BID_FORMAT__
-typedef float Decimal128 __attribute__((mode(TD)));
-
-// The compiler's type knows no text.
+// The compiler's type knows no text and no root.
 struct Compiler {
   using Value = Decimal128;
   static constexpr int kDigits = 34;
 
-  static Value parse(std::string const& text);
-  static double toDouble(Value value) { return static_cast<double>(value); }
+  static Value parse(std::string const& text) { return decimal128Parse(text); }
+  static double toDouble(Value value) { return decimal128ToDouble(value); }
   static double toDouble(int value) { return value; }
-  static Value add(Value a, Value b) { return a + b; }
-  static Value subtract(Value a, Value b) { return a - b; }
-  static Value multiply(Value a, Value b) { return a * b; }
-  static Value divide(Value a, Value b) { return a / b; }
-  static int compare(Value a, Value b) { return a < b ? -1 : a == b ? 0 : 1; }
-  static void accumulate(Value& total, Value price) { total += price; }
+  static Value add(Value a, Value b) { return decimal128Add(a, b); }
+  static Value subtract(Value a, Value b) { return decimal128Subtract(a, b); }
+  static Value multiply(Value a, Value b) { return decimal128Multiply(a, b); }
+  static Value divide(Value a, Value b) { return decimal128Divide(a, b); }
+  static int compare(Value a, Value b) { return decimal128Compare(a, b); }
+  static void accumulate(Value& total, Value price) { total = decimal128Add(total, price); }
 };
-
-Decimal128 Compiler::parse(std::string const& text) {
-  std::size_t const end = std::min(text.find('E'), text.size());
-  int exponent = end == text.size() ? 0 : std::stoi(text.substr(end + 1));
-  std::size_t const point = std::min(text.find('.'), end);
-  if (point < end) exponent -= static_cast<int>(end - point - 1);
-  Value const ten = static_cast<Value>(10);
-  Value value = ten - ten;
-  for (char const c : text.substr(0, end)) {
-    if (c != '.') value = value * ten + static_cast<Value>(c - '0');
-  }
-  for (; exponent > 0; --exponent) value *= ten;
-  for (; exponent < 0; ++exponent) value /= ten;
-  return value;
-}
 #endif
 
 [[maybe_unused]] bool const isRegistered = [] {

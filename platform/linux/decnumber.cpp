@@ -377,7 +377,7 @@ int decSextIsNaN(decSext const* value) {
 }
 
 int decSextIsZero(decSext const* value) {
-  Finite number;
+  Finite number{};
   return takeApart(value, number) && isZero(number.coefficient) ? 1 : 0;
 }
 
