@@ -169,7 +169,6 @@ bool toNearest(IntegerDivision& division) {
   Coefficient rest = division.divisor;
   subtract(rest, division.rest);
   division.rest = rest;
-  increment(division.quotient);
   return true;
 }
 
@@ -184,11 +183,10 @@ decSext* remainderOfFinite(decSext* result, Finite const& a, Finite const& b, Qu
     return refuse(result, context, kDecDivisionImpossible);
   }
   bool isNegative = a.isNegative;
+  // The nearest integer never needs a digit more than the one below: behind a quotient of 52 nines
+  // the rest is less than half of the divisor.
   if (kind == Quotient::kNearest && !isZero(a.coefficient) && toNearest(division)) {
     isNegative = !isNegative;
-    if (!isLess(division.quotient, power<3>(kDigits))) {
-      return refuse(result, context, kDecDivisionImpossible);
-    }
   }
   return finish(result, isNegative, division.rest, division.exponent, context);
 }
@@ -232,8 +230,8 @@ Coefficient mean(Coefficient a, Coefficient const& b) {
   return half;
 }
 
-// The root of a value of 380 to 382 bits, at most a few units from the true one: Newton's
-// iteration doubles the 60 bits of the first guess twice.
+// The root of a value of 380 to 382 bits, or a few units more: Newton's iteration doubles the 60
+// bits of the first guess twice, and in integers it never goes below the root.
 Coefficient approximateRoot(Wide<6> const& value) {
   Coefficient root{{0, 0, static_cast<Word>(std::sqrt(headOf(value)))}};
   for (int i = 0; i < 2; ++i) root = mean(root, divide(value, root).quotient);
@@ -249,14 +247,7 @@ Division rootOf(Wide<6> const& value) {
     subtract(root, {{1, 0, 0}});
     rest = value;
   }
-  for (;;) {
-    Coefficient step = root;
-    add(step, root);
-    increment(step);
-    if (isLess(rest, resize<6>(step))) return {root, resize<3>(rest)};
-    subtract(rest, resize<6>(step));
-    increment(root);
-  }
+  return {root, resize<3>(rest)};
 }
 
 void store(decNumber* result, Coefficient const& coefficient, int exponent) {
