@@ -8,9 +8,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstring>
 #include <string>
 #include <vector>
+
+#include "decnumber_p.h"
 
 namespace {
 
@@ -223,6 +224,57 @@ TEST(Decnumber, RefusesWhatIsNoNumber) {
     Parsed const result = parse(text);
     EXPECT_EQ(words({{0, 0, kNaN}}), words(result.value)) << text;
     EXPECT_EQ(unsigned{kDecConversionSyntax}, result.status) << text;
+  }
+}
+
+using decnumber::Coefficient;
+using decnumber::Division;
+using decnumber::Wide;
+
+// The quotient and the rest of a division are known where the dividend was made of them.
+void expectDivision(Division const& got, Coefficient const& quotient, Coefficient const& rest) {
+  EXPECT_EQ(0, order(quotient, got.quotient))
+      << words({{quotient.w[0], quotient.w[1], quotient.w[2]}});
+  EXPECT_EQ(0, order(rest, got.rest)) << words({{rest.w[0], rest.w[1], rest.w[2]}});
+}
+
+TEST(DecnumberDivision, IsExactForTheWordsThatMisleadItsEstimates) {
+  constexpr unsigned long long kOnes = ~0ULL;
+  std::vector<Coefficient> corners;
+  for (unsigned long long const high : {0ULL, 1ULL, kSign, kOnes}) {
+    for (unsigned long long const middle : {0ULL, 1ULL, kSign - 1, kSign, kOnes - 1, kOnes}) {
+      for (unsigned long long const low : {0ULL, 1ULL, kOnes}) {
+        corners.push_back({{low, middle, high}});
+      }
+    }
+  }
+  for (auto const& divisor : corners) {
+    if (isZero(divisor)) continue;
+    Coefficient most = divisor;
+    subtract(most, {{1, 0, 0}});
+    for (auto const& quotient : corners) {
+      for (auto const& rest : {Coefficient{}, most}) {
+        Wide<6> dividend = multiply(quotient, divisor);
+        add(dividend, decnumber::resize<6>(rest));
+        expectDivision(divide(dividend, divisor), quotient, rest);
+      }
+    }
+  }
+}
+
+TEST(DecnumberDivision, ByPowersOfTenIsExactBesideTheirMultiples) {
+  Coefficient most = decnumber::power<3>(53);
+  subtract(most, {{1, 0, 0}});
+  for (int exponent = 1; exponent <= decnumber::kMaxDrop; ++exponent) {
+    Coefficient below = decnumber::power<3>(exponent);
+    subtract(below, {{1, 0, 0}});
+    for (auto const& quotient : {Coefficient{}, Coefficient{{1, 0, 0}}, most}) {
+      for (auto const& rest : {Coefficient{}, Coefficient{{1, 0, 0}}, below}) {
+        Wide<6> value = multiply(quotient, decnumber::power<3>(exponent));
+        add(value, decnumber::resize<6>(rest));
+        expectDivision(decnumber::divideByPower(value, exponent), quotient, rest);
+      }
+    }
   }
 }
 

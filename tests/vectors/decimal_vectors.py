@@ -173,9 +173,15 @@ class Operands:
             return 10 ** length - 1 - (self.within(0, 9) if self.chance(.5) else 0)
         if x < .82:
             return self.within(1, 9) * 10 ** (length - 1) + self.pick((0, 0, 1))
-        if x < .90:  # around the limits of machine words
+        if x < .86:  # around the limits of machine words
             word = 2 ** self.pick((31, 32, 63, 64, 65, 96, 127, 128, 129, 160, 172))
             return min(word + self.within(-2, 2), 10 ** most - 1)
+        if x < .90:  # words of few ones or few zeros
+            value = 0
+            for _ in range(3):
+                value = value << 64 | self.pick((0, 1, 2 ** 63, 2 ** 64 - 1, 2 ** 64 - 2,
+                                                 self.within(0, 2 ** 64 - 1)))
+            return max(value >> self.within(192 - most * 33219 // 10000, 190), 1)
         zeros = self.within(0, length - 1)
         return self.of_length(length - zeros) * 10 ** zeros
 
@@ -287,6 +293,21 @@ def product_pair(o):
     return [o.make(left, first), o.make(right, second)]
 
 
+def next_to_half(o):
+    """A product next to a half or the whole of the last digit of the third operand: what tells
+    them apart is more than 54 digits behind."""
+    length = o.within(20, DIGITS)
+    near = o.pick((5, 10)) * 10 ** (length + 50)
+    for _ in range(400):
+        left = o.of_length(length)
+        right = near // left + o.within(0, 1)
+        if abs(left * right - near) < 10 ** (length - 2):
+            break
+    exponent = o.within(-60, 60)
+    return [o.make(left, exponent), o.make(right * o.sign(), 0),
+            o.make(o.of_length(DIGITS) * o.sign(), exponent + length + 51)]
+
+
 def fma_triple(o):
     x = o.random.random()
     if x < .15:
@@ -306,9 +327,12 @@ def fma_triple(o):
         sign, digits, exponent = near.as_tuple() if near.is_finite() else (0, (1,), 0)
         near = int(''.join(map(str, digits))) + wobble
         return [left, right, o.make(-near if sign else near, exponent)]
-    if x < .9:  # next to nothing beside it, or it beside the third
-        far = o.within(50, 400) * o.pick((1, -1)) + exponent
-        return [left, right, o.make(o.sign() * o.coefficient(o.pick((1, DIGITS))), far)]
+    if x < .85:  # next to nothing beside it, or it beside the third
+        far = o.pick((o.within(50, 170), o.within(50, 400))) * o.pick((1, -1)) + exponent
+        third = o.pick((o.coefficient(), o.coefficient(2), o.of_length(DIGITS)))
+        return [left, right, o.make(o.sign() * third, far)]
+    if x < .9:
+        return next_to_half(o)
     return [left, right, o.make(o.pick(('0', '-0')), exponent + o.within(-110, 110))]
 
 
@@ -344,13 +368,13 @@ def integer_quotient_pair(o):
         gap = wanted - len(str(left)) + len(str(right))
         return [o.make(o.sign() * left, exponent + gap), o.make(o.sign() * right, exponent)]
     right = o.coefficient(30)  # an integer, or a half more or nearly so
-    wobble = o.pick((0, 1, -1))
+    quotient, zeros = o.pick((0, 0, 1, o.coefficient(20))), o.pick((0, 0, o.within(0, 20)))
+    half = 0
     if o.chance(.5):
         right *= 2
-        return [o.make(o.sign() * (right * o.coefficient(20) + right // 2 + wobble), exponent),
-                o.make(o.sign() * right, exponent)]
-    return [o.make(o.sign() * (right * o.coefficient(20) + wobble), exponent),
-            o.make(o.sign() * right, exponent)]
+        half = right // 2
+    left = (right * quotient + half) * 10 ** zeros + o.pick((0, 1, -1))
+    return [o.make(o.sign() * left, exponent - zeros), o.make(o.sign() * right, exponent)]
 
 
 def quantize_pair(o):
@@ -433,9 +457,10 @@ def text(o):
     elif x < .5:  # more digits than fit
         dropped = o.within(1, 70)
         result = spelled(o, o.tied(DIGITS, dropped), o.exponent())
-    elif x < .6:  # subnormal
+    elif x < .6:  # subnormal, or next to overflow
         dropped = o.within(1, 60)
-        result = spelled(o, o.tied(o.within(0, DIGITS), dropped), TINY - dropped)
+        kept, limit = o.pick(((o.within(0, DIGITS), TINY), (DIGITS, TOP + o.within(-1, 1))))
+        result = spelled(o, o.tied(kept, dropped), limit - dropped)
     elif x < .7:  # out of range
         limit = o.pick((98304, 98305, 98355, 98356, 99999, 100000, 2 ** 31, 2 ** 32 + 3,
                         2 ** 63, 2 ** 64 + 7, o.of_length(o.within(6, 30))))
@@ -546,6 +571,12 @@ SPECIAL = [Decimal(x) for x in ('0', '-0E+5', '2', '-Inf', 'Inf', 'NaN7', '-sNaN
                                 '1000E+98250', '-1E-98354')]
 
 
+# Texts next to the limits of the range, for all rounding modes.
+LIMITS = ['9' * 53 + 'E98252', '9' * 52 + '5E+98252', '9' * 52 + '.49E98253', '-1E+98305',
+          '1E98304', '9' * 52 + 'E-98355', '-9.' + '9' * 52 + 'E-98304', '1E-98355', '5E-98355',
+          '-15E-98355', '1E-98407']
+
+
 def case(name, oracle, mode, operands):
     CONTEXT.rounding = MODES[mode]
     CONTEXT.clear_flags()
@@ -554,11 +585,13 @@ def case(name, oracle, mode, operands):
 
 
 def special_cases():
-    """All combinations of special operands."""
+    """All combinations of special operands, and the limits."""
     for name, _, _, decimals, oracle, _ in OPERATIONS:
         if decimals:
             for operands in itertools.product(SPECIAL, repeat=decimals):
                 yield case(name, oracle, HALF_EVEN, operands)
+    for limit, mode in itertools.product(LIMITS, range(len(MODES))):
+        yield case('text', from_text, mode, [limit])
 
 
 def cases(seed):
