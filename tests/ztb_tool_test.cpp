@@ -34,6 +34,10 @@ TEST_F(ZtbTool, ExitCodesAndOutputs) {
   mFolder.write("f.cfg", "# first\nA=1\nno entry\nB = two = 2\n");
   mFolder.write("latin.txt", "caf\xe9\r\nx\r");
   mFolder.write("wide.txt", std::string("\xff\xfe\x61\x00\x0a\x00", 6));
+  mFolder.write("column.txt",
+                "\xEF\xBB\xBF"
+                "12\r\n\n-7\r\n1.5\nn/a\xff\n" +
+                    std::string(2 << 20, '1'));
   struct {
     char const* arguments;
     int exitCode;
@@ -70,6 +74,23 @@ TEST_F(ZtbTool, ExitCodesAndOutputs) {
       {"date 2001-02-29", 1, "calendar"},
       {"dir . --json", 0, "\"name\": \"f.cfg\""},
       {"dir absent", 1, "absent"},
+      {"type 12 -.5 '[a,b]' yes 'Feb 3, 1989' -- --json", 0,
+       "Integer  12\nReal     -.5\nString   [a,b]\nBoolean  yes\nDate     Feb 3, 1989\n"
+       "String   --json\n"},
+      {"type 12 --json", 0, "{\"text\": \"12\", \"type\": \"Integer\"}"},
+      {"type --jsn", 2, "--jsn"},
+      {"type <column.txt", 0,
+       "Integer          2  first in line 1: \"12\"\n"
+       "Real             1  first in line 4: \"1.5\"\n"
+       "String           2  first in line 5: \"n/a\\xff\"\n"
+       "empty            1\nlines            6\ncolumn   String\n"
+       "         line 4 is the first that is no Integer: \"1.5\" is Real\n"
+       "         line 5 is the first that is no Real: \"n/a\\xff\" is String\n"},
+      {"type --json <column.txt", 0,
+       "{\"column\": \"String\", \"lines\": 6, \"empty\": 1, \"types\": [{\"type\": \"Integer\", "
+       "\"count\": 2, \"line\": 1, \"text\": \"12\"}, "},
+      {"type --json </dev/null", 0, "{\"column\": null, \"lines\": 0"},
+      {"type <.", 1, "can't be read"},
       {"text latin.txt", 0, "CR LF (1), CR (1)"},
       {"text latin.txt --to UTF-8", 0, "caf\u00e9\nx\n"},
       {"text wide.txt --json", 0, "\"encoding\": \"UTF-16LE\", \"mark\": true"},

@@ -6,6 +6,8 @@
 
 #include <stdlib.h>
 
+#include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <filesystem>
 
@@ -97,6 +99,34 @@ void chooseHome(std::string const& home) {
   }
 }
 
+// The argument is declared for the help, and so that CLI11 leaves what follows "--" to `app`; no
+// text passes its check, so that all come as they are, and in their order, among the extras.
+void takeTexts(CLI::App& app, std::string const& name, std::string const& description,
+               std::size_t least) {
+  app.add_option(
+         name, [](CLI::results_t const&) { return true; }, description)
+      ->check([](std::string const&) { return std::string("not here"); })
+      ->type_name("");
+  app.validate_positionals();
+  app.allow_extras();
+  app.callback([&app, name, least] {
+    for (std::string const& text : app.remaining()) {
+      if (text == "--") break;
+      if (text.substr(0, 2) == "--" && std::isalpha(static_cast<unsigned char>(text[2])) != 0) {
+        throw CLI::ExtrasError({text});
+      }
+    }
+    if (textsOf(app).size() < least) throw CLI::RequiredError(name);
+  });
+}
+
+std::vector<std::string> textsOf(CLI::App const& app) {
+  std::vector<std::string> texts = app.remaining();
+  auto const mark = std::find(texts.begin(), texts.end(), "--");
+  if (mark != texts.end()) texts.erase(mark);
+  return texts;
+}
+
 std::string printable(std::string_view text) {
   std::string result;
   while (!text.empty()) {
@@ -141,6 +171,13 @@ JsonObject& JsonObject::add(std::string_view name, bool flag) {
 
 JsonObject& JsonObject::addNull(std::string_view name) {
   addRaw(name, "null");
+  return *this;
+}
+
+JsonObject& JsonObject::add(std::string_view name, std::vector<JsonObject> const& objects) {
+  std::string array;
+  for (JsonObject const& object : objects) array += (array.empty() ? "" : ", ") + object.str();
+  addRaw(name, "[" + array + "]");
   return *this;
 }
 

@@ -29,6 +29,14 @@ Run declareDir(CLI::App& app);
 Run declareMessage(CLI::App& app);
 Run declareOptions(CLI::App& app);
 Run declareText(CLI::App& app);
+Run declareType(CLI::App& app);
+
+// Lets `app` take texts of any form, at least `least` of them: also such as "-.5", "-(2)" and
+// "[a,b]", which declared arguments refuse or take apart. What looks like a long option is wrong
+// usage unless "--" stands before it. `name` and `description` are for the help.
+void takeTexts(CLI::App& app, std::string const& name, std::string const& description,
+               std::size_t least);
+std::vector<std::string> textsOf(CLI::App const& app);
 
 // Ends the command with exit code 1 and this text on stderr: what went wrong, and what to do.
 class Refused : public std::runtime_error {
@@ -81,6 +89,7 @@ class JsonObject {
   JsonObject& add(std::string_view name, long long number);
   JsonObject& add(std::string_view name, bool flag);
   JsonObject& addNull(std::string_view name);
+  JsonObject& add(std::string_view name, std::vector<JsonObject> const& objects);
   std::string str() const { return "{" + mMembers + "}"; }
 
  private:
