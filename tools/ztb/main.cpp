@@ -28,6 +28,7 @@ constexpr Command kCommands[] = {
     {"message", "Show the text of a message", tool::declareMessage},
     {"date", "Show a date in its forms", tool::declareDate},
     {"dir", "List a folder", tool::declareDir},
+    {"calc", "Calculate with exact decimals", tool::declareCalc},
     {"type", "Tell which type texts have, or a column of lines", tool::declareType},
     {"text", "Show how a text file is encoded, and convert it", tool::declareText},
 };

@@ -23,6 +23,7 @@ using Run = std::function<int()>;
 // Declares a subcommand's options below `app` and gives what runs it.
 using Declare = Run (*)(CLI::App& app);
 
+Run declareCalc(CLI::App& app);
 Run declareConfig(CLI::App& app);
 Run declareDate(CLI::App& app);
 Run declareDir(CLI::App& app);
