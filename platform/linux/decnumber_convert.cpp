@@ -155,7 +155,7 @@ void readShortest(char const* text, char const* end, Finite& number) {
   if (*text == '+') ++text;
   int exponent = 0;
   std::from_chars(text, end, exponent);
-  number.coefficient = {{digits, 0, 0}};
+  number.coefficient = {digits, 0, 0};
   number.exponent = exponent - behindPoint;
 }
 
@@ -217,7 +217,7 @@ decSext* decSextFromString(decSext* result, char const* text, decContext* contex
 
 decSext* decSextFromInt64(decSext* result, long long value, decContext*) {
   Word const bits = static_cast<Word>(value);
-  return pack(result, value < 0, {{value < 0 ? 0 - bits : bits, 0, 0}}, 0);
+  return pack(result, value < 0, {value < 0 ? 0 - bits : bits, 0, 0}, 0);
 }
 
 decSext* decSextFromInt32(decSext* result, int value) {
@@ -225,7 +225,7 @@ decSext* decSextFromInt32(decSext* result, int value) {
 }
 
 decSext* decSextFromUInt32(decSext* result, unsigned value) {
-  return pack(result, false, {{value, 0, 0}}, 0);
+  return pack(result, false, {value, 0, 0}, 0);
 }
 
 decSext* decSextFromDouble(decSext* result, double value, decContext*) {

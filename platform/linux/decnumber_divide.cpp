@@ -63,8 +63,8 @@ Word divideWindow(Word* window, Divisor const& divisor, Coefficient const& norma
     DoubleWord rest;
     quotient = divideStep(divisor, window[3], window[2], window[1], rest);
   }
-  Wide<4> const part = multiply(normalised, Wide<1>{{quotient}});
-  Wide<4> dividend{{window[0], window[1], window[2], window[3]}};
+  Wide<4> const part = multiply(normalised, Wide<1>{quotient});
+  Wide<4> dividend{window[0], window[1], window[2], window[3]};
   if (subtract(dividend, part) != 0) {
     Wide<4> const once = resize<4>(normalised);
     do {
@@ -233,7 +233,7 @@ Coefficient mean(Coefficient a, Coefficient const& b) {
 // The root of a value of 380 to 382 bits, or a few units more: Newton's iteration doubles the 60
 // bits of the first guess twice, and in integers it never goes below the root.
 Coefficient approximateRoot(Wide<6> const& value) {
-  Coefficient root{{0, 0, static_cast<Word>(std::sqrt(headOf(value)))}};
+  Coefficient root{0, 0, static_cast<Word>(std::sqrt(headOf(value)))};
   for (int i = 0; i < 2; ++i) root = mean(root, divide(value, root).quotient);
   return root;
 }
@@ -244,7 +244,7 @@ Division rootOf(Wide<6> const& value) {
   Coefficient root = shiftRight<3>(approximateRoot(shiftLeft(value, 2 * shift)), shift);
   Wide<6> rest = value;
   while (subtract(rest, multiply(root, root)) != 0) {
-    subtract(root, {{1, 0, 0}});
+    subtract(root, {1, 0, 0});
     rest = value;
   }
   return {root, resize<3>(rest)};
@@ -324,8 +324,8 @@ decSext* decSextRemainderNear(decSext* result, decSext const* left, decSext cons
 
 decNumber* decNumberSquareRoot(decNumber* result, decNumber const* operand, decContext* context) {
   *result = *operand;
-  Coefficient const coefficient{
-      {operand->coefficient[0], operand->coefficient[1], operand->coefficient[2]}};
+  Coefficient const coefficient{operand->coefficient[0], operand->coefficient[1],
+                                operand->coefficient[2]};
   switch (operand->kind) {
     case decNumber::kSignalingNaN:
       context->status |= kDecInvalidOperation;

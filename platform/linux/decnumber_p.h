@@ -59,16 +59,28 @@ struct Reciprocals {
 };
 extern Reciprocals const kReciprocals;
 
+// The highest word of 10^52: what is below it there, and has nothing above, is below 10^52.
+constexpr Word kSafeHead = [] {
+  Coefficient limit{1, 0, 0};
+  for (int i = 0; i < kDigits; ++i) multiplyAdd(limit, 10, 0);
+  return limit.w[2];
+}();
+
+// Whether the value has at most 52 digits.
+template <int N>
+inline bool fitsDigits(Wide<N> const& value) {
+  Word above = 0;
+  for (int i = 3; i < N; ++i) above |= value.w[i];
+  if (above != 0) return false;
+  return value.w[2] < kSafeHead || isLess(resize<3>(value), power<3>(kDigits));
+}
+
 // Decimal digits of the value; 0 for zero.
 template <int N>
 inline int countDigits(Wide<N> const& value) {
   // 1233/4096 is log10(2), closely enough for up to 576 bits.
   int const digits = bitLength(value) * 1233 >> 12;
-  for (int i = N - 1; i >= 0; --i) {
-    Word const bound = kPowers.rows[digits].w[i];
-    if (value.w[i] != bound) return value.w[i] > bound ? digits + 1 : digits;
-  }
-  return digits + 1;
+  return digits + (isLess(value, power<N>(digits)) ? 0 : 1);
 }
 
 struct Division {
@@ -77,13 +89,19 @@ struct Division {
 };
 
 // Divides by 10 to the power `exponent`, 1 to kMaxDrop; the quotient must have at most 53 digits.
-// The estimate from the upper words is at most two too small (P. Barrett's reduction).
+// The estimate from the upper words is too small by two at most (P. Barrett's reduction), and with
+// the further bits that it is made of nearly always right.
 template <int N>
 inline Division divideByPower(Wide<N> const& value, int exponent) {
+  constexpr int kFurtherBits = 14;
   Reciprocal const& reciprocal = kReciprocals.rows[exponent];
   Coefficient const divisor = power<3>(exponent);
-  Wide<6> const product = multiply(shiftRight<3>(value, reciprocal.shift), reciprocal.value);
-  Division result{{{product.w[3], product.w[4], product.w[5]}}, resize<3>(value)};
+  Wide<N + 4> padded{};
+  for (int i = 0; i < N; ++i) padded.w[i + 1] = value.w[i];
+  Coefficient const head = shiftRight<3>(padded, 64 - kFurtherBits + reciprocal.shift);
+  Wide<6> const product = multiply(head, reciprocal.value);
+  Coefficient const estimate{product.w[3], product.w[4], product.w[5]};
+  Division result{shiftRight<3>(estimate, kFurtherBits), resize<3>(value)};
   subtract(result.rest, multiplyLow<3>(result.quotient, divisor));
   while (!isLess(result.rest, divisor)) {
     subtract(result.rest, divisor);
@@ -97,16 +115,15 @@ inline Division divideByPower(Wide<N> const& value, int exponent) {
 inline bool takeApart(decSext const* value, Finite& number) {
   Word const head = value->words[2];
   number.isNegative = (head & kSignBit) != 0;
-  if ((~head & kInfinityBits) == 0) return false;
-  number.coefficient = {{value->words[0], value->words[1], head & kCoefficientMask}};
+  number.coefficient = {value->words[0], value->words[1], head & kCoefficientMask};
   number.exponent = static_cast<int>(head >> kExponentShift & 0x3FFFF) - kBias;
   if ((head >> 61 & 3) == 3) {
-    // The spelling of coefficients from 2^173 on, which are above 52 digits.
+    // The spelling of coefficients from 2^173 on, which are above 52 digits, or no number.
     number.coefficient = {};
     number.exponent = static_cast<int>(head >> (kExponentShift - 2) & 0x3FFFF) - kBias;
-  } else if (!isLess(number.coefficient, power<3>(kDigits))) {
-    number.coefficient = {};
+    return (~head & kInfinityBits) != 0;
   }
+  if (!fitsDigits(number.coefficient)) number.coefficient = {};
   return true;
 }
 
@@ -136,24 +153,32 @@ decSext* refuse(decSext* result, decContext* context, unsigned status);
 // before the right one. One of them must be a NaN.
 decSext* propagate(decSext* result, decSext const* left, decSext const* right, decContext* context);
 
-// What of a coefficient was cut off, measured in units of the digit that stays last.
-enum class Cut { kNothing, kBelowHalf, kHalf, kAboveHalf };
+// What was cut off a coefficient, in units of the digit that is the last one now.
+struct Cut {
+  int half;    // -1, 0 or 1: below, at or above the half of a unit
+  bool isAny;  // not all were zeros
+};
 
 struct Dropped {
   Coefficient quotient;
   Cut cut;
 };
 
-// Cuts off the last `count` digits, 1 or more; at most 53 may stay. All widths but 3 and 6 words,
-// and more than kMaxDrop digits, take the long way.
+// Cuts off the last `count` digits, 1 or more; at most 53 may stay. More than kMaxDrop digits,
+// and all of a value of 9 words, take the long way.
 template <int N>
 Dropped dropDigits(Wide<N> const& value, int count);
 
 // Whether the mode takes a magnitude with this last digit, and this cut off, one up.
-bool roundsUp(decRounding mode, bool isNegative, Coefficient const& quotient, Cut cut);
+bool roundsUpDirected(decRounding mode, bool isNegative, Coefficient const& quotient, Cut cut);
+inline bool roundsUp(decRounding mode, bool isNegative, Coefficient const& quotient, Cut cut) {
+  // A half with an odd digit before it, or more than a half.
+  if (mode == kDecRoundHalfEven) return cut.half + static_cast<int>(quotient.w[0] & 1) > 0;
+  return roundsUpDirected(mode, isNegative, quotient, cut);
+}
 
 // The number of any coefficient and exponent: rounded, clamped and told in the context by the rules
-// of the format. Defined for 3, 6 and 9 words.
+// of the format. Defined for 3, 4, 6 and 9 words.
 template <int N>
 decSext* finish(decSext* result, bool isNegative, Wide<N> const& coefficient, int exponent,
                 decContext* context);

@@ -9,37 +9,19 @@
 namespace decnumber {
 namespace {
 
-Cut compareToHalf(Coefficient const& rest, Coefficient const& divisor) {
-  if (isZero(rest)) return Cut::kNothing;
-  Coefficient twice = rest;
-  add(twice, rest);
-  switch (order(twice, divisor)) {
-    case -1:
-      return Cut::kBelowHalf;
-    case 0:
-      return Cut::kHalf;
-    default:
-      return Cut::kAboveHalf;
-  }
-}
-
-// What a cut becomes when further digits, not all of them zeros, follow it.
-Cut withMoreBehind(Cut cut) {
-  if (cut == Cut::kNothing) return Cut::kBelowHalf;
-  return cut == Cut::kHalf ? Cut::kAboveHalf : cut;
-}
-
 template <int N>
-Dropped dropByReciprocal(Wide<N> const& value, int count) {
+inline Dropped dropByReciprocal(Wide<N> const& value, int count) {
   Division const division = divideByPower(value, count);
-  return {division.quotient, compareToHalf(division.rest, power<3>(count))};
+  Coefficient twice = division.rest;
+  add(twice, division.rest);
+  return {division.quotient, {order(twice, power<3>(count)), !isZero(division.rest)}};
 }
 
 // Digits that even the half of a unit is above go first, in pieces that fit a word.
 template <int N>
 Dropped dropInPieces(Wide<N> value, int count) {
   if (count > countDigits(value)) {
-    return {{}, isZero(value) ? Cut::kNothing : Cut::kBelowHalf};
+    return {{}, {-1, !isZero(value)}};
   }
   Word lost = 0;
   while (count > kMaxDrop) {
@@ -48,7 +30,7 @@ Dropped dropInPieces(Wide<N> value, int count) {
     count -= piece;
   }
   Dropped dropped = dropByReciprocal(resize<6>(value), count);
-  if (lost != 0) dropped.cut = withMoreBehind(dropped.cut);
+  if (lost != 0) dropped.cut = {dropped.cut.half < 0 ? -1 : 1, true};
   return dropped;
 }
 
@@ -70,19 +52,17 @@ decSext* overflow(decSext* result, bool isNegative, decContext* context) {
   context->status |= kDecOverflow | kDecInexact | kDecRounded;
   if (overflowsToInfinity(context->round, isNegative)) return packInfinity(result, isNegative);
   Coefficient largest = power<3>(kDigits);
-  subtract(largest, {{1, 0, 0}});
+  subtract(largest, {1, 0, 0});
   return pack(result, isNegative, largest, kTop);
 }
 
 // Rounds the cut coefficient; one more digit moves into the exponent.
-Coefficient round(Dropped const& dropped, bool isNegative, int& exponent, decContext* context) {
-  context->status |= kDecRounded;
-  if (dropped.cut == Cut::kNothing) return dropped.quotient;
-  context->status |= kDecInexact;
+inline Coefficient round(Dropped const& dropped, bool isNegative, int& exponent,
+                         decContext* context) {
+  context->status |= kDecRounded | (dropped.cut.isAny ? kDecInexact : 0U);
   Coefficient rounded = dropped.quotient;
-  if (!roundsUp(context->round, isNegative, rounded, dropped.cut)) return rounded;
-  increment(rounded);
-  if (isLess(rounded, power<3>(kDigits))) return rounded;
+  add(rounded, {}, roundsUp(context->round, isNegative, rounded, dropped.cut) ? 1 : 0);
+  if (fitsDigits(rounded)) return rounded;
   ++exponent;
   return power<3>(kDigits - 1);
 }
@@ -132,7 +112,7 @@ template <int N>
 }  // namespace
 
 template <int N>
-Dropped dropDigits(Wide<N> const& value, int count) {
+inline Dropped dropDigits(Wide<N> const& value, int count) {
   if constexpr (N <= 6) {
     if (count <= kMaxDrop) return dropByReciprocal(value, count);
   }
@@ -141,46 +121,44 @@ Dropped dropDigits(Wide<N> const& value, int count) {
 
 template Dropped dropDigits(Wide<3> const&, int);
 
-bool roundsUp(decRounding mode, bool isNegative, Coefficient const& quotient, Cut cut) {
-  if (cut == Cut::kNothing) return false;
+bool roundsUpDirected(decRounding mode, bool isNegative, Coefficient const& quotient, Cut cut) {
   switch (mode) {
-    case kDecRoundHalfEven:
-      return cut == Cut::kAboveHalf || (cut == Cut::kHalf && (quotient.w[0] & 1) != 0);
     case kDecRoundHalfUp:
-      return cut >= Cut::kHalf;
+      return cut.half >= 0;
     case kDecRoundHalfDown:
-      return cut == Cut::kAboveHalf;
+      return cut.half > 0;
     case kDecRoundUp:
-      return true;
-    case kDecRoundDown:
-      return false;
+      return cut.isAny;
     case kDecRoundCeiling:
-      return !isNegative;
+      return cut.isAny && !isNegative;
     case kDecRoundFloor:
-      return isNegative;
-    case kDecRound05Up: {
+      return cut.isAny && isNegative;
+    case kDecRound05Up:
       // 2^64 leaves 1 by 5, so the words' remainders add up.
-      Word const byFive = (quotient.w[0] % 5 + quotient.w[1] % 5 + quotient.w[2] % 5) % 5;
-      return byFive == 0;
-    }
+      return cut.isAny && (quotient.w[0] % 5 + quotient.w[1] % 5 + quotient.w[2] % 5) % 5 == 0;
+    default:
+      return false;
   }
-  return false;
 }
 
 template <int N>
 decSext* finish(decSext* result, bool isNegative, Wide<N> const& coefficient, int exponent,
                 decContext* context) {
-  int const drop = std::max(countDigits(coefficient) - kDigits, 0);
-  if (exponent < kDecSextMinExponent || exponent + drop >= kTop || isZero(coefficient)) {
+  constexpr int kMostDropped = 64 * N * 1233 / 4096 + 1 - kDigits;
+  if (exponent < kDecSextMinExponent || exponent + kMostDropped >= kTop) {
     return finishAtTheEnds(result, isNegative, coefficient, exponent, context);
   }
-  if (drop == 0) return pack(result, isNegative, resize<3>(coefficient), exponent);
+  if (fitsDigits(coefficient)) {
+    return pack(result, isNegative, resize<3>(coefficient), exponent);
+  }
+  int const drop = countDigits(coefficient) - kDigits;
   exponent += drop;
   Coefficient const rounded = round(dropDigits(coefficient, drop), isNegative, exponent, context);
   return pack(result, isNegative, rounded, exponent);
 }
 
 template decSext* finish(decSext*, bool, Wide<3> const&, int, decContext*);
+template decSext* finish(decSext*, bool, Wide<4> const&, int, decContext*);
 template decSext* finish(decSext*, bool, Wide<6> const&, int, decContext*);
 template decSext* finish(decSext*, bool, Wide<9> const&, int, decContext*);
 

@@ -20,7 +20,7 @@ constexpr Powers makePowers() {
 // Long division, bit by bit. The quotient is below 2^192, since no divisor is a power of two.
 constexpr Reciprocal makeReciprocal(Coefficient const& divisor) {
   Reciprocal result{{}, bitLength(divisor) - 1};
-  Coefficient rest = shiftLeft(Coefficient{{1, 0, 0}}, result.shift);
+  Coefficient rest = shiftLeft(Coefficient{1, 0, 0}, result.shift);
   for (int bit = 191; bit >= 0; --bit) {
     rest = shiftLeft(rest, 1);
     if (isLess(rest, divisor)) continue;
@@ -32,7 +32,7 @@ constexpr Reciprocal makeReciprocal(Coefficient const& divisor) {
 
 constexpr Reciprocals makeReciprocals() {
   Reciprocals table{};
-  Coefficient power{{1, 0, 0}};
+  Coefficient power{1, 0, 0};
   for (int i = 1; i <= kMaxDrop; ++i) {
     multiplyAdd(power, 10, 0);
     table.rows[i] = makeReciprocal(power);

@@ -7,16 +7,33 @@
 #define DECNUMBER_WIDE_H
 
 #include <bit>
+#include <concepts>
+#include <type_traits>
+#ifdef __x86_64__
+#include <immintrin.h>
+#endif
 
 namespace decnumber {
 
 using Word = unsigned long long;
 __extension__ using DoubleWord = unsigned __int128;
 
-// The least significant word comes first.
+// The least significant word comes first. Copies go word by word: a copy in larger pieces would
+// have to wait until words that were just stored have reached the cache.
 template <int N>
 struct Wide {
   Word w[N];
+
+  constexpr Wide() : w{} {}
+  template <std::integral... Words>
+  requires(sizeof...(Words) == N) constexpr Wide(Words... words) : w{static_cast<Word>(words)...} {}
+  constexpr Wide(Wide const& other) {
+    for (int i = 0; i < N; ++i) w[i] = other.w[i];
+  }
+  constexpr Wide& operator=(Wide const& other) {
+    for (int i = 0; i < N; ++i) w[i] = other.w[i];
+    return *this;
+  }
 };
 
 constexpr Word low(DoubleWord value) {
@@ -47,64 +64,83 @@ constexpr bool isZero(Wide<N> const& value) {
   return any == 0;
 }
 
-template <int N>
-constexpr bool isLess(Wide<N> const& a, Wide<N> const& b) {
-  for (int i = N - 1; i > 0; --i) {
-    if (a.w[i] != b.w[i]) return a.w[i] < b.w[i];
-  }
-  return a.w[0] < b.w[0];
-}
-
-// -1, 0 or 1.
-template <int N>
-constexpr int order(Wide<N> const& a, Wide<N> const& b) {
-  if (isLess(a, b)) return -1;
-  return isLess(b, a) ? 1 : 0;
-}
-
+// Bits without leading zeros; 1 for zero.
 template <int N>
 constexpr int bitLength(Wide<N> const& value) {
-  for (int i = N - 1; i >= 0; --i) {
-    if (value.w[i] != 0) return 64 * (i + 1) - std::countl_zero(value.w[i]);
+  Word head = value.w[0];
+  int bits = 64;
+  for (int i = 1; i < N; ++i) {
+    bits = value.w[i] != 0 ? 64 * (i + 1) : bits;
+    head = value.w[i] != 0 ? value.w[i] : head;
   }
-  return 0;
+  return bits - std::countl_zero(head | 1);
 }
 
-// a += b; gives the carry.
-template <int N>
-constexpr Word add(Wide<N>& a, Wide<N> const& b) {
-  Word carry = 0;
-  for (int i = 0; i < N; ++i) {
-    DoubleWord const sum = static_cast<DoubleWord>(a.w[i]) + b.w[i] + carry;
-    a.w[i] = low(sum);
-    carry = high(sum);
+// a + b + carry, and the new carry; a - b - borrow, and the new borrow.
+constexpr Word addWord(Word a, Word b, unsigned char& carry) {
+#ifdef __x86_64__
+  if (!std::is_constant_evaluated()) {
+    Word sum;
+    carry = _addcarry_u64(carry, a, b, &sum);
+    return sum;
   }
-  return carry;
+#endif
+  DoubleWord const sum = static_cast<DoubleWord>(a) + b + carry;
+  carry = static_cast<unsigned char>(high(sum));
+  return low(sum);
+}
+constexpr Word subtractWord(Word a, Word b, unsigned char& borrow) {
+#ifdef __x86_64__
+  if (!std::is_constant_evaluated()) {
+    Word difference;
+    borrow = _subborrow_u64(borrow, a, b, &difference);
+    return difference;
+  }
+#endif
+  DoubleWord const difference = static_cast<DoubleWord>(a) - b - borrow;
+  borrow = static_cast<unsigned char>(high(difference) & 1);
+  return low(difference);
+}
+
+// a += b + carry; gives the new carry.
+template <int N>
+constexpr Word add(Wide<N>& a, Wide<N> const& b, Word carry = 0) {
+  unsigned char flag = static_cast<unsigned char>(carry);
+  for (int i = 0; i < N; ++i) a.w[i] = addWord(a.w[i], b.w[i], flag);
+  return flag;
 }
 
 template <int N>
 constexpr void increment(Wide<N>& a) {
-  for (int i = 0; i < N && ++a.w[i] == 0; ++i) {
-  }
+  add(a, Wide<N>{}, 1);
+}
+
+// Every bit of `value` turned over where `mask`, all ones or all zeros, is one.
+template <int N>
+constexpr Wide<N> turned(Wide<N> const& value, Word mask) {
+  Wide<N> result = value;
+  for (int i = 0; i < N; ++i) result.w[i] ^= mask;
+  return result;
 }
 
 // a -= b; gives the borrow.
 template <int N>
 constexpr Word subtract(Wide<N>& a, Wide<N> const& b) {
-  Word borrow = 0;
-  for (int i = 0; i < N; ++i) {
-    DoubleWord const difference = static_cast<DoubleWord>(a.w[i]) - b.w[i] - borrow;
-    a.w[i] = low(difference);
-    borrow = high(difference) & 1;
-  }
-  return borrow;
+  unsigned char flag = 0;
+  for (int i = 0; i < N; ++i) a.w[i] = subtractWord(a.w[i], b.w[i], flag);
+  return flag;
 }
 
-// a = -a, modulo 2 to the power 64 N.
 template <int N>
-constexpr void negate(Wide<N>& a) {
-  for (int i = 0; i < N; ++i) a.w[i] = ~a.w[i];
-  increment(a);
+constexpr bool isLess(Wide<N> a, Wide<N> const& b) {
+  return subtract(a, b) != 0;
+}
+
+// -1, 0 or 1.
+template <int N>
+constexpr int order(Wide<N> a, Wide<N> const& b) {
+  bool const isBelow = subtract(a, b) != 0;
+  return static_cast<int>(!isBelow && !isZero(a)) - static_cast<int>(isBelow);
 }
 
 // The lowest N words of the product.
@@ -151,15 +187,19 @@ constexpr Word divideBy(Wide<N>& value, Word divisor) {
   return rest;
 }
 
+// The lower word of upper:lower, shifted right by 0 to 63 bits.
+constexpr Word shiftPair(Word upper, Word lower, int bits) {
+  return lower >> bits | upper << 1 << (63 - bits);
+}
+
 // The N words that start at bit `bits` of the value.
 template <int N, int M>
 constexpr Wide<N> shiftRight(Wide<M> const& value, int bits) {
   int const words = bits / 64;
-  int const rest = bits % 64;
   Wide<N> result{};
   for (int i = 0; i < N && i + words < M; ++i) {
     Word const upper = i + words + 1 < M ? value.w[i + words + 1] : 0;
-    result.w[i] = low(join(upper, value.w[i + words]) >> rest);
+    result.w[i] = shiftPair(upper, value.w[i + words], bits % 64);
   }
   return result;
 }
@@ -167,11 +207,10 @@ constexpr Wide<N> shiftRight(Wide<M> const& value, int bits) {
 template <int N>
 constexpr Wide<N> shiftLeft(Wide<N> const& value, int bits) {
   int const words = bits / 64;
-  int const rest = bits % 64;
   Wide<N> result{};
   for (int i = N - 1; i >= words; --i) {
     Word const lower = i > words ? value.w[i - words - 1] : 0;
-    result.w[i] = high(join(value.w[i - words], lower) << rest);
+    result.w[i] = value.w[i - words] << bits % 64 | lower >> 1 >> (63 - bits % 64);
   }
   return result;
 }
