@@ -112,20 +112,26 @@ namespace {
   return packInfinity(result, isNegative);
 }
 
-// The quotient of two numbers that aren't zero: 53 or 54 digits, and a trace of what is left.
+// Whether the first digits of `a`, set side by side with those of `b`, are the smaller number.
+bool isLessInDigits(Coefficient const& a, Coefficient const& b, int digitsLess) {
+  if (digitsLess > 0) return isLess(multiplyLow<3>(a, power<3>(digitsLess)), b);
+  return isLess(a, multiplyLow<3>(b, power<3>(-digitsLess)));
+}
+
+// The quotient of two numbers that aren't zero: by its digits, 52 of them before the rest.
 decSext* quotientOfFinite(decSext* result, Finite const& a, Finite const& b, decContext* context) {
   bool const isNegative = a.isNegative != b.isNegative;
-  int const shift = kDigits + 1 + countDigits(b.coefficient) - countDigits(a.coefficient);
+  int const digitsLess = countDigits(b.coefficient) - countDigits(a.coefficient);
+  int const shift =
+      kDigits - 1 + digitsLess + (isLessInDigits(a.coefficient, b.coefficient, digitsLess) ? 1 : 0);
   int exponent = a.exponent - b.exponent - shift;
   Division division = divide(multiplyLow<6>(a.coefficient, power<6>(shift)), b.coefficient);
   if (isZero(division.rest)) {
     stripZeros(division.quotient, exponent, a.exponent - b.exponent);
     return finish(result, isNegative, division.quotient, exponent, context);
   }
-  // A further digit stands for the rest: one digit at least is cut off before it, so that it only
-  // tells what is exact or half from what is above that.
-  multiplyAdd(division.quotient, 10, 1);
-  return finish(result, isNegative, division.quotient, exponent - 1, context);
+  return finishCut(result, isNegative, {division.quotient, cutOf(division.rest, b.coefficient)},
+                   exponent, context);
 }
 
 // Integer quotients and remainders

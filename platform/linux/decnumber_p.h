@@ -159,6 +159,12 @@ struct Cut {
   bool isAny;  // not all were zeros
 };
 
+inline Cut cutOf(Coefficient const& rest, Coefficient const& unit) {
+  Coefficient twice = rest;
+  add(twice, rest);
+  return {order(twice, unit), !isZero(rest)};
+}
+
 struct Dropped {
   Coefficient quotient;
   Cut cut;
@@ -182,6 +188,10 @@ inline bool roundsUp(decRounding mode, bool isNegative, Coefficient const& quoti
 template <int N>
 decSext* finish(decSext* result, bool isNegative, Wide<N> const& coefficient, int exponent,
                 decContext* context);
+
+// The number of 52 digits, and what was cut off behind them, in the same way.
+decSext* finishCut(decSext* result, bool isNegative, Dropped const& dropped, int exponent,
+                   decContext* context);
 
 // Takes zeros off the end of the coefficient, until the exponent is `limit`.
 void stripZeros(Coefficient& coefficient, int& exponent, int limit);

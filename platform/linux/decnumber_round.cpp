@@ -12,9 +12,7 @@ namespace {
 template <int N>
 inline Dropped dropByReciprocal(Wide<N> const& value, int count) {
   Division const division = divideByPower(value, count);
-  Coefficient twice = division.rest;
-  add(twice, division.rest);
-  return {division.quotient, {order(twice, power<3>(count)), !isZero(division.rest)}};
+  return {division.quotient, cutOf(division.rest, power<3>(count))};
 }
 
 // Digits that even the half of a unit is above go first, in pieces that fit a word.
@@ -161,5 +159,17 @@ template decSext* finish(decSext*, bool, Wide<3> const&, int, decContext*);
 template decSext* finish(decSext*, bool, Wide<4> const&, int, decContext*);
 template decSext* finish(decSext*, bool, Wide<6> const&, int, decContext*);
 template decSext* finish(decSext*, bool, Wide<9> const&, int, decContext*);
+
+decSext* finishCut(decSext* result, bool isNegative, Dropped const& dropped, int exponent,
+                   decContext* context) {
+  if (exponent >= kDecSextMinExponent && exponent < kTop) {
+    Coefficient const rounded = round(dropped, isNegative, exponent, context);
+    return pack(result, isNegative, rounded, exponent);
+  }
+  // Two digits on the same side of the half stand for what was cut off, wherever it is rounded.
+  Coefficient coefficient = dropped.quotient;
+  multiplyAdd(coefficient, 100, static_cast<Word>(50 + 49 * dropped.cut.half));
+  return finish(result, isNegative, coefficient, exponent - 2, context);
+}
 
 }  // namespace decnumber
