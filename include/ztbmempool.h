@@ -41,13 +41,14 @@ class ZTB_API ZtbMemPool {
   static char* getStats();
 
  private:
+  friend class ZtbDatavar;
   friend class ZtbString;
   friend bool ztbMemPoolStart();
   friend void ztbMemPoolStop();
 
-  // Points at a byte that is non-zero only while the pool is up and the process has one thread: the
-  // string, whose copies are made inline, then counts its references without a call. It changes
-  // only while no other thread runs, so a look at it holds until this thread starts one.
+  // Points at a byte that is non-zero only while the pool is up and the process has one thread:
+  // strings and variants, whose copies are made inline, then count their references without a call.
+  // It changes only while no other thread runs, so a look at it holds until this thread starts one.
   static char const* soleThread;
 };
 

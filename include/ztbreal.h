@@ -230,6 +230,9 @@ class ZTB_API ZtbReal {
   bool operator<=(double rhs) const;
 
  private:
+  // Hands out the encoding in place.
+  friend class ZtbDatavar;
+
   unsigned int mFlags;         // bit 0: truncated
   unsigned __int64 mValue[3];  // the decimal192 encoding; of the NaNs only the one that means null
 };

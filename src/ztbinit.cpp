@@ -11,6 +11,7 @@
 
 #include "ztbb10.h"
 #include "ztbconfigoptions_p.h"
+#include "ztbdatavar_p.h"
 #include "ztbdir.h"
 #include "ztbinit_p.h"
 #include "ztbmempool_p.h"
@@ -74,13 +75,16 @@ bool startAll(char const* executablePath, Progress& progress) {
   singletonLock = ztLockCreate(0, 0);
   if (singletonLock == nullptr) return refuse("Failed to create singleton mutex");
   progress.poolStarted = ztbMemPoolStart();
-  if (!progress.poolStarted) return refuse("Failed to initialize ZT mem pool");
+  if (!progress.poolStarted || !ztbDatavarStart()) {
+    return refuse("Failed to initialize ZT mem pool");
+  }
   return ztbConfigOptionsStart() || refuse("Failed to create config options");
 }
 
 int undoStart(Progress const& progress, char const** errorMessage) {
   --nestingCount;
   if (progress.poolStarted) ztbMemPoolStop();
+  ztbDatavarStop();
   destroyLock(globalLock);
   destroyLock(singletonLock);
   ztbbTerminate();
@@ -129,6 +133,7 @@ void ztbShutdown(void) {
   }
   ztbConfigOptionsStop();
   ztbMemPoolStop();
+  ztbDatavarStop();
   ztmsg13_terminate();
   destroyLock(globalLock);
   destroyLock(singletonLock);

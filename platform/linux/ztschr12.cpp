@@ -37,10 +37,22 @@ inline void stepOn(Place& at, char const* end) {
   ++at.chars;
 }
 
+// Whether all bytes are ASCII, of a text too short for np_utf8_run. The last eight are looked at in
+// one piece, some of them twice, as single bytes would take most of the time.
+inline bool isShortAscii(char const* begin, char const* end) {
+  std::ptrdiff_t const bytes = end - begin;
+  if (bytes < 8 || bytes >= std::ptrdiff_t{kNpUtf8Block}) return false;
+  for (char const* at = begin; end - at > 8; at += 8) {
+    if (!np_utf8_isAscii8(at)) return false;
+  }
+  return np_utf8_isAscii8(end - 8);
+}
+
 // Walks from `begin` until `end` is reached or passed. The text goes on behind `end` or stops
 // there, so the last character may end behind it.
 Place walk(char const* begin, char const* end) {
   constexpr std::ptrdiff_t kBlock = kNpUtf8Block;
+  if (isShortAscii(begin, end)) return {end, static_cast<std::size_t>(end - begin)};
   Place at{begin, 0};
   while (at.position < end) {
     if (end - at.position >= kBlock) {

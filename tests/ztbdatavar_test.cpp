@@ -1,0 +1,493 @@
+// SPDX-License-Identifier: MIT
+//
+// Variants: types and their names, assignment, conversions, raw forms, order, and sharing.
+
+#include "ztbdatavar.h"
+
+#include <algorithm>
+#include <atomic>
+#include <climits>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "ztbmempool.h"
+#include "ztbtest.h"
+
+namespace {
+
+static_assert(sizeof(ZtbDatavar) == 2 * sizeof(void*) && sizeof(ztbType) == 4);
+
+class ZtbDatavarTest : public ztbtest::LibraryTest {};
+
+std::string shown(ZtbString const& text) {
+  return text.isNull() ? "null" : text.asCstr();
+}
+std::string shown(ZtbDatavar const& v) {
+  return shown(v.asString());
+}
+
+template <class Value>
+ZtbDatavar make(Value value) {
+  return ZtbDatavar().assign(value);
+}
+ZtbDatavar raw(ztbType type, std::string const& bytes) {
+  return ZtbDatavar().assign(type, bytes.data(), static_cast<unsigned>(bytes.size()));
+}
+ZtbDatavar rawDate(double moment) {
+  return ZtbDatavar().assign(ztbTypeDate, &moment, sizeof moment);
+}
+ZtbDatavar nullReal() {
+  return make(std::nan(""));
+}
+
+TEST(ZtbDatavarTypes, NamesAndNumbersFindEachOther) {
+  struct {
+    char const* name;
+    ztbType type;
+    int dateOrder;
+    int rawSize;
+  } const rows[] = {
+      {"Unknown", ztbTypeUnknown, 0, 0},   {"BOOLEAN", ztbTypeBoolean, 0, 1},
+      {"integer", ztbTypeInteger, 0, 8},   {"Real", ztbTypeReal, 0, 24},
+      {"string", ztbTypeString, 0, 0},     {"Date", ztbTypeDate, 0, 8},
+      {"Date (MDY)", ztbTypeDate, 0, 8},   {"Date (DMY)", ztbTypeDate, 1, 8},
+      {"date (ymd)", ztbTypeDate, 2, 8},   {"Text", ztbTypeUnknown, 0, 0},
+      {"Date(DMY)", ztbTypeUnknown, 0, 0}, {nullptr, ztbTypeUnknown, 0, 0},
+  };
+  for (auto const& row : rows) {
+    int dateOrder = 7;
+    EXPECT_EQ(row.type, ztbTypeFromString(row.name, &dateOrder)) << row.name;
+    EXPECT_EQ(row.type, ztbTypeFromString(row.name, nullptr));
+    EXPECT_EQ(row.type, ztbTypeFromString(row.name));
+    EXPECT_EQ(row.dateOrder, dateOrder) << row.name;
+    EXPECT_EQ(row.rawSize, ZtbDatavar::getRawSizeReq(row.type)) << row.name;
+  }
+  char const* const names[] = {"Unknown", "Boolean", "Integer", "Real", "String", "Date", ""};
+  for (int i = 0; i < 7; ++i) EXPECT_STREQ(names[i], ztbTypeToString(static_cast<ztbType>(i)));
+  for (int number : {-1, 9, INT_MAX, INT_MIN}) {
+    EXPECT_STREQ("", ztbTypeToString(static_cast<ztbType>(number)));
+    EXPECT_EQ(0, ZtbDatavar::getRawSizeReq(static_cast<ztbType>(number)));
+  }
+}
+
+// The result as text, with zero behind an error, and the same without the flag.
+template <class Result>
+std::string outcome(ZtbDatavar const& value, Result (ZtbDatavar::*convert)(bool*) const) {
+  bool error = true;
+  ZtbDatavar const result = make((value.*convert)(&error));
+  EXPECT_EQ(shown(result), shown(make((value.*convert)(nullptr))));
+  if (!error) return shown(result);
+  bool const isZero = shown(result) == shown(make(Result()));
+  return isZero ? "error" : "error and " + shown(result);
+}
+
+TEST_F(ZtbDatavarTest, ConversionsFollowTheTable) {
+  ztbtest::Locale const locale("C");
+  double const infinity = std::numeric_limits<double>::infinity();
+  struct {
+    char const* what;
+    ZtbDatavar value;
+    char const* expected;  // asInt | asInt64 | asDouble | asBool | asReal | asDate | asString
+  } const rows[] = {
+      {"null", {}, "0|0|0|false|null|null|null"},
+      {"null real", nullReal(), "0|0|0|false|null|null|null"},
+      {"true", make(true), "1|1|1|true|1|null|true"},
+      {"false", make(false), "0|0|0|false|0|null|false"},
+      {"raw truth", raw(ztbTypeBoolean, "\x80"), "1|1|1|true|1|null|true"},
+      {"integer", make(0x1'8000'0001LL),
+       "-2147483647|6442450945|6442450945|true|6442450945|null|6442450945"},
+      {"least integer", make(LLONG_MIN),
+       "0|-9223372036854775808|-9223372036854776000|true|-9223372036854775808|null|"
+       "-9223372036854775808"},
+      {"real", make(2.75), "2|2|2.75|true|2.75|1970-01-01 00:00:02|2.75"},
+      {"half", make(0.5), "0|0|0.5|false|0.5|1970-01-01 00:00:00|0.5"},
+      {"minus a half", make(-0.5), "-1|-1|-0.5|true|-0.5|1969-12-31 23:59:59|-0.5"},
+      {"beyond int", make(3e9),
+       "error|3000000000|3000000000|true|3000000000|2065-01-24 05:20:00|3000000000"},
+      {"beyond int64", make(1e19),
+       "error|error|10000000000000000000|error|10000000000000000000|null|10000000000000000000"},
+      {"infinite", make(-infinity), "error|error|-Infinity|error|-Infinity|null|-Infinity"},
+      {"text", make("abc"), "error|error|error|error|error|null|abc"},
+      {"empty text", make(""), "error|error|error|error|error|null|"},
+      {"number", make("  7"), "7|7|7|error|7|null|  7"},
+      {"decimal", make("7.25"), "error|error|7.25|true|7.25|null|7.25"},
+      {"text beyond int", make("3000000000"),
+       "error|3000000000|3000000000|true|3000000000|null|3000000000"},
+      {"text beyond int64", make("9223372036854775808"),
+       "error|error|9223372036854776000|true|9223372036854775808|null|9223372036854775808"},
+      {"date text", make("1989-02-03 19:05:06"),
+       "error|error|error|true|error|1989-02-03 19:05:06|1989-02-03 19:05:06"},
+      {"date", make(ZtbDate("1989-02-03 19:05:06")),
+       "602535906|602535906|602535906|error|602535906|1989-02-03 19:05:06|02/03/89 19:05:06"},
+      {"early date", make(ZtbDate(-1.5)),
+       "-1|-1|-1.5|error|-1.5|1969-12-31 23:59:58|12/31/69 23:59:58"},
+      {"date beyond int", make(ZtbDate(3e9)),
+       "error|3000000000|3000000000|error|3000000000|2065-01-24 05:20:00|01/24/65 05:20:00"},
+      {"infinite date", rawDate(infinity), "error|error|Infinity|error|Infinity|null|null"},
+      {"NaN date", rawDate(std::nan("")), "error|error|null|error|null|null|null"},
+      {"unknown", raw(ztbTypeUnknown, "ab"), "error|error|error|error|error|null|null"},
+      {"no type", raw(static_cast<ztbType>(9), "ab"), "error|error|error|error|error|null|null"},
+  };
+  for (auto const& row : rows) {
+    ZtbDatavar const& v = row.value;
+    std::string const got =
+        outcome(v, &ZtbDatavar::asInt) + '|' + outcome(v, &ZtbDatavar::asInt64) + '|' +
+        outcome(v, &ZtbDatavar::asDouble) + '|' + outcome(v, &ZtbDatavar::asBool) + '|' +
+        outcome(v, &ZtbDatavar::asReal) + '|' + shown(v.asDate().asString(true)) + '|' + shown(v);
+    EXPECT_EQ(row.expected, got) << row.what;
+  }
+  EXPECT_EQ(infinity, make(1e300).asFloat(nullptr));
+  EXPECT_EQ(0.1f, make("0.1").asFloat(nullptr));
+}
+
+TEST_F(ZtbDatavarTest, TruthIsReadFromWordsAndFirstDigits) {
+  struct {
+    char const* text;
+    char const* truth;
+  } const rows[] = {{"true", "true"},   {"TRUE", "true"},   {"Yes", "true"},     {"7up", "true"},
+                    {"false", "false"}, {"no", "false"},    {"0x1", "false"},    {"-1", "error"},
+                    {" true", "error"}, {"truer", "error"}, {"\u0661", "error"}, {"", "error"}};
+  for (auto const& row : rows) {
+    EXPECT_EQ(row.truth, outcome(make(row.text), &ZtbDatavar::asBool)) << row.text;
+  }
+}
+
+TEST_F(ZtbDatavarTest, SetTypeConvertsInPlace) {
+  struct {
+    ZtbDatavar value;
+    int type;
+    bool done;
+    ztbType typeAfter;
+    char const* textAfter;
+  } const rows[] = {
+      {{}, ztbTypeString, false, ztbTypeUnknown, "null"},
+      {nullReal(), ztbTypeReal, false, ztbTypeReal, "null"},
+      {nullReal(), ztbTypeString, false, ztbTypeReal, "null"},
+      {make(5), ztbTypeInteger, true, ztbTypeInteger, "5"},
+      {make(5), ztbTypeUnknown, false, ztbTypeInteger, "5"},
+      {make(5), 6, false, ztbTypeInteger, "5"},
+      {raw(ztbTypeUnknown, "ab"), ztbTypeUnknown, true, ztbTypeUnknown, "null"},
+      {make(5), ztbTypeBoolean, true, ztbTypeBoolean, "true"},
+      {make(5), ztbTypeReal, true, ztbTypeReal, "5"},
+      {make(5), ztbTypeString, true, ztbTypeString, "5"},
+      {make(5), ztbTypeDate, true, ztbTypeUnknown, "null"},
+      {make("2.5"), ztbTypeReal, true, ztbTypeReal, "2.5"},
+      {make("abc"), ztbTypeBoolean, false, ztbTypeBoolean, "false"},
+      {make("abc"), ztbTypeInteger, false, ztbTypeInteger, "0"},
+      {make("abc"), ztbTypeReal, false, ztbTypeUnknown, "null"},
+      {make("abc"), ztbTypeDate, true, ztbTypeUnknown, "null"},
+      {make("1970-01-02"), ztbTypeDate, true, ztbTypeDate, "01/02/70 00:00:00"},
+  };
+  for (auto const& row : rows) {
+    ZtbDatavar v(row.value);
+    EXPECT_EQ(row.done, v.setType(static_cast<ztbType>(row.type)))
+        << shown(row.value) << " to " << row.type;
+    EXPECT_EQ(row.typeAfter, v.type()) << shown(row.value) << " to " << row.type;
+    EXPECT_EQ(row.textAfter, shown(v));
+  }
+}
+
+TEST_F(ZtbDatavarTest, NullValuesMakeNullVariants) {
+  ZtbDatavar null;
+  for (ZtbDatavar v :
+       {ZtbDatavar(), make(7).assign(ZtbReal()), make(7).assign(ZtbDate()),
+        make(7).assign(ZtbString()), make("x").assign(static_cast<char const*>(nullptr)),
+        make("x").assign(nullptr, 3), make("x").assignBytes(nullptr, 3),
+        make(7).assign(ztbTypeInteger, nullptr, 8), make(7).assign(ztbTypeString, "x", 0)}) {
+    unsigned size = 7;
+    EXPECT_EQ(ztbTypeUnknown, v.type());
+    EXPECT_TRUE(v.isNull());
+    EXPECT_EQ(-1, v.length());
+    EXPECT_EQ(nullptr, v.getRaw(&size));
+    EXPECT_EQ(0u, size);
+    EXPECT_EQ(0, v.compare(null));
+  }
+}
+
+TEST_F(ZtbDatavarTest, TextsAreCutAtCharacters) {
+  char const* const text = "h\u00e9llo";
+  ZtbString const string(text, false);
+  std::string const illFormed =
+      "a\xff"
+      "b";
+  struct {
+    char const* what;
+    ZtbDatavar value;
+    char const* text;
+    int length;
+  } const rows[] = {
+      {"whole", make(text), text, 5},
+      {"string", make(string), text, 5},
+      {"ill-formed", make(illFormed.c_str()), illFormed.c_str(), 3},
+      {"characters", ZtbDatavar().assign(text, 2), "h\u00e9", 2},
+      {"more than there are", ZtbDatavar().assign(text, 99), text, 5},
+      {"all", ZtbDatavar().assign(text, UINT_MAX), text, 5},
+      {"none", ZtbDatavar().assign(text, 0), "", 0},
+      {"bytes", ZtbDatavar().assignBytes(text, 2), "h", 1},
+      {"to a character's end", ZtbDatavar().assignBytes(text, 3), "h\u00e9", 2},
+      {"all bytes", ZtbDatavar().assignBytes(text, UINT_MAX), text, 5},
+      {"to the ill-formed byte", ZtbDatavar().assignBytes(illFormed.c_str(), 9), "a", 1},
+  };
+  for (auto const& row : rows) {
+    unsigned size = 0;
+    EXPECT_STREQ(row.text, static_cast<char const*>(row.value.getRaw(&size))) << row.what;
+    EXPECT_EQ(std::strlen(row.text) + 1, size) << row.what;
+    EXPECT_EQ(row.length, row.value.length()) << row.what;
+  }
+}
+
+TEST_F(ZtbDatavarTest, TruncateKeepsWholeCharacters) {
+  struct {
+    int nChars;
+    int nBytes;
+    char const* text;
+    int length;
+  } const rows[] = {
+      {3, -1, "h\u00e9l", 3},
+      {5, -1, "h\u00e9llo", 5},
+      {100, 2, "h", 1},
+      {100, 3, "h\u00e9", 2},
+      {1, 5, "h", 1},
+      {0, -1, "", 0},
+      {100, 0, "", 0},
+      {-1, -1, "h\u00e9llo", 5},
+      {-3, 4, "h\u00e9l", 3},
+      {INT_MIN, 1, "h", 1},
+      {2, INT_MIN, "h\u00e9", 2},
+      {INT_MAX, INT_MAX, "h\u00e9llo", 5},
+  };
+  for (auto const& row : rows) {
+    ZtbDatavar const original = make("h\u00e9llo");
+    ZtbDatavar shared(original), alone = make("h\u00e9llo");
+    for (ZtbDatavar* v : {&shared, &alone}) {
+      v->truncate(row.nChars, row.nBytes);
+      EXPECT_EQ(row.text, shown(*v)) << row.nChars << ", " << row.nBytes;
+      EXPECT_EQ(row.length, v->length()) << row.nChars << ", " << row.nBytes;
+      unsigned size = 0;
+      v->getRaw(&size);
+      EXPECT_EQ(std::strlen(row.text) + 1, size);
+    }
+    EXPECT_EQ("h\u00e9llo", shown(original));
+    EXPECT_EQ("grown again", shown(alone.assign("grown again")));
+  }
+  ZtbDatavar number = make(123456), null;
+  number.truncate(1, 1);
+  null.truncate(0, 0);
+  EXPECT_EQ("123456", shown(number));
+}
+
+TEST_F(ZtbDatavarTest, RawBytesComeBack) {
+  for (ZtbDatavar const& v : {make(true), make(-5), make(3.5), make("h\u00e9"),
+                              make(ZtbDate("1989-02-03")), raw(ztbTypeUnknown, "abc")}) {
+    unsigned size = 0;
+    auto const* const bytes = static_cast<char const*>(v.getRaw(&size));
+    EXPECT_EQ(bytes, v.getRaw(nullptr));
+    // Off every boundary, and at the end of its memory.
+    auto const unaligned = std::make_unique<char[]>(size + 1);
+    std::memcpy(unaligned.get() + 1, bytes, size);
+    ZtbDatavar const back = make(7).assign(v.type(), unaligned.get() + 1, size);
+    EXPECT_EQ(0, v.compare(back)) << shown(v) << " and " << shown(back);
+    EXPECT_EQ(v.length(), back.length());
+  }
+  unsigned size = 0;
+  make(3.5).getRaw(&size);
+  EXPECT_EQ(24u, size);
+  EXPECT_EQ(nullptr, nullReal().getRaw(&size));
+  EXPECT_EQ(0u, size);
+}
+
+TEST_F(ZtbDatavarTest, SwapTurnsTheBytesOfRealsAlone) {
+  ZtbDatavar const real = make(3.5);
+  auto const* const bytes = static_cast<char const*>(real.getRaw(nullptr));
+  std::string swapped(bytes, 24);
+  std::reverse(swapped.begin(), swapped.end());
+  ZtbDatavar const back = ZtbDatavar().assign(ztbTypeReal, swapped.data(), 24, true);
+  __int64 const number = 5;
+  EXPECT_EQ("5", shown(ZtbDatavar().assign(ztbTypeInteger, &number, 8, true)));
+  EXPECT_EQ(0, real.compare(back)) << shown(back);
+}
+
+TEST_F(ZtbDatavarTest, WrongRawSizesLeaveZeros) {
+  for (unsigned size : {2u, 4u, 7u, 9u, 23u, 25u, 4000u}) {
+    std::string const bytes(size, '\x55');
+    for (ZtbDatavar const& zero : {make(false), make(0), make(ZtbDate(0.0))}) {
+      EXPECT_EQ(0, zero.compare(raw(zero.type(), bytes))) << size;
+    }
+    // Over a value of the same type nothing of the old one stays either.
+    EXPECT_EQ(0, make(0).compare(make(7).assign(ztbTypeInteger, bytes.data(), size))) << size;
+    ZtbDatavar const real = make(3.5).assign(ztbTypeReal, bytes.data(), size);
+    EXPECT_TRUE(real.isNull() && real.type() == ztbTypeReal) << size;
+  }
+}
+
+TEST_F(ZtbDatavarTest, RawTextIsNeverReadPastItsSize) {
+  struct {
+    std::string bytes;
+    char const* text;
+    unsigned rawSize;
+  } const rows[] = {{"ab", "ab", 3},       {{"ab\0", 3}, "ab", 3},
+                    {{"\0", 1}, "", 1},    {{"a\0b", 3}, "a", 3},
+                    {"h\xc3", "h\xc3", 3}, {"\xf0\x9f\x98", "\xf0\x9f\x98", 4}};
+  for (auto const& row : rows) {
+    auto const exact = std::make_unique<char[]>(row.bytes.size());
+    std::memcpy(exact.get(), row.bytes.data(), row.bytes.size());
+    ZtbDatavar const v =
+        ZtbDatavar().assign(ztbTypeString, exact.get(), static_cast<unsigned>(row.bytes.size()));
+    unsigned size = 0;
+    auto const* const bytes = static_cast<char const*>(v.getRaw(&size));
+    EXPECT_EQ(row.text, shown(v));
+    EXPECT_EQ(row.rawSize, size) << row.text;
+    EXPECT_EQ(0, std::memcmp(bytes, row.bytes.data(), row.bytes.size())) << row.text;
+    EXPECT_EQ(static_cast<int>(v.asString().length()), v.length());
+  }
+}
+
+TEST_F(ZtbDatavarTest, ValuesOfOneTypeAreOrdered) {
+  double const infinity = std::numeric_limits<double>::infinity();
+  std::vector<std::vector<ZtbDatavar>> const ascending = {
+      {{}, make(false), make(true)},
+      {{}, make(LLONG_MIN), make(-1), make(0), make(LLONG_MAX)},
+      {{}, make(-infinity), make(-1.5), make(0.1), make(1e30), make(infinity)},
+      {{}, make(""), make("A"), make("B"), make("a"), make("a\x01"), make("\u00e9"), make("\xff")},
+      {{}, make(ZtbDate("0001-01-01")), make(ZtbDate(-0.001)), make(ZtbDate("9999-12-31"))},
+  };
+  for (auto const& row : ascending) {
+    for (std::size_t i = 0; i < row.size(); ++i) {
+      for (std::size_t j = 0; j < row.size(); ++j) {
+        ZtbDatavar copy(row[j]);
+        EXPECT_EQ((i > j) - (i < j), row[i].compare(copy)) << shown(row[i]) << ", " << shown(copy);
+        EXPECT_EQ(i < j, ZtbDatavarLess()(row[i], copy));
+      }
+    }
+  }
+}
+
+TEST_F(ZtbDatavarTest, ComparisonHasItsCorners) {
+  // Values of two types are less than each other.
+  EXPECT_TRUE(ZtbDatavarLess()(make(true), make(1)) && ZtbDatavarLess()(make(1), make(true)));
+  EXPECT_EQ(1, raw(ztbTypeBoolean, "\x01").compare(raw(ztbTypeBoolean, "\x02")));
+  EXPECT_EQ(0, raw(ztbTypeUnknown, "a").compare(raw(ztbTypeUnknown, "b")));
+  EXPECT_EQ(1, nullReal().compare(nullReal()));
+  EXPECT_EQ(1, nullReal().compare(ZtbDatavar())) << "a null Real has a value all the same";
+  EXPECT_EQ(1, rawDate(std::nan("")).compare(rawDate(0)));
+  EXPECT_EQ(1, rawDate(0).compare(rawDate(std::nan(""))));
+}
+
+TEST_F(ZtbDatavarTest, CopiesKeepTheirValueWhenOneIsWritten) {
+  void (*const writes[])(ZtbDatavar&) = {
+      [](ZtbDatavar& v) { v.assign(true); },
+      [](ZtbDatavar& v) { v.assign(8); },
+      [](ZtbDatavar& v) { v.assign(8.5); },
+      [](ZtbDatavar& v) { v.assign(ZtbDate("1989-02-03")); },
+      [](ZtbDatavar& v) { v.assign("xyz"); },
+      [](ZtbDatavar& v) { v.assign(ztbTypeReal, "x", 1); },
+      [](ZtbDatavar& v) { v.assign(ztbTypeUnknown, "xyz", 3); },
+      [](ZtbDatavar& v) { v.setType(ztbTypeString); },
+      [](ZtbDatavar& v) { v.truncate(1, -1); },
+      [](ZtbDatavar& v) { v = ZtbDatavar(); },
+  };
+  for (ZtbDatavar const& original : {make(true),
+                                     make(7),
+                                     make(7.5),
+                                     nullReal(),
+                                     make("abc"),
+                                     make(ZtbDate(0.0)),
+                                     raw(ztbTypeUnknown, "ab"),
+                                     {}}) {
+    std::string const text = shown(original);
+    for (auto const write : writes) {
+      ZtbDatavar first(original), second(first), third;
+      third = second;
+      write(second);
+      write(second);
+      EXPECT_EQ(text + text, shown(first) + shown(third));
+      EXPECT_EQ(original.type(), third.type());
+    }
+  }
+}
+
+TEST_F(ZtbDatavarTest, AssignsItsOwnValue) {
+  for (bool const isShared : {false, true}) {
+    ZtbDatavar v = make("a text that is long enough"), holder;
+    if (isShared) holder = v;
+    auto const own = [&v] { return static_cast<char const*>(v.getRaw(nullptr)); };
+    EXPECT_EQ("a text that is long enough", shown(v.assign(own())));
+    EXPECT_EQ("text that is long enough", shown(v.assign(own() + 2)));
+    EXPECT_EQ("text that", shown(v.assign(own(), 9)));
+    EXPECT_EQ("ext", shown(v.assignBytes(own() + 1, 3)));
+    EXPECT_EQ("xt", shown(v.assign(ztbTypeString, own() + 1, 3)));
+    EXPECT_EQ("xt", shown(v.assign(v.asString())));
+    v = v;
+    EXPECT_EQ("xt", shown(v));
+    v.assign(3.5);
+    if (isShared) holder = v;
+    EXPECT_EQ("3.5", shown(v.assign(ztbTypeReal, v.getRaw(nullptr), 24)));
+    v.assign(ztbTypeUnknown, v.getRaw(nullptr), 24);
+    EXPECT_EQ("3.5", shown(v.assign(ztbTypeReal, v.getRaw(nullptr), 24)));
+  }
+}
+
+TEST_F(ZtbDatavarTest, SmallRepeatedAssignmentsTakeNothingFromThePool) {
+  ZtbDatavar number = make(1), real = make(0.5), text = make("abc"), date = make(ZtbDate(1.0));
+  ZtbString const same("xyz", true);
+  std::string const before = ZtbMemPool::getStats();
+  void const* const place = real.getRaw(nullptr);
+  for (int i = 0; i < 10; ++i) {
+    number.assign(i);
+    real.assign(i + 0.25);
+    text.assign(same).assign("rst").assign("r\u00e9");
+    date.assign(ZtbDate(2.0 * i));
+  }
+  EXPECT_EQ(before, ZtbMemPool::getStats());
+  EXPECT_EQ(place, real.getRaw(nullptr)) << "a Real keeps its object";
+}
+
+TEST(ZtbDatavarWithoutPool, StaysNullAndLetsGo) {
+  EXPECT_TRUE(make(7).isNull() && make("x").isNull() && make(3.5).isNull());
+  char const* error = nullptr;
+  ASSERT_EQ(0, ztbInitialize(ZTB_TEST_BIN "/test", &error)) << error;
+  std::vector<ZtbDatavar> alone, shared;
+  for (ZtbDatavar const& v : {make(7), make(3.5), nullReal(), make("text"), make(true)}) {
+    shared.push_back(v);
+    shared.push_back(v);
+  }
+  for (double number : {1.5, 2.5, 3.5}) alone.push_back(make(number));
+  ztbShutdown();
+  EXPECT_TRUE(alone[0].assign(4.5).isNull());
+  EXPECT_TRUE(shared[0].assign("other").isNull());
+  shared[1].setNull();
+  shared[2] = ZtbDatavar();
+  EXPECT_TRUE(shared[1].isNull() && shared[2].isNull());
+}
+
+TEST(ZtbDatavarThreads, OneValueIsSharedSideBySide) {
+  char const* error = nullptr;
+  ASSERT_EQ(0, ztbInitialize(ZTB_TEST_BIN "/test", &error)) << error;
+  {
+    std::vector<ZtbDatavar> const values = {make(7), make(3.5), make("a text"), make(true)};
+    std::atomic<int> wrong = 0;
+    auto const work = [&values, &wrong] {
+      for (int i = 0; i < 5000; ++i) {
+        for (ZtbDatavar const& value : values) {
+          ZtbDatavar copy(value), written;
+          written = copy;
+          wrong += written.compare(value) != 0 || written.asString().isNull();
+          if (i % 8 == 0) written.assign(i + 0.5);
+          if (i % 16 == 0) copy.setType(ztbTypeString) ? copy.truncate(1, -1) : copy.setNull();
+        }
+      }
+    };
+    std::thread first(work), second(work), third(work);
+    for (std::thread* thread : {&first, &second, &third}) thread->join();
+    EXPECT_EQ(0, wrong);
+    EXPECT_EQ("a text", shown(values[2]));
+  }
+  ztbShutdown();
+}
+
+}  // namespace
