@@ -1,14 +1,16 @@
 // SPDX-License-Identifier: MIT
 //
-// The vocabulary that tests share: a library that is up, and a folder, a variable and a locale that
-// go with the test.
+// The vocabulary that tests share: a library that is up; a folder, a variable, a limit and a locale
+// that go with the test; work in threads and in a child.
 
 #ifndef ZTBTEST_H
 #define ZTBTEST_H
 
 #include <gtest/gtest.h>
 #include <locale.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -16,6 +18,8 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "ztbinit.h"
 
@@ -55,6 +59,30 @@ inline std::string readFile(std::string const& path) {
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
+// Whether `part` stands in `text`; the failure shows both.
+inline testing::AssertionResult contains(std::string const& text, std::string const& part) {
+  if (text.find(part) != std::string::npos) return testing::AssertionSuccess();
+  return testing::AssertionFailure() << "no \"" << part << "\" in:\n" << text;
+}
+
+// Does work(0) to work(count - 1) in a thread each, until all are done.
+template <class Work>
+void inThreads(int count, Work const& work) {
+  std::vector<std::thread> threads;
+  for (int i = 0; i < count; ++i) threads.emplace_back([&work, i] { work(i); });
+  for (std::thread& thread : threads) thread.join();
+}
+
+// How a forked child ends whose exit code is the work's result; anything but 0 is a failure.
+template <class Work>
+int inChild(Work const& work) {
+  pid_t const child = fork();
+  if (child == 0) _exit(work());
+  int status = -1;
+  waitpid(child, &status, 0);
+  return status;
+}
+
 // What a shell command did: its output on stdout and stderr together, and its exit code.
 struct Outcome {
   std::string output;
@@ -91,6 +119,23 @@ class Variable {
   char const* mName;
   std::string mOld;
   bool mWasSet;
+};
+
+// Holds a resource of the process down, until it goes.
+class Limit {
+ public:
+  Limit(__rlimit_resource resource, rlim_t limit) : mResource(resource) {
+    EXPECT_EQ(0, getrlimit(resource, &mOld));
+    rlimit const held{limit, mOld.rlim_max};
+    EXPECT_EQ(0, setrlimit(resource, &held));
+  }
+  Limit(Limit const&) = delete;
+  Limit& operator=(Limit const&) = delete;
+  ~Limit() { setrlimit(mResource, &mOld); }
+
+ private:
+  __rlimit_resource mResource;
+  rlimit mOld{};
 };
 
 // Makes a locale that of the process, until it goes. scripts/setup makes the locales of the tests.

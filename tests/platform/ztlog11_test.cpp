@@ -7,19 +7,19 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdarg>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "ztbtest.h"
 #include "ztlog11_config.h"
 
+using ztbtest::contains;
 using ztbtest::readFile;
 using ztbtest::TempFolder;
 
@@ -57,11 +57,13 @@ void setLevel(char const* name, int level) {
   logger->operations->setLevel(logger, level);
 }
 
+void configure(TempFolder const& folder, std::string const& text) {
+  EXPECT_EQ(0, ztlogConfigure(folder.write("logging.cfg", text).c_str())) << ztlogConfigureError();
+}
+
 // Configures one file sink with nothing but level and text, and gives the file's path.
 std::string configureFile(TempFolder const& folder, std::string const& more = "") {
-  std::string const config = folder.write(
-      "logging.cfg", "sink main file path=app.log\npattern main %L %n %s:%# %v\n" + more);
-  EXPECT_EQ(0, ztlogConfigure(config.c_str())) << ztlogConfigureError();
+  configure(folder, "sink main file path=app.log\npattern main %L %n %s:%# %v\n" + more);
   return folder.path("app.log");
 }
 
@@ -87,11 +89,9 @@ class ZtLogProcess : public ::testing::Test {
 }  // namespace
 
 TEST(ZtLogger, HandleIsTheSameForTheSameName) {
-  struct {
-    char const* name;
-    char const* same;
-  } const rows[] = {{nullptr, ""}, {"", "."}, {"...", ""}, {"A.B", "A..B"}, {"A.B", ".A.B."}};
-  for (auto const& row : rows) EXPECT_EQ(ztlogGetLogger(row.name), ztlogGetLogger(row.same));
+  char const* const rows[][2] = {
+      {nullptr, ""}, {"", "."}, {"...", ""}, {"A.B", "A..B"}, {"A.B", ".A.B."}};
+  for (auto const& [name, same] : rows) EXPECT_EQ(ztlogGetLogger(name), ztlogGetLogger(same));
   EXPECT_NE(ztlogGetLogger("A.B"), ztlogGetLogger("a.b"));
   EXPECT_NE(ztlogGetLogger("A"), ztlogGetLogger("A.B"));
   std::string const longName(255, 'n');
@@ -105,20 +105,20 @@ TEST(ZtLogger, LevelComesFromItselfTheConfigurationOrTheParent) {
   struct {
     char const* set;
     int to;
-    int root, l, a, b;
-  } const rows[] = {{"L", 0, 4, 3, 3, 6},    // as configured; L.A has its parent's
-                    {"L.A", 1, 4, 3, 1, 6},  // a level of its own beats the parent's
-                    {"L", 2, 4, 2, 1, 6},    // and the configuration's
-                    {"L.A.B", 9, 4, 2, 1, 6}, {"L.A.B", 5, 4, 2, 1, 5}, {"L.A.B", -1, 4, 2, 1, 6},
-                    {"L.A", 0, 4, 2, 2, 6},   {"L", 0, 4, 3, 3, 6},     {nullptr, 1, 1, 3, 3, 6},
-                    {nullptr, 0, 4, 3, 3, 6}};
-  for (auto const& row : rows) {
-    setLevel(row.set, row.to);
-    std::vector<int> const levels = {levelOf(nullptr), levelOf("L"), levelOf("L.A"),
-                                     levelOf("L.A.B")};
-    EXPECT_EQ((std::vector<int>{row.root, row.l, row.a, row.b}), levels)
-        << (row.set ? row.set : "root") << " set to " << row.to;
+    std::vector<int> levels;                   // of the root, L, L.A and L.A.B
+  } const rows[] = {{"L", 0, {4, 3, 3, 6}},    // as configured; L.A has its parent's
+                    {"L.A", 1, {4, 3, 1, 6}},  // a level of its own beats the parent's
+                    {"L", 2, {4, 2, 1, 6}},    // and the configuration's
+                    {"L.A.B", 9, {4, 2, 1, 6}},  {"L.A.B", 5, {4, 2, 1, 5}},
+                    {"L.A.B", -1, {4, 2, 1, 6}}, {"L.A", 0, {4, 2, 2, 6}},
+                    {nullptr, 1, {1, 2, 2, 6}}};
+  for (auto const& [set, to, levels] : rows) {
+    setLevel(set, to);
+    std::vector<int> const now{levelOf(nullptr), levelOf("L"), levelOf("L.A"), levelOf("L.A.B")};
+    EXPECT_EQ(levels, now) << (set ? set : "root") << " set to " << to;
   }
+  setLevel(nullptr, 0);
+  setLevel("L", 0);
   ASSERT_EQ(0, ztlogConfigure(nullptr));
   EXPECT_EQ(4, levelOf("L.A.B"));
 }
@@ -135,24 +135,20 @@ TEST(ZtLogger, RecordsBelowTheLevelAreDropped) {
 }
 
 TEST(ZtLogger, TextStaysOneLineOfPrintableCharacters) {
-  struct {
-    char const* text;
-    char const* line;
-  } const rows[] = {
+  char const* const rows[][2] = {
       {"plain {} %n \\ text", "plain {} %n \\ text"},
-      {"a\nb\r\n\tc", "a\\nb\\r\\n\\tc"},
-      {"\x1b[2J\x07\x7f", "\\x1b[2J\\x07\\x7f"},
+      {"a\nb\r\n\tc\x1b[2J\x07\x7f", "a\\nb\\r\\n\\tc\\x1b[2J\\x07\\x7f"},
       {"\u00e4\u20ac\U0001f600", "\u00e4\u20ac\U0001f600"},
       {"\xc2\x9b\x31", "\\u009b1"},                                 // an 8-bit control sequence
       {"\u2028\u202e\u2067\u200f", "\\u2028\\u202e\\u2067\u200f"},  // the last is a mere mark
       {"\x80 \xc0\xaf \xed\xa0\x80 \xe2\x82", "\\x80 \\xc0\\xaf \\xed\\xa0\\x80 \\xe2\\x82"},
       {"", ""},
   };
-  for (auto const& row : rows) {
+  for (auto const& [text, line] : rows) {
     TempFolder folder;
     std::string const file = configureFile(folder);
-    LOG(ztlogGetLogger("ZT\n"), 5, "%s", row.text);
-    EXPECT_EQ("5 ZT\\n source:7 " + std::string(row.line) + "\n", readFile(file));
+    LOG(ztlogGetLogger("ZT\n"), 5, "%s", text);
+    EXPECT_EQ("5 ZT\\n source:7 " + std::string(line) + "\n", readFile(file));
   }
 }
 
@@ -177,9 +173,8 @@ TEST(ZtLogger, MessagesComeFromTheDatabase) {
   logger->operations->logMessage(logger, 3, "source", 8, 29, "below the level");
   logger->operations->logMessage(logger, 4, "source", 8, 29, "argument");
   std::string const log = readFile(file);
-  EXPECT_TRUE(log.starts_with("source:8 ")) << log;
-  EXPECT_NE(std::string::npos, log.find("29")) << log;
-  EXPECT_EQ(1u, countLines(log)) << log;
+  EXPECT_TRUE(log.starts_with("source:8 ") && countLines(log) == 1) << log;
+  EXPECT_TRUE(contains(log, "29"));
 }
 
 TEST(ZtLogger, ErrnoSurvives) {
@@ -201,10 +196,7 @@ TEST(ZtLogConfig, GoodTextsAreAccepted) {
 }
 
 TEST(ZtLogConfig, BadTextsAreRefusedWithTheirPlace) {
-  struct {
-    std::string text;
-    char const* error;  // how the message begins
-  } const rows[] = {
+  std::pair<std::string, char const*> const rows[] = {
       {"", "1:1 no sink"},
       {"# only a comment\n", "1:1 no sink"},
       {std::string("sink\0", 5), "1:5 control character \\x00"},
@@ -249,18 +241,15 @@ TEST(ZtLogConfig, BadTextsAreRefusedWithTheirPlace) {
       {"sink a stderr\nroute X b", "2:9 no sink 'b' stands above"},
       {"sink a stderr\nroute X a\nroute X a", "3:8 this logger has a route already"},
   };
-  for (auto const& row : rows) {
-    EXPECT_EQ(0u, errorOf(row.text).find(row.error)) << row.text << "\ngave " << errorOf(row.text);
+  for (auto const& [text, error] : rows) {
+    EXPECT_TRUE(errorOf(text).starts_with(error)) << text << "\ngave " << errorOf(text);
   }
 }
 
 TEST(ZtLogConfigure, FailureNamesThePlaceAndLeavesTheFormerConfiguration) {
   TempFolder folder;
   std::string const file = configureFile(folder, "level F 1\npattern * %v\n");
-  struct {
-    std::string path;
-    std::string error;
-  } const rows[] = {
+  std::pair<std::string, std::string> const rows[] = {
       {folder.path("none.cfg"), folder.path("none.cfg") + ": No such file or directory"},
       {folder.path(), folder.path() + ": not a regular file"},
       {folder.write("bad.cfg", "sink a stderr\nlevel\n"),
@@ -273,12 +262,11 @@ TEST(ZtLogConfigure, FailureNamesThePlaceAndLeavesTheFormerConfiguration) {
                                     folder.path().substr(folder.path().rfind('/') + 1)),
        folder.path("sink.cfg") + ":2:6: " + folder.path() + " is a folder"},
   };
-  for (auto const& row : rows) {
-    EXPECT_EQ(1, ztlogConfigure(row.path.c_str()));
-    EXPECT_EQ(row.error, ztlogConfigureError());
+  for (auto const& [path, error] : rows) {
+    EXPECT_EQ(1, ztlogConfigure(path.c_str()));
+    EXPECT_EQ(error, ztlogConfigureError());
     EXPECT_EQ(1, levelOf("F"));
-    std::string const log = readFile(file);
-    EXPECT_TRUE(log.ends_with(row.error + "\n")) << log;
+    EXPECT_TRUE(readFile(file).ends_with(error + "\n")) << readFile(file);
   }
   configureFile(folder);
   EXPECT_STREQ("", ztlogConfigureError());
@@ -286,31 +274,23 @@ TEST(ZtLogConfigure, FailureNamesThePlaceAndLeavesTheFormerConfiguration) {
 
 TEST(ZtLogConfigure, RoutesAndSinkLevelsChooseTheFiles) {
   TempFolder folder;
-  std::string const config = folder.write(
-      "etc/logging.cfg",
-      "sink all file path=../log/all.log\nsink bad file path=../log/bad.log level=error\n"
-      "sink own file path=../log/own-%P.log\npattern * %v\n"
-      "route * all bad\nroute R.Own own\nlevel R trace\n");
-  ASSERT_EQ(0, ztlogConfigure(config.c_str())) << ztlogConfigureError();
+  configure(folder,
+            "sink all file path=log/all.log\nsink bad file path=log/bad.log level=error\n"
+            "sink own file path=log/own-%P.log\npattern * %v\n"
+            "route * all bad\nroute R.Own own\nlevel R trace\n");
   LOG(ztlogGetLogger("R"), 1, "trace");
   LOG(ztlogGetLogger("R"), 5, "error");
   LOG(ztlogGetLogger("R.Own.Child"), 5, "own");
   EXPECT_EQ("trace\nerror\n", readFile(folder.path("log/all.log")));
   EXPECT_EQ("error\n", readFile(folder.path("log/bad.log")));
   EXPECT_EQ("own\n", readFile(folder.path("log/own-" + std::to_string(getpid()) + ".log")));
-  int const child = fork();
-  std::string const look = "ls -l /proc/self/fd | grep -q " + folder.path("log");
-  if (child == 0) execl("/bin/sh", "sh", "-c", look.c_str(), nullptr);
-  int status = 0;
-  waitpid(child, &status, 0);
-  EXPECT_EQ(1, WEXITSTATUS(status)) << "a log file was handed on to a program";
+  EXPECT_EQ(1, ztbtest::shell("ls -l /proc/self/fd | grep -q " + folder.path("log")).exitCode)
+      << "a log file was handed on to a program";
 }
 
 TEST(ZtLogConfigure, RotatingSinkKeepsItsFiles) {
   TempFolder folder;
-  std::string const config =
-      folder.write("logging.cfg", "sink a rotating path=app.log size=1K keep=2\npattern a %v\n");
-  ASSERT_EQ(0, ztlogConfigure(config.c_str())) << ztlogConfigureError();
+  configure(folder, "sink a rotating path=app.log size=1K keep=2\npattern a %v\n");
   for (int i = 0; i < 5; ++i) {
     LOG(ztlogGetLogger("Rotate"), 4, "%d%s", i, std::string(900, '.').c_str());
   }
@@ -324,9 +304,7 @@ TEST(ZtLogConfigure, SyslogSinkIsOpenedWhenTheFormerOneIsClosed) {
   TempFolder folder;
   gSystemLog.clear();
   for (char const* const ident : {"one", "two"}) {
-    std::string const config = folder.write(
-        "logging.cfg", "sink a syslog facility=local0 ident=" + std::string(ident) + "\n");
-    ASSERT_EQ(0, ztlogConfigure(config.c_str())) << ztlogConfigureError();
+    configure(folder, "sink a syslog facility=local0 ident=" + std::string(ident) + "\n");
     for (int level = 4; level <= 5; ++level) LOG(ztlogGetLogger("Sys"), level, "%%s\n");
   }
   ASSERT_EQ(0, ztlogConfigure(nullptr));
@@ -338,12 +316,10 @@ TEST(ZtLogConfigure, ARecoveredSinkTellsWhatItLost) {
   TempFolder folder;
   std::string const file = configureFile(folder, "pattern * %v\n");
   ZtLogger* const logger = ztlogGetLogger("Recover");
-  rlimit former{};
-  getrlimit(RLIMIT_FSIZE, &former);
-  rlimit const none{0, former.rlim_max};
-  setrlimit(RLIMIT_FSIZE, &none);
-  for (int i = 0; i < 3; ++i) LOG(logger, 4, "lost");
-  setrlimit(RLIMIT_FSIZE, &former);
+  {
+    ztbtest::Limit const none(RLIMIT_FSIZE, 0);
+    for (int i = 0; i < 3; ++i) LOG(logger, 4, "lost");
+  }
   std::this_thread::sleep_for(std::chrono::milliseconds(1100));
   LOG(logger, 4, "found");
   EXPECT_EQ("3 records were lost here, the last time for: Failed flush to file " + file +
@@ -353,36 +329,29 @@ TEST(ZtLogConfigure, ARecoveredSinkTellsWhatItLost) {
 
 TEST(ZtLogConfigure, AFullDiskIsToldOnceAndSurvived) {
   TempFolder folder;
-  std::string const config = folder.write("logging.cfg", "sink a file path=/dev/full\n");
-  ASSERT_EQ(0, ztlogConfigure(config.c_str())) << ztlogConfigureError();
+  configure(folder, "sink a file path=/dev/full\n");
   ::testing::internal::CaptureStderr();
   for (int i = 0; i < 100; ++i) LOG(ztlogGetLogger("Full"), 5, "record %d", i);
   std::string const told = ::testing::internal::GetCapturedStderr();
   EXPECT_EQ(1u, countLines(told)) << told;
-  EXPECT_NE(std::string::npos, told.find("No space left on device")) << told;
+  EXPECT_TRUE(contains(told, "No space left on device"));
   EXPECT_EQ(0, ztlogConfigure(nullptr));
 }
 
 TEST(ZtLogThreads, RecordsOfManyThreadsStayWhole) {
-  constexpr int kThreads = 4;
-  constexpr int kRecords = 200;
   TempFolder folder;
   std::string const file = configureFile(folder, "pattern * %v\nlevel T 3\n");
-  std::vector<std::thread> threads;
-  for (int t = 0; t < kThreads; ++t) {
-    threads.emplace_back([t] {
-      for (int i = 0; i < kRecords; ++i) {
-        std::string const name = "T." + std::to_string(t) + "." + std::to_string(i % 10);
-        LOG(ztlogGetLogger(name.c_str()), 3, "<%s>", std::string(300, 'x').c_str());
-        if (i % 50 == 0) setLevel("T.other", i % 5);
-        levelOf("T.other");
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
+  ztbtest::inThreads(4, [](int t) {
+    for (int i = 0; i < 200; ++i) {
+      std::string const name = "T." + std::to_string(t) + "." + std::to_string(i % 10);
+      LOG(ztlogGetLogger(name.c_str()), 3, "<%s>", std::string(300, 'x').c_str());
+      if (i % 50 == 0) setLevel("T.other", i % 5);
+      levelOf("T.other");
+    }
+  });
   std::string const line = "<" + std::string(300, 'x') + ">\n";
   std::string expected;
-  for (int i = 0; i < kThreads * kRecords; ++i) expected += line;
+  for (int i = 0; i < 4 * 200; ++i) expected += line;
   EXPECT_EQ(expected, readFile(file));
 }
 
@@ -394,23 +363,15 @@ TEST(ZtLogThreads, AChildForkedBesideLoggingThreadsCanLog) {
     while (!done) LOG(ztlogGetLogger("Fork.Parent"), 4, "beside the fork");
   });
   for (int i = 0; i < 20; ++i) {
-    int const child = fork();
-    if (child == 0) {
-      alarm(10);
-      LOG(ztlogGetLogger("Fork.Child"), 4, "in the child");
-      _exit(0);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(0, status);
+    EXPECT_EQ(0, ztbtest::inChild([] {
+                alarm(10);
+                LOG(ztlogGetLogger("Fork.Child"), 4, "in the child");
+                return 0;
+              }));
   }
   done = true;
   other.join();
-  std::string const log = readFile(file);
-  std::size_t found = 0;
-  for (std::size_t at = 0; (at = log.find("in the child\n", at)) != std::string::npos; ++at)
-    ++found;
-  EXPECT_EQ(20u, found);
+  EXPECT_EQ("20\n", ztbtest::shell("grep -c ' in the child$' " + file).output);
 }
 
 TEST_F(ZtLogProcess, KeepsTheStartForTheFirstConfiguration) {
@@ -471,7 +432,7 @@ TEST_F(ZtLogProcess, TheDefaultWayIsWarningsAndErrorsOnStandardError) {
 TEST_F(ZtLogProcess, ARefusedConfigurationIsToldWhereTheFormerOneSilencesStandardError) {
   auto const configureTwice = [] {
     TempFolder const folder;
-    ztlogConfigure(folder.write("quiet.cfg", "sink console stderr level=off\n").c_str());
+    configure(folder, "sink console stderr level=off\n");
     return ztlogConfigure(folder.path("none.cfg").c_str());
   };
   EXPECT_EXIT(_exit(configureTwice()), ::testing::ExitedWithCode(1), "none.cfg: No such file");
@@ -508,9 +469,6 @@ struct EarlyAndLate {
 }  // namespace
 
 TEST_F(ZtLogProcess, WorksWhileStaticsAreDestroyed) {
-  auto const story = [] {
-    gEarlyAndLate.mLate = true;
-    std::exit(0);
-  };
-  EXPECT_EXIT(story(), ::testing::ExitedWithCode(0), "while statics are destroyed");
+  gEarlyAndLate.mLate = true;
+  EXPECT_EXIT(std::exit(0), ::testing::ExitedWithCode(0), "while statics are destroyed");
 }
