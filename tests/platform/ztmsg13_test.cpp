@@ -11,7 +11,6 @@
 #include <cstring>
 #include <map>
 #include <memory>
-#include <thread>
 #include <vector>
 
 #include "ztbtest.h"
@@ -23,38 +22,16 @@
 
 namespace {
 
+using ztbtest::contains;
 using ztmsg13::Catalog;
 
 constexpr char const* kCatalogs = ZTB_TEST_HOME "/share/msg";
 
-// Unsets the variables that the database reads, and puts them back afterwards.
-class Variables {
- public:
-  Variables() {
-    for (char const* name : kNames) {
-      char const* const value = std::getenv(name);
-      if (value != nullptr) mValues[name] = value;
-      np_env_set(name, nullptr);
-    }
-  }
-  ~Variables() {
-    for (char const* name : kNames) {
-      np_env_set(name, mValues.count(name) > 0 ? mValues[name].c_str() : nullptr);
-    }
-  }
-
- private:
-  static constexpr char const* kNames[] = {"MARLOVEN_ERROR_LOCATION",
-                                           "MARLOVEN_ERROR_LOCALE",
-                                           "MARLOVEN_ERROR_LEVEL",
-                                           "LC_ALL",
-                                           "LC_MESSAGES",
-                                           "LANG"};
-  std::map<std::string, std::string> mValues;
-};
-
 class ZtMsg13 : public ::testing::Test {
  protected:
+  void SetUp() override {
+    for (char const* name : {"LC_ALL", "LC_MESSAGES", "LANG"}) np_env_set(name, nullptr);
+  }
   void TearDown() override { ztmsg13_terminate(); }
 
   // The reason of a failure, or the empty text.
@@ -88,7 +65,13 @@ class ZtMsg13 : public ::testing::Test {
     return buffer.get();
   }
 
-  Variables mVariables;
+  // What the database reads, put back afterwards.
+  ztbtest::Variable mVariables[6] = {{"MARLOVEN_ERROR_LOCATION", ""},
+                                     {"MARLOVEN_ERROR_LOCALE", ""},
+                                     {"MARLOVEN_ERROR_LEVEL", ""},
+                                     {"LC_ALL", ""},
+                                     {"LC_MESSAGES", ""},
+                                     {"LANG", ""}};
   ztbtest::TempFolder mFolder;
 };
 
@@ -121,52 +104,38 @@ TEST_F(ZtMsg13Catalogs, HaveAFittingTextForEveryMessageInEveryLocale) {
 }
 
 TEST_F(ZtMsg13, LevelAddsWhereAMessageComesFrom) {
-  struct {
-    char const* level;
-    char const* head;
-  } const rows[] = {
-      {nullptr, ""},
-      {"", ""},
-      {"0", ""},
-      {"1", "[Base Services 445] "},
-      {"2", "[Base Services 445, reader:12] "},
-      {"007", "[Base Services 445, reader:12] "},
-  };
-  for (auto const& row : rows) {
-    SCOPED_TRACE(row.level ? row.level : "unset");
-    ASSERT_EQ("", open(kCatalogs, "en", row.level));
-    EXPECT_EQ(std::string(row.head) + "The folder \"/a\" doesn't exist. Check the path.",
+  char const* const rows[][2] = {{nullptr, ""},
+                                 {"", ""},
+                                 {"0", ""},
+                                 {"1", "[Base Services 445] "},
+                                 {"007", "[Base Services 445, reader:12] "}};
+  for (auto const& [level, head] : rows) {
+    ASSERT_EQ("", open(kCatalogs, "en", level));
+    EXPECT_EQ(std::string(head) + "The folder \"/a\" doesn't exist. Check the path.",
               message("Base Services", 445, "/a"));
     EXPECT_EQ("out of memory", fragment());
   }
   for (char const* level : {"-1", "x", "1 ", "2.0"}) {
-    EXPECT_NE(std::string::npos, open(kCatalogs, "en", level).find("MARLOVEN_ERROR_LEVEL"))
-        << level;
+    EXPECT_TRUE(contains(open(kCatalogs, "en", level), "MARLOVEN_ERROR_LEVEL")) << level;
   }
 }
 
 TEST_F(ZtMsg13, LocaleFallsBackToItsLanguageAndThenToEnglish) {
-  compile("en", "$set 1\n4 Fragments\n$set 4\n444 en\n");
-  compile("de", "$set 1\n4 Fragments\n$set 4\n444 de\n");
-  compile("de_AT", "$set 1\n4 Fragments\n$set 4\n444 de_AT\n");
+  for (std::string const locale : {"en", "de", "de_AT"}) {
+    compile(locale, "$set 1\n4 Fragments\n$set 4\n444 " + locale + "\n");
+  }
   struct {
-    char const* named;
-    char const* lcAll;
-    char const* lcMessages;
-    char const* lang;
-    char const* expected;
-  } const rows[] = {
-      {"de_AT.UTF-8@euro", nullptr, nullptr, nullptr, "de_AT"},
-      {"de_DE.UTF-8", nullptr, nullptr, nullptr, "de"},
-      {"de-CH", nullptr, nullptr, nullptr, "de"},
-      {"fr_FR", nullptr, nullptr, "de", "en"},
-      {"C", nullptr, nullptr, nullptr, "en"},
-      {nullptr, nullptr, nullptr, nullptr, "en"},
-      {nullptr, "de", "en", "en", "de"},
-      {"", "", "de_AT", "en", "de_AT"},
-      {"", "", "", "de_DE.UTF-8", "de"},
-      {"", "../de", "de", "de", "en"},
-  };
+    char const *named, *lcAll, *lcMessages, *lang, *expected;
+  } const rows[] = {{"de_AT.UTF-8@euro", nullptr, nullptr, nullptr, "de_AT"},
+                    {"de_DE.UTF-8", nullptr, nullptr, nullptr, "de"},
+                    {"de-CH", nullptr, nullptr, nullptr, "de"},
+                    {"fr_FR", nullptr, nullptr, "de", "en"},
+                    {"C", nullptr, nullptr, nullptr, "en"},
+                    {nullptr, nullptr, nullptr, nullptr, "en"},
+                    {nullptr, "de", "en", "en", "de"},
+                    {"", "", "de_AT", "en", "de_AT"},
+                    {"", "", "", "de_DE.UTF-8", "de"},
+                    {"", "../de", "de", "de", "en"}};
   for (auto const& row : rows) {
     np_env_set("LC_ALL", row.lcAll);
     np_env_set("LC_MESSAGES", row.lcMessages);
@@ -188,18 +157,15 @@ TEST_F(ZtMsg13, LocaleWithAPathInItsNameIsRefused) {
 }
 
 TEST_F(ZtMsg13, LocationThatCannotServeIsNamedInTheReason) {
-  std::filesystem::create_directories(mFolder.path("empty"));
   std::filesystem::create_directories(mFolder.path("folder/en/messages.cat"));
   std::filesystem::create_directories(mFolder.path("pipe/en"));
   ASSERT_EQ(0, mkfifo(mFolder.path("pipe/en/messages.cat").c_str(), 0600));
   mFolder.write("rubbish/en/messages.cat", "not a catalog at all, but long enough for one");
-  mFolder.write("nothing/en/messages.cat", "");
   ASSERT_EQ("", open(kCatalogs));
-  EXPECT_NE(std::string::npos, open("").find("MARLOVEN_ERROR_LOCATION"));
-  EXPECT_NE(std::string::npos, open(std::string(5000, 'x')).find("MARLOVEN_ERROR_LOCATION"));
-  for (char const* name : {"missing", "empty", "folder", "pipe", "rubbish", "nothing"}) {
-    std::string const reason = open(mFolder.path(name));
-    EXPECT_NE(std::string::npos, reason.find(mFolder.path(name) + "/en/messages.cat")) << reason;
+  EXPECT_TRUE(contains(open(""), "MARLOVEN_ERROR_LOCATION"));
+  EXPECT_TRUE(contains(open(std::string(5000, 'x')), "MARLOVEN_ERROR_LOCATION"));
+  for (char const* name : {"missing", "folder", "pipe", "rubbish"}) {
+    EXPECT_TRUE(contains(open(mFolder.path(name)), mFolder.path(name) + "/en/messages.cat"));
   }
   EXPECT_EQ("out of memory", fragment()) << "a failure must leave the open database alone";
 }
@@ -209,7 +175,7 @@ TEST_F(ZtMsg13Catalogs, ThatAreCutAnywhereAreRefused) {
   ASSERT_LT(1000u, bytes.size());
   for (std::size_t part = 0; part < 50; ++part) {
     mFolder.write("en/messages.cat", bytes.substr(0, bytes.size() * part / 50));
-    EXPECT_NE(std::string::npos, open(mFolder.path()).find("damaged")) << part;
+    EXPECT_TRUE(contains(open(mFolder.path()), "damaged")) << part;
   }
   EXPECT_FALSE(Catalog().assign(bytes.substr(0, bytes.size() - 1))) << "no end of the last text";
   // A catalog that is cut while it is open goes on serving what it had.
@@ -254,8 +220,7 @@ TEST_F(ZtMsg13Catalogs, TextsThatDoNotFitGiveWayToTheDefault) {
   EXPECT_EQ("[Base Services 335" + missing, message("Base Services", 335));
   EXPECT_EQ("100%", message("Base Services", 336));
   for (int number : {445, 446, 447, 453}) {
-    EXPECT_EQ("[Base Services " + std::to_string(number) + missing + ": \"/a\"",
-              message("Base Services", number, "/a"));
+    EXPECT_TRUE(contains(message("Base Services", number, "/a"), missing + ": \"/a\"")) << number;
   }
   EXPECT_EQ("tail", message("Base Services", 97, "")) << "blanks at the end are dropped";
   EXPECT_EQ("twice /a, /a", message("Base Services", 454, "/a"));
@@ -266,11 +231,11 @@ TEST_F(ZtMsg13Catalogs, TextsThatDoNotFitGiveWayToTheDefault) {
 
   // Nothing is known of these numbers' arguments, so none is touched.
   EXPECT_EQ("Closed on day 1, 50% off", message("Shop", 1));
-  for (int number : {2, 3, 4, 0, -1}) {
+  for (int number : {2, 3, 4, 0}) {
     EXPECT_EQ("[Shop " + std::to_string(number) + missing, message("Shop", number, 1));
   }
   EXPECT_EQ("[ 335" + missing, message(nullptr, 335));
-  EXPECT_NE(std::string::npos, fragment().find(mFolder.path("en/messages.cat")));
+  EXPECT_TRUE(contains(fragment(), mFolder.path("en/messages.cat")));
 }
 
 TEST_F(ZtMsg13, LongMessageIsCutBetweenCharacters) {
@@ -311,28 +276,22 @@ TEST(ZtMsg13Format, FitsOnlyWhatTheArgumentsAllow) {
 }
 
 TEST(ZtMsg13Format, PrintfTakesPositionsAndIgnoresTheArgumentsBehind) {
-  struct {
-    char const* format;
-    char const* expected;  // null: refused
-  } const rows[] = {
+  char const* const rows[][2] = {
       {" %2$d-%1$02d-%3$d ", " 3-02-1850 "},
-      {"%02d/%02d/%02d ", "02/03/1850 "},
-      {"%d/%d/%d ", "2/3/1850 "},
-      {"%3$d년 %1$02d월 %2$02d일 ", "1850년 02월 03일 "},
-      {"%3$d年\t\t%1$02d月\t\t%2$02d日", "1850年\t\t02月\t\t03日"},
+      {"%d/%02d/%02d ", "2/03/1850 "},
+      {"%3$d년\t%1$02d월\t%2$02d일", "1850년\t02월\t03일"},
       {"%1$d%2$d%3$d|%4$s|", "231850|tail|"},
       {"%3$6d %2$d %1$06d", "  1850 3 000002"},
       {"", ""},
-      {"%2$d", nullptr},  // the first argument's type isn't known
+      {"%2$d", nullptr},  // refused: the first argument's type isn't known
       {"%f", nullptr},
       {nullptr, nullptr},
   };
-  for (auto const& row : rows) {
+  for (auto const& [format, expected] : rows) {
     char target[128] = "untouched";
-    int const bytes =
-        ztmsg13_util_printf(target, sizeof(target), row.format, 2, 3, 1850, "tail", "");
-    EXPECT_STREQ(row.expected ? row.expected : "", target);
-    EXPECT_EQ(row.expected ? static_cast<int>(std::strlen(row.expected)) : -1, bytes);
+    int const bytes = ztmsg13_util_printf(target, sizeof(target), format, 2, 3, 1850, "tail", "");
+    EXPECT_STREQ(expected ? expected : "", target);
+    EXPECT_EQ(expected ? static_cast<int>(std::strlen(expected)) : -1, bytes);
   }
 }
 
@@ -352,22 +311,18 @@ using ZtMsg13Threads = ZtMsg13;
 TEST_F(ZtMsg13Threads, ReadWhileTheDatabaseIsOpenedAndClosed) {
   ASSERT_EQ("", open(kCatalogs, "de", "2"));
   std::atomic<bool> done{false};
-  std::vector<std::thread> readers;
-  for (int i = 0; i < 3; ++i) {
-    readers.emplace_back([&done] {
-      while (!done) {
-        EXPECT_NE(std::string::npos, message("Base Services", 1353, "/a", "gone").find("/a"));
-        EXPECT_NE("", fragment());
-      }
-    });
-  }
-  for (int i = 0; i < 200; ++i) {
-    char const* reason = nullptr;
-    EXPECT_EQ(0, ztmsg13_initialize(&reason));
-    if (i % 3 == 0) ztmsg13_terminate();
-  }
-  done = true;
-  for (std::thread& reader : readers) reader.join();
+  ztbtest::inThreads(4, [&done](int thread) {
+    for (int i = 0; thread == 0 && i < 200; ++i) {
+      char const* reason = nullptr;
+      EXPECT_EQ(0, ztmsg13_initialize(&reason));
+      if (i % 3 == 0) ztmsg13_terminate();
+    }
+    while (thread != 0 && !done) {
+      EXPECT_TRUE(contains(message("Base Services", 1353, "/a", "gone"), "/a"));
+      EXPECT_NE("", fragment());
+    }
+    done = true;
+  });
 }
 
 }  // namespace
