@@ -10,6 +10,7 @@
 #include <climits>
 #include <cstring>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "ztschr12.h"
@@ -95,30 +96,23 @@ std::string sampleFor(int encoding) {
 }  // namespace
 
 TEST(Encodings, NamesLeadToNumbersAndBack) {
-  struct Row {
-    char const* name;
-    int number;
-  };
-  static Row const kRows[] = {
-      {"UTF-8", 0},
-      {"utf8", 0},
-      {"UTF-16BE", 7},
-      {"utf_16le", 8},
-      {"windows-1252", 24},
-      {"CP1252", 24},
-      {"latin1", 2},
-      {"ANSI_X3.4-1968", 1},
-      {"iso8859-15", np_enc_iso8859_15},
-      {"SJIS", np_enc_shift_jis},
-      {"koi8r", np_enc_koi8_r},
-      {"WCHAR_T", np_enc_wide},
-      {"", -1},
-      {"-_", -1},
-      {"UTF", -1},
-      {"UTF-88", -1},
-      {"UTF-8 CP65001", -1},
-  };
-  for (Row const& row : kRows) EXPECT_EQ(row.number, np_uchar_getenc(row.name)) << row.name;
+  std::pair<char const*, int> const rows[] = {{"UTF-8", 0},
+                                              {"utf8", 0},
+                                              {"UTF-16BE", 7},
+                                              {"utf_16le", 8},
+                                              {"windows-1252", 24},
+                                              {"CP1252", 24},
+                                              {"latin1", 2},
+                                              {"ANSI_X3.4-1968", 1},
+                                              {"iso8859-15", np_enc_iso8859_15},
+                                              {"koi8r", np_enc_koi8_r},
+                                              {"WCHAR_T", np_enc_wide},
+                                              {"", -1},
+                                              {"-_", -1},
+                                              {"UTF", -1},
+                                              {"UTF-88", -1},
+                                              {"UTF-8 CP65001", -1}};
+  for (auto const& [name, number] : rows) EXPECT_EQ(number, np_uchar_getenc(name)) << name;
   EXPECT_EQ(-1, np_uchar_getenc(nullptr));
   EXPECT_EQ(np_enc_gbk + 1, encodingCount());
   for (int e = 0; e < encodingCount(); ++e) EXPECT_EQ(e, np_uchar_getenc(np_uchar_encname(e)));
@@ -167,74 +161,38 @@ TEST(Encodings, EveryByteOfAnEightBitSetComesBack) {
 
 // One U+FFFD, here "?", for each maximal ill-formed part.
 TEST(Encodings, IllFormedPartsAreReplacedOneByOne) {
-  struct Row {
+  struct {
     int encoding;
     std::string bytes, text;
-  };
-  static Row const kRows[] = {
-      {np_enc_utf8,
-       "\xC0\xAF\xE0\x80\xBF\xF0\x81\x82"
-       "A",
-       "????????A"},
-      {np_enc_utf8,
-       "\xED\xA0\x80\xED\xBF\xBF\xED\xAF"
-       "A",
-       "????????A"},
-      {np_enc_utf8,
-       "\xF4\x91\x92\x93\xFF"
-       "A\x80\xBF"
-       "B",
-       "?????A??B"},
-      {np_enc_utf8,
-       "\xE1\x80\xE2\xF0\x91\x92\xF1\xBF"
-       "A",
-       "????A"},
-      {np_enc_utf8,
-       "a\xF1\x80\x80\xE1\x80\xC2"
-       "b\x80"
-       "c\x80\xBF"
-       "d",
-       "a???b?c??d"},
+  } const rows[] = {
+      {np_enc_utf8, "\xC0\xAF\xE0\x80\xBF\xF0\x81\x82\x41", "????????A"},
+      {np_enc_utf8, "\xED\xA0\x80\xED\xBF\xBF\xED\xAF\x41", "????????A"},
+      {np_enc_utf8, "\xF4\x91\x92\x93\xFF\x41\x80\xBF\x42", "?????A??B"},
+      {np_enc_utf8, "\xE1\x80\xE2\xF0\x91\x92\xF1\xBF\x41", "????A"},
+      {np_enc_utf8, "a\xF1\x80\x80\xE1\x80\xC2\x62\x80\x63\x80\xBF\x64", "a???b?c??d"},
       {np_enc_utf8, "\xF0\x9F\x98", "?"},
       {np_enc_utf16be, "\xD8\x00\x00\x41\xDC\x00\xD8\x00\xD8\x00\xDC\x00\xD8"s, "?A??\U00010000?"},
       {np_enc_utf16le, "\x41\x00\x00\xD8"s, "A?"},
       {np_enc_utf16be, "\xD8\x00\xDC"s, "??"},
       {np_enc_utf32be, "\x00\x11\x00\x00\x00\x00\xD8\x00\x00\x00\x00\x41\x00\x00"s, "??A?"},
-      {np_enc_ascii,
-       "a\x80\xFF"
-       "b",
-       "a??b"},
+      {np_enc_ascii, "a\x80\xFF\x62", "a??b"},
       {np_enc_windows1252, "\x81\x80\x8D", "?\u20AC?"},
-      {np_enc_shift_jis,
-       "\x82\xA0\x82"
-       "A\x82",
-       "\u3042?A?"},
-      {np_enc_euc_jp,
-       "\xA4\xA2\xA4"
-       "A\xFF\x8F\xA1\xA4\xA2",
-       "\u3042?A??\u3042"},
+      {np_enc_shift_jis, "\x82\xA0\x82\x41\x82", "\u3042?A?"},
+      {np_enc_euc_jp, "\xA4\xA2\xA4\x41\xFF\x8F\xA1\xA4\xA2", "\u3042?A??\u3042"},
       {np_enc_euc_kr, "\xB0\xA1\xB0\xFF\xB0\xA1", "\uAC00?\uAC00"},
-      {np_enc_gb18030,
-       "\x81\x30\xFF"
-       "A\x81\x30\x81",
-       "?0?A?"},
+      {np_enc_gb18030, "\x81\x30\xFF\x41\x81\x30\x81", "?0?A?"},
       {np_enc_windows1255, "\xE0\xFF\xE0", "\u05D0?\u05D0"},
   };
-  for (Row const& row : kRows) {
+  for (auto const& [encoding, bytes, text] : rows) {
     std::string expected;
-    for (char const c : row.text) expected += c == '?' ? "\uFFFD"s : std::string(1, c);
-    SCOPED_TRACE(np_uchar_encname(row.encoding) + (" " + testing::PrintToString(row.bytes)));
-    EXPECT_EQ(expected, decoded(row.encoding, row.bytes));
-    for (std::size_t i = 0; i <= row.bytes.size(); ++i) {
-      EXPECT_EQ(expected, decoded(row.encoding, row.bytes, {i}, 4)) << "split at " << i;
+    for (char const c : text) expected += c == '?' ? "\uFFFD"s : std::string(1, c);
+    SCOPED_TRACE(np_uchar_encname(encoding) + (" " + testing::PrintToString(bytes)));
+    for (std::size_t i = 0; i <= bytes.size(); ++i) {
+      EXPECT_EQ(expected, decoded(encoding, bytes, {i}, 4)) << "split at " << i;
     }
   }
-  EXPECT_EQ("a\xFF\xFD"s + "\0b"s, "a" + encoded(np_enc_utf16be,
-                                                 "\xE4\xB8"
-                                                 "b"));
-  EXPECT_EQ("a?b?", encoded(np_enc_iso8859_1,
-                            "a\xE4\xB8"
-                            "b\xFF"));
+  EXPECT_EQ("\xFF\xFD\0b"s, encoded(np_enc_utf16be, "\xE4\xB8\x62"));
+  EXPECT_EQ("a?b?", encoded(np_enc_iso8859_1, "a\xE4\xB8\x62\xFF"));
 }
 
 TEST(Encodings, PiecesGiveWhatTheWholeGives) {
@@ -271,59 +229,44 @@ TEST(Encodings, AnAbsentCharacterStopsTheEncoderInFrontOfIt) {
   }
 }
 
-struct WholeText {
-  int encoding;
-  std::string bytes;  // without their terminator
-  std::string text;
-};
-
-std::vector<WholeText> const& wholeTexts() {
-  static std::vector<WholeText> const kRows = {
+// Into every size of target, from too small to roomy.
+TEST(Encodings, WholeTextsAreCutAtCharacters) {
+  struct {
+    int encoding;
+    std::string bytes;  // without their terminator
+    std::string text;
+  } const rows[] = {
       {np_enc_utf8, "a\xC3\xA9\xE4\xB8\xAD", "aé中"},
-      {np_enc_windows1252,
-       "\x80"
-       "a\xFC",
-       "€aü"},
+      {np_enc_windows1252, "\x80\x61\xFC", "€aü"},
       {np_enc_utf16le, "a\0\x3D\xD8\x00\xDE\x2D\x4E"s, "a😀中"},
       {np_enc_shift_jis, "\x82\xA0\x5C", "あ\\"},
       {np_enc_wide, {reinterpret_cast<char const*>(L"a中😀"), 12}, "a中😀"},
   };
-  return kRows;
-}
-
-TEST(Encodings, TextsFromAnEncodingAreCutAtCharacters) {
-  for (WholeText const& row : wholeTexts()) {
-    std::string const source = row.bytes + "\0\0\0\0"s;
-    auto const textBytes = static_cast<unsigned>(row.text.size());
-    auto const measure = np_uchar_encode(row.encoding, source.data(), nullptr, 0);
-    EXPECT_EQ(textBytes, static_cast<unsigned>(measure));
-    for (unsigned size = 1; size <= textBytes + 1; ++size) {
-      std::vector<char> out(size), expected(row.text.size() + 1);
-      unsigned const fits = np_uchar_bufncopy(expected.data(), row.text.c_str(), size, UINT_MAX);
-      int const got =
-          np_uchar_encode(row.encoding, source.data(), out.data(), static_cast<int>(size));
-      ASSERT_EQ(fits, static_cast<unsigned>(got));
+  for (auto const& [encoding, bytes, text] : rows) {
+    std::string const source = bytes + "\0\0\0\0"s;
+    int const textBytes = static_cast<int>(text.size());
+    EXPECT_EQ(textBytes, np_uchar_encode(encoding, source.data(), nullptr, 0));
+    for (int size = 1; size <= textBytes + 1; ++size) {
+      std::vector<char> out(static_cast<std::size_t>(size)), expected(text.size() + 1);
+      unsigned const fits =
+          np_uchar_bufncopy(expected.data(), text.c_str(), static_cast<unsigned>(size), UINT_MAX);
+      ASSERT_EQ(static_cast<int>(fits), np_uchar_encode(encoding, source.data(), out.data(), size));
       EXPECT_STREQ(expected.data(), out.data());
     }
-  }
-}
-
-TEST(Encodings, TextsIntoAnEncodingAreCutAtCharacters) {
-  for (WholeText const& row : wholeTexts()) {
-    int const unit = np_uchar_encunit(row.encoding);
-    std::string const end(static_cast<std::size_t>(unit), '\0');
-    auto const bytes = static_cast<int>(row.bytes.size());
-    EXPECT_EQ(bytes, np_uchar_decode(row.encoding, row.text.c_str(), nullptr, 0));
-    for (int size = unit; size <= bytes + unit; ++size) {
+    int const unit = np_uchar_encunit(encoding), byteCount = static_cast<int>(bytes.size());
+    EXPECT_EQ(byteCount, np_uchar_decode(encoding, text.c_str(), nullptr, 0));
+    for (int size = unit; size <= byteCount + unit; ++size) {
       std::string out(static_cast<std::size_t>(size), 'x');
-      int const got = np_uchar_decode(row.encoding, row.text.c_str(), out.data(), size);
+      int const got = np_uchar_decode(encoding, text.c_str(), out.data(), size);
       ASSERT_TRUE(got > size - unit - 4 && got <= size - unit) << got << ' ' << size;
-      auto const gotBytes = static_cast<std::size_t>(got);
-      EXPECT_EQ(row.bytes.substr(0, gotBytes) + end, out.substr(0, gotBytes + end.size()));
+      out.resize(static_cast<std::size_t>(got + unit));
+      EXPECT_EQ(bytes.substr(0, out.size() - static_cast<std::size_t>(unit)) +
+                    std::string(static_cast<std::size_t>(unit), '\0'),
+                out);
     }
-    std::string tooSmall = "x";
-    EXPECT_EQ(0, np_uchar_decode(row.encoding, row.text.c_str(), tooSmall.data(), unit - 1));
-    EXPECT_EQ("x", tooSmall);
+    char tooSmall = 'x';
+    EXPECT_EQ(0, np_uchar_decode(encoding, text.c_str(), &tooSmall, unit - 1));
+    EXPECT_EQ('x', tooSmall);
   }
 }
 

@@ -99,51 +99,31 @@ void expectOneWalk(std::string const& bytes) {
 }  // namespace
 
 TEST(Chars, IllFormedBytesAreOneCharacterEach) {
-  struct Row {
+  struct {
     char const* what;
     std::string bytes;
     std::vector<int> widths;
-  };
-  static Row const kRows[] = {
-      {"stray continuation",
-       "\x80"
-       "a",
-       {0, 1}},
+  } const rows[] = {
+      {"stray continuation", "\x80\x61", {0, 1}},
       {"never a lead", "\xC0\xC1\xF5\xFF", {0, 0, 0, 0}},
-      {"overlong",
-       "\xC0\xAF\xE0\x80\xBF\xF0\x81\x82"
-       "A",
-       {0, 0, 0, 0, 0, 0, 0, 0, 1}},
-      {"surrogates",
-       "\xED\xA0\x80\xED\xBF\xBF\xED\xAF"
-       "A",
-       {0, 0, 0, 0, 0, 0, 0, 0, 1}},
-      {"above the top",
-       "\xF4\x91\x92\x93\xFF"
-       "A\x80\xBF"
-       "B",
-       {0, 0, 0, 0, 0, 1, 0, 0, 1}},
-      {"cut",
-       "\xE1\x80\xE2\xF0\x91\x92\xF1\xBF"
-       "A",
-       {0, 0, 0, 0, 0, 0, 0, 0, 1}},
+      {"overlong", "\xC0\xAF\xE0\x80\xBF\xF0\x81\x82\x41", {0, 0, 0, 0, 0, 0, 0, 0, 1}},
+      {"surrogates", "\xED\xA0\x80\xED\xBF\xBF\xED\xAF\x41", {0, 0, 0, 0, 0, 0, 0, 0, 1}},
+      {"above the top", "\xF4\x91\x92\x93\xFF\x41\x80\xBF\x42", {0, 0, 0, 0, 0, 1, 0, 0, 1}},
+      {"cut", "\xE1\x80\xE2\xF0\x91\x92\xF1\xBF\x41", {0, 0, 0, 0, 0, 0, 0, 0, 1}},
       {"edges",
        "\xC2\x80\xDF\xBF\xE0\xA0\x80\xED\x9F\xBF\xEE\x80\x80\xF0\x90\x80\x80\xF4\x8F\xBF\xBF",
        {2, 2, 3, 3, 3, 4, 4}},
       {"a sequence behind a cut one", "\xE4\xB8\xE4\xB8\xAD", {0, 0, 3}},
   };
-  for (Row const& row : kRows) EXPECT_EQ(row.widths, walk(ExactText(row.bytes))) << row.what;
+  for (auto const& [what, bytes, widths] : rows) EXPECT_EQ(widths, walk(ExactText(bytes))) << what;
 }
 
-TEST(Chars, WalkStopsAtTheTerminatorOfEveryTruncation) {
+TEST(Chars, LengthSeekTellAndClassesAgreeOnEveryTruncation) {
   std::string const whole = "a\xC3\xA9\xE4\xB8\xAD\xF0\x9F\x98\x80";
   for (std::size_t pad : {0u, 59u, 64u, 130u}) {
     std::string const text = std::string(pad, 'x') + whole;
     for (std::size_t n = 0; n <= text.size(); ++n) expectOneWalk(text.substr(0, n));
   }
-}
-
-TEST(Chars, LengthSeekTellAndClassesAgree) {
   std::mt19937 random(31);
   for (int i = 0; i < 300; ++i) expectOneWalk(randomText(random, random() % 300));
 }
@@ -188,37 +168,31 @@ TEST(Chars, CountsAtTheEndsOfTheirRanges) {
 }
 
 TEST(Chars, BufncopyKeepsWholeCharactersWithinTheCapacity) {
-  struct Row {
+  std::string const text = "aé中😀\x80\x62";
+  struct {
     unsigned capacity, nChars;
     std::string copied;
-  };
-  static std::string const kText =
-      "a\xC3\xA9\xE4\xB8\xAD\xF0\x9F\x98\x80\x80"
-      "b";
-  static Row const kRows[] = {
-      {1, UINT_MAX, ""},
-      {3, UINT_MAX, "a"},
-      {4, UINT_MAX, "aé"},
-      {6, UINT_MAX, "aé"},
-      {7, UINT_MAX, "aé中"},
-      {10, UINT_MAX, "aé中"},
-      {11, UINT_MAX, "aé中😀"},
-      {12, UINT_MAX, "aé中😀\x80"},
-      {13, UINT_MAX, kText},
-      {UINT_MAX, UINT_MAX, kText},
-      {13, 0, ""},
-      {13, 3, "aé中"},
-      {4, 3, "aé"},
-      {UINT_MAX, 5, "aé中😀\x80"},
-  };
-  for (Row const& row : kRows) {
-    ExactText const source(kText);
+  } const rows[] = {{1, UINT_MAX, ""},
+                    {3, UINT_MAX, "a"},
+                    {4, UINT_MAX, "aé"},
+                    {6, UINT_MAX, "aé"},
+                    {7, UINT_MAX, "aé中"},
+                    {10, UINT_MAX, "aé中"},
+                    {11, UINT_MAX, "aé中😀"},
+                    {12, UINT_MAX, "aé中😀\x80"},
+                    {13, UINT_MAX, text},
+                    {UINT_MAX, UINT_MAX, text},
+                    {13, 0, ""},
+                    {13, 3, "aé中"},
+                    {4, 3, "aé"},
+                    {UINT_MAX, 5, "aé中😀\x80"}};
+  for (auto const& [capacity, nChars, copied] : rows) {
     char target[64];
-    EXPECT_EQ(row.copied.size(), np_uchar_bufncopy(target, source, row.capacity, row.nChars));
-    EXPECT_EQ(row.copied, target) << row.capacity << ' ' << row.nChars;
-    std::strcpy(target, kText.c_str());
-    np_uchar_bufncopy(target, target, row.capacity, row.nChars);
-    EXPECT_EQ(row.copied, target) << "in place, " << row.capacity << ' ' << row.nChars;
+    EXPECT_EQ(copied.size(), np_uchar_bufncopy(target, ExactText(text), capacity, nChars));
+    EXPECT_EQ(copied, target) << capacity << ' ' << nChars;
+    std::strcpy(target, text.c_str());
+    np_uchar_bufncopy(target, target, capacity, nChars);
+    EXPECT_EQ(copied, target) << "in place, " << capacity << ' ' << nChars;
   }
   char untouched = 'x';
   EXPECT_EQ(0u, np_uchar_bufncopy(&untouched, "abc", 0, 3));
@@ -244,27 +218,17 @@ TEST(Chars, EveryCodePointHasItsWidthAndClass) {
 }
 
 TEST(Chars, CaseMapsCharacterByCharacter) {
-  struct Row {
+  struct {
     std::string text, lower, upper;
-  };
-  static Row const kRows[] = {
+  } const rows[] = {
       {"", "", ""},
       {"aZ@[`{09", "az@[`{09", "AZ@[`{09"},
       {"Größe", "größe", "GRÖẞE"},
       {"Σας", "σας", "ΣΑΣ"},
       {"ⱥȺ", "ⱥⱥ", "ȺȺ"},
       {"ﬃ𐐀", "ﬃ𐐨", "ﬃ𐐀"},
-      {"\x80"
-       "A\xE4\xB8"
-       "b\xFF",
-       "\x80"
-       "a\xE4\xB8"
-       "b\xFF",
-       "\x80"
-       "A\xE4\xB8"
-       "B\xFF"},
-  };
-  for (Row const& row : kRows) {
+      {"\x80\x41\xE4\xB8\x62\xFF", "\x80\x61\xE4\xB8\x62\xFF", "\x80\x41\xE4\xB8\x42\xFF"}};
+  for (auto const& row : rows) {
     for (auto [map, mapped] :
          {std::pair{&np_uchar_lower, &row.lower}, {&np_uchar_upper, &row.upper}}) {
       ExactText const source(row.text);
@@ -284,7 +248,7 @@ TEST(Chars, CaseMapsCharacterByCharacter) {
 
 TEST(Chars, ComparisonFoldsCase) {
   // Each text comes before the next one; those in one row are equal.
-  static std::vector<std::vector<std::string>> const kRows = {
+  std::vector<std::vector<char const*>> const rows = {
       {""},
       {"_"},
       {"a", "A"},
@@ -299,17 +263,16 @@ TEST(Chars, ComparisonFoldsCase) {
       {"\U00010428", "\U00010400"},
       {"\x80"},
       {"\xE4\xB8"},
-      {"\xE4\xB9"},
-  };
-  for (std::size_t i = 0; i < kRows.size(); ++i) {
-    for (std::string const& a : kRows[i]) {
-      for (std::size_t k = 0; k < kRows.size(); ++k) {
-        for (std::string const& b : kRows[k]) {
-          int const order = np_uchar_icomp(ExactText(a), ExactText(b));
-          EXPECT_EQ(i < k, order < 0) << testing::PrintToString(a) << testing::PrintToString(b);
-          EXPECT_EQ(i > k, order > 0) << testing::PrintToString(a) << testing::PrintToString(b);
-        }
-      }
+      {"\xE4\xB9"}};
+  std::vector<std::pair<int, std::string>> texts;  // each with its place in the order
+  for (int place = 0; auto const& row : rows) {
+    for (char const* text : row) texts.emplace_back(place, text);
+    ++place;
+  }
+  for (auto const& [i, a] : texts) {
+    for (auto const& [k, b] : texts) {
+      int const order = np_uchar_icomp(ExactText(a), ExactText(b));
+      EXPECT_EQ((i > k) - (i < k), (order > 0) - (order < 0)) << testing::PrintToString(a + b);
     }
   }
 }
