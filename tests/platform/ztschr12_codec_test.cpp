@@ -173,7 +173,7 @@ TEST(Encodings, IllFormedPartsAreReplacedOneByOne) {
       {np_enc_utf8, "\xF0\x9F\x98", "?"},
       {np_enc_utf16be, "\xD8\x00\x00\x41\xDC\x00\xD8\x00\xD8\x00\xDC\x00\xD8"s, "?A??\U00010000?"},
       {np_enc_utf16le, "\x41\x00\x00\xD8"s, "A?"},
-      {np_enc_utf16be, "\xD8\x00\xDC"s, "??"},
+      {np_enc_utf16be, "\xDC\x00\xDC\x00\xD8\x00\xDC"s, "????"},
       {np_enc_utf32be, "\x00\x11\x00\x00\x00\x00\xD8\x00\x00\x00\x00\x41\x00\x00"s, "??A?"},
       {np_enc_ascii, "a\x80\xFF\x62", "a??b"},
       {np_enc_windows1252, "\x81\x80\x8D", "?\u20AC?"},

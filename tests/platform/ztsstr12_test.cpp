@@ -9,7 +9,6 @@
 #include <cmath>
 #include <ctime>
 #include <limits>
-#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -266,10 +265,9 @@ TEST(ZtsStringToDate, ReadsNothingBehindTheEnd) {
        {" 3 February 1989, 07:05:06.75 PM ", "1989-02-03 19:05:06", "Feb. 3, 1989"}) {
     for (std::size_t size = 0; size <= whole.size(); ++size) {
       // A buffer of exactly the text's size lets the sanitizer see the first byte too far.
-      std::unique_ptr<char[]> const cut(new char[size + 1]);
-      whole.copy(cut.get(), size);
-      cut[size] = '\0';
-      scanned(cut.get(), zts_date_dmy);
+      std::vector<char> cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size));
+      cut.push_back('\0');
+      scanned(cut.data(), zts_date_dmy);
     }
   }
 }
@@ -292,14 +290,11 @@ TEST(ZtsGetDateFormat, FollowsTheProcessLocale) {
 }
 
 TEST(ZtsTimetoday, FollowsTheZoneSetting) {
-  struct {
-    char const* zone;
-    long minutesAhead;
-  } const rows[] = {{"UTC0", 0}, {"IST-5:30", 330}, {"<-01>1", -60}, {"STD0DST-1,0/0,365/25", 60}};
-  for (auto const& row : rows) {
-    ztbtest::Variable const zone("TZ", row.zone);
-    double const ahead = (zts_timetoday() - zts_gmtimetoday()) / 60;
-    EXPECT_EQ(row.minutesAhead, std::lround(ahead)) << row.zone;
+  std::pair<char const*, long> const rows[] = {
+      {"UTC0", 0}, {"IST-5:30", 330}, {"<-01>1", -60}, {"STD0DST-1,0/0,365/25", 60}};
+  for (auto const& [zone, minutesAhead] : rows) {
+    ztbtest::Variable const variable("TZ", zone);
+    EXPECT_EQ(minutesAhead, std::lround((zts_timetoday() - zts_gmtimetoday()) / 60)) << zone;
   }
   EXPECT_NEAR(static_cast<double>(std::time(nullptr)), zts_gmtimetoday(), 2);
 }

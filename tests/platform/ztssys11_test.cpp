@@ -10,7 +10,6 @@
 #include <linux/seccomp.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -21,12 +20,13 @@
 #include <memory>
 #include <set>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "ztbtest.h"
 
 namespace {
+
+using ztbtest::Variable;
 
 std::string getVariable(char const* name, unsigned size = 64) {
   std::vector<char> buffer(size, 'x');
@@ -34,52 +34,12 @@ std::string getVariable(char const* name, unsigned size = 64) {
   return buffer.data();
 }
 
-// Sets a variable for one test.
-class Variable {
- public:
-  Variable(char const* name, char const* value) : mName(name) {
-    mWasSet = np_env_get(name, mOld, sizeof mOld) == np_env_found;
-    np_env_set(name, value);
-  }
-  Variable(Variable const&) = delete;
-  Variable& operator=(Variable const&) = delete;
-  ~Variable() { np_env_set(mName, mWasSet ? mOld : nullptr); }
-
- private:
-  char const* mName;
-  char mOld[512] = "";
-  bool mWasSet;
-};
-
 std::vector<std::string> walk() {
-  std::vector<std::string> entries;
-  np_env_walk(
-      [](void* context, char const* entry) {
-        static_cast<std::vector<std::string>*>(context)->emplace_back(entry);
-      },
-      &entries);
+  using Entries = std::vector<std::string>;
+  Entries entries;
+  np_env_walk([](void* to, char const* entry) { static_cast<Entries*>(to)->push_back(entry); },
+              &entries);
   return entries;
-}
-
-// What a forked child writes down a pipe.
-std::string fromChild(void (*work)(int descriptor)) {
-  int ends[2];
-  EXPECT_EQ(0, pipe(ends));
-  pid_t const child = fork();
-  if (child == 0) {
-    work(ends[1]);
-    _exit(0);
-  }
-  close(ends[1]);
-  std::string text;
-  char piece[512];
-  ssize_t count = 0;
-  while ((count = read(ends[0], piece, sizeof piece)) > 0) {
-    text.append(piece, static_cast<std::size_t>(count));
-  }
-  close(ends[0]);
-  waitpid(child, nullptr, 0);
-  return text;
 }
 
 TEST(Environment, ValueIsDeliveredWholeOrNotAtAll) {
@@ -116,42 +76,33 @@ TEST(Environment, WalkDeliversLongEntriesWholeAndLetsTheVisitorChangeThem) {
 
 TEST(EnvironmentThreads, SettingAndReadingAreSafeBesideEachOther) {
   Variable const variable("ZTB_TEST_SHARED", "a");
-  std::thread writer([] {
-    for (int i = 0; i < 2000; ++i) {
+  ztbtest::inThreads(2, [](int thread) {
+    for (int i = 0; thread == 0 && i < 2000; ++i) {
       np_env_set("ZTB_TEST_SHARED", std::string(static_cast<std::size_t>(i % 50), 'a').c_str());
       np_env_set(("ZTB_TEST_" + std::to_string(i % 20)).c_str(), i % 3 == 0 ? nullptr : "x");
     }
+    for (int i = 0; thread == 1 && i < 500; ++i) {
+      EXPECT_EQ(std::string::npos, getVariable("ZTB_TEST_SHARED").find_first_not_of('a'));
+      EXPECT_FALSE(walk().empty());
+      char charset[64];
+      EXPECT_EQ(0, np_lcinfo_charset(charset, sizeof charset));
+    }
   });
-  for (int i = 0; i < 500; ++i) {
-    EXPECT_EQ(std::string::npos, getVariable("ZTB_TEST_SHARED").find_first_not_of('a'));
-    EXPECT_FALSE(walk().empty());
-    char charset[64];
-    EXPECT_EQ(0, np_lcinfo_charset(charset, sizeof charset));
-  }
-  writer.join();
 }
 
 TEST(Charset, FollowsTheUsersSettingsInTheirOrder) {
-  struct {
-    char const* all;
-    char const* ctype;
-    char const* lang;
-    char const* charset;
-  } const rows[] = {
+  char const* const rows[][4] = {
       {"", "", "", "ANSI_X3.4-1968"},
       {"", "", "C.UTF-8", "UTF-8"},
       {"", "C.UTF-8", "xx_XX.KOI8-R", "UTF-8"},
       {"xx_XX.KOI8-R@euro", "C.UTF-8", "C.UTF-8", "KOI8-R"},
       {"xx_XX", "C.UTF-8", "C.UTF-8", "ANSI_X3.4-1968"},
   };
-  for (auto const& row : rows) {
-    SCOPED_TRACE(std::string(row.all) + "|" + row.ctype + "|" + row.lang);
-    Variable const all("LC_ALL", row.all);
-    Variable const ctype("LC_CTYPE", row.ctype);
-    Variable const lang("LANG", row.lang);
+  for (auto const& [all, type, language, expected] : rows) {
+    Variable const lcAll("LC_ALL", all), lcType("LC_CTYPE", type), lang("LANG", language);
     char charset[64];
     EXPECT_EQ(0, np_lcinfo_charset(charset, sizeof charset));
-    EXPECT_STREQ(row.charset, charset);
+    EXPECT_STREQ(expected, charset);
     EXPECT_NE(0, np_lcinfo_charset(charset, 5));
     EXPECT_STREQ("", charset);
   }
@@ -179,10 +130,9 @@ TEST(LocalTime, FollowsTheZoneOfTheMoment) {
     std::snprintf(text, sizeof text, "%d-%d-%d %d:%d:%d", e[0], e[1], e[2], e[3], e[4], e[5]);
     EXPECT_STREQ(row.local, text);
   }
-  int ignored = 7;
-  EXPECT_NE(0,
-            np_stamp_local(1LL << 62, &ignored, &ignored, &ignored, &ignored, &ignored, &ignored));
-  EXPECT_EQ(7, ignored);
+  int e = 7;
+  EXPECT_NE(0, np_stamp_local(1LL << 62, &e, &e, &e, &e, &e, &e));
+  EXPECT_EQ(7, e);
 }
 
 struct UnloadModule {
@@ -222,8 +172,7 @@ TEST(Module, WhatIsNoModuleIsRefusedWithAReasonThatNamesIt) {
   std::string const rubbish = folder.write("rubbish.so", "not a module\n");
   struct {
     char const* why;
-    std::string path;
-    std::string named;
+    std::string path, named;
   } const rows[] = {
       {"nothing there", folder.path("none.so"), folder.path("none.so")},
       {"not a module", rubbish, rubbish},
@@ -237,8 +186,7 @@ TEST(Module, WhatIsNoModuleIsRefusedWithAReasonThatNamesIt) {
     Module module;
     EXPECT_EQ(np_dso_refused, load(row.path.c_str(), module));
     ASSERT_NE(nullptr, np_dso_loaderr(module.get()));
-    EXPECT_NE(std::string::npos, std::string(np_dso_loaderr(module.get())).find(row.named))
-        << np_dso_loaderr(module.get());
+    EXPECT_TRUE(ztbtest::contains(np_dso_loaderr(module.get()), row.named));
     EXPECT_EQ(nullptr, np_dso_getsym(module.get(), "qsort"));
   }
 }
@@ -248,12 +196,6 @@ std::string uniqueText() {
   std::memset(buffer, 'x', sizeof buffer);
   np_uniq_s64(buffer);
   return buffer;
-}
-
-void writeUniqueTexts(int descriptor) {
-  for (int i = 0; i < 100; ++i) {
-    if (write(descriptor, (uniqueText() + "\n").c_str(), 17) != 17) _exit(1);
-  }
 }
 
 // Makes the kernel refuse random bytes to this process, as an old or a fenced-in one does.
@@ -271,14 +213,21 @@ void refuseRandomBytes() {
 }
 
 TEST(UniqueText, ParentAndChildrenNeverMeet) {
+  ztbtest::TempFolder const folder;
+  for (int child = 0; child < 3; ++child) {
+    ASSERT_EQ(0, ztbtest::inChild([&] {
+                if (child == 0) refuseRandomBytes();
+                std::string texts;
+                for (int i = 0; i < 100; ++i) texts += uniqueText();
+                folder.write(std::to_string(child), texts);
+                return 0;
+              }));
+  }
   std::set<std::string> seen;
-  std::string const texts =
-      fromChild(writeUniqueTexts) + fromChild(writeUniqueTexts) + fromChild([](int descriptor) {
-        refuseRandomBytes();
-        writeUniqueTexts(descriptor);
-      });
-  ASSERT_EQ(300u * 17, texts.size());
-  for (std::size_t at = 0; at < texts.size(); at += 17) seen.insert(texts.substr(at, 16));
+  for (char const* const child : {"0", "1", "2"}) {
+    std::string const texts = ztbtest::readFile(folder.path(child));
+    for (std::size_t at = 0; at < 1600; at += 16) seen.insert(texts.substr(at, 16));
+  }
   for (int i = 0; i < 10'000; ++i) seen.insert(uniqueText());
   EXPECT_EQ(10'300u, seen.size());
   for (std::string const& text : seen) {
