@@ -152,13 +152,15 @@ class Locale {
   std::string mOld;
 };
 
+inline void initialize(std::string const& executable = ZTB_TEST_BIN "/test") {
+  char const* error = nullptr;
+  ASSERT_EQ(0, ztbInitialize(executable.c_str(), &error)) << error;
+}
+
 // Brings the library up for a test and takes it down afterwards.
 class LibraryTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    char const* error = nullptr;
-    ASSERT_EQ(0, ztbInitialize(ZTB_TEST_BIN "/test", &error)) << error;
-  }
+  void SetUp() override { initialize(); }
   void TearDown() override { ztbShutdown(); }
 };
 
