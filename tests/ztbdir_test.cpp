@@ -52,15 +52,10 @@ TEST_F(ZtbDirTest, NullCountsAsEmptyAndWhatIsNotThereIsEmpty) {
 
 TEST_F(ZtbDirTest, AccessorsBeforeInitAreNullZeroAndFalse) {
   ZtbDirectoryListing listing;
-  EXPECT_FALSE(listing.next());
-  EXPECT_TRUE(listing.getName().isNull());
-  EXPECT_TRUE(listing.getFullPathName().isNull());
-  EXPECT_FALSE(listing.isDir());
-  EXPECT_TRUE(listing.getTimestamp().isNull());
-  EXPECT_EQ(0u, listing.getTimestampLong());
-  EXPECT_EQ(0u, listing.getSize());
-  EXPECT_FALSE(listing.isReadOnly());
-  EXPECT_TRUE(listing.getErrorMessage().isNull());
+  EXPECT_FALSE(listing.next() || listing.isDir() || listing.isReadOnly());
+  EXPECT_TRUE(listing.getName().isNull() && listing.getFullPathName().isNull());
+  EXPECT_TRUE(listing.getTimestamp().isNull() && listing.getErrorMessage().isNull());
+  EXPECT_EQ(0u, listing.getTimestampLong() + listing.getSize());
 }
 
 TEST_F(ZtbDirTest, FlagsChooseTheEntriesAndNamesKeepTheirBytes) {
@@ -109,9 +104,8 @@ TEST_F(ZtbDirTest, AFailedInitSaysWhyAndMayBeTriedAgainAndAGoodOneStays) {
   folder.write("file", "");
   ZtbDirectoryListing listing;
   for (auto const& bad : {folder.path("none"), folder.path("file"), std::string(5000, 'p')}) {
-    SCOPED_TRACE(bad.substr(0, 60));
     EXPECT_FALSE(listing.init(str(bad), 1));
-    EXPECT_NE(std::string::npos, text(listing.getErrorMessage()).find(bad.substr(0, 60)));
+    EXPECT_TRUE(ztbtest::contains(text(listing.getErrorMessage()), bad.substr(0, 60)));
   }
   EXPECT_FALSE(listing.init(ZtbString(), 1));
   ASSERT_TRUE(listing.init(str(folder.path()), 1));

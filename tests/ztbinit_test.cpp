@@ -3,13 +3,10 @@
 #include "ztbinit.h"
 
 #include <dlfcn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <string>
-#include <thread>
-#include <vector>
+#include <utility>
 
 #include "ztbconfigoptions.h"
 #include "ztbstartup.h"
@@ -29,10 +26,7 @@ std::string initialize(std::string const& path) {
 
 TEST(ZtbInitialize, RefusesPathsItCannotUse) {
   std::string const folder = "/" + std::string(200, 'f') + "/";
-  struct {
-    std::string path;
-    std::string error;
-  } const rows[] = {
+  std::pair<std::string, std::string> const rows[] = {
       {folder + std::string(260 - folder.size(), 'x'), ""},
       {folder + std::string(261 - folder.size(), 'x'),
        "Executable path exceeds maximum path length."},
@@ -40,11 +34,11 @@ TEST(ZtbInitialize, RefusesPathsItCannotUse) {
       {"", "Path to executable could not be determined."},
       {kGoodPath, ""},
   };
-  for (auto const& row : rows) {
-    EXPECT_EQ(row.error, initialize(row.path)) << row.path;
-    EXPECT_EQ(row.error.empty(), ztbGetConfigOptions(ZtbString()) != nullptr) << row.path;
+  for (auto const& [path, error] : rows) {
+    EXPECT_EQ(error, initialize(path)) << path;
+    EXPECT_EQ(error.empty(), ztbGetConfigOptions(ZtbString()) != nullptr) << path;
     ztbShutdown();
-    EXPECT_EQ(nullptr, ztbGetConfigOptions(ZtbString())) << row.path;
+    EXPECT_EQ(nullptr, ztbGetConfigOptions(ZtbString())) << path;
   }
   EXPECT_EQ(1, ztbInitialize(nullptr, nullptr)) << "neither pointer is needed to fail";
 }
@@ -96,25 +90,15 @@ TEST(ZtbShutdown, RunsHandlersLastFirstInEveryCycle) {
   EXPECT_EQ("ABAABA", handlerCalls);
 }
 
-TEST(ZtbShutdown, StringsMayBeDestroyedAfterwards) {
-  ASSERT_EQ("", initialize(kGoodPath));
-  ZtbString text("a text of its own", false);
-  ZtbString const copy = text;
-  ztbShutdown();
-}
-
 TEST(ZtbInitialize, DerivesTheMessageFolderOnlyIfNobodySetIt) {
-  setenv("ZTEXEC_HOME", "/some/home", 1);
-  setenv("MARLOVEN_ERROR_LOCATION", "/my/messages", 1);
-  ASSERT_EQ("", initialize(kGoodPath));
-  EXPECT_STREQ("/my/messages", getenv("MARLOVEN_ERROR_LOCATION"));
-  ztbShutdown();
-  unsetenv("MARLOVEN_ERROR_LOCATION");
-  ASSERT_EQ("", initialize(kGoodPath));
-  EXPECT_STREQ("/some/home/share/msg", getenv("MARLOVEN_ERROR_LOCATION"));
-  ztbShutdown();
-  unsetenv("MARLOVEN_ERROR_LOCATION");
-  unsetenv("ZTEXEC_HOME");
+  ztbtest::Variable const home("ZTEXEC_HOME", "/some/home");
+  ztbtest::Variable const location("MARLOVEN_ERROR_LOCATION", "/my/messages");
+  for (char const* const expected : {"/my/messages", "/some/home/share/msg"}) {
+    ASSERT_EQ("", initialize(kGoodPath));
+    EXPECT_STREQ(expected, getenv("MARLOVEN_ERROR_LOCATION"));
+    ztbShutdown();
+    unsetenv("MARLOVEN_ERROR_LOCATION");
+  }
 }
 
 TEST(ZtbProcess, PlugInsShareOneState) {
@@ -135,27 +119,19 @@ TEST(ZtbProcess, PlugInsShareOneState) {
 TEST(ZtbProcess, SurvivesForkBesideBusyThreads) {
   ASSERT_EQ("", initialize(kGoodPath));
   std::atomic<bool> stop{false};
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 2; ++t) {
-    threads.emplace_back([&stop] {
-      ZtbConfigOptions* const store = ztbGetConfigOptions(ZtbString("busy", true));
-      while (!stop) store->setOption(ZtbString("key", false), ZtbString("value", false));
-    });
-  }
-  for (int i = 0; i < 30; ++i) {
-    pid_t const child = fork();
-    if (child == 0) {
-      ZtbString value;
-      ZtbConfigOptions* const store = ztbGetConfigOptions(ZtbString("child", true));
-      store->setOption(ZtbString("key", false), ZtbString("of the child", false));
-      _exit(store->getOption(ZtbString("KEY", true), &value) ? 0 : 1);
+  ztbtest::inThreads(3, [&stop](int thread) {
+    ZtbConfigOptions* const busy = ztbGetConfigOptions(ZtbString("busy", true));
+    while (thread > 0 && !stop) busy->setOption(ZtbString("k", false), ZtbString("v", false));
+    for (int i = 0; thread == 0 && i < 30; ++i) {
+      EXPECT_EQ(0, ztbtest::inChild([] {
+                  ZtbString value;
+                  ZtbConfigOptions* const child = ztbGetConfigOptions(ZtbString("child", true));
+                  child->setOption(ZtbString("key", false), ZtbString("of the child", false));
+                  return child->getOption(ZtbString("KEY", true), &value) ? 0 : 1;
+                }));
     }
-    int status = -1;
-    waitpid(child, &status, 0);
-    ASSERT_EQ(0, status);
-  }
-  stop = true;
-  for (std::thread& thread : threads) thread.join();
+    stop = true;
+  });
   ztbShutdown();
 }
 

@@ -2,13 +2,10 @@
 
 #include "ztbb10.h"
 
-#include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <atomic>
 #include <thread>
-#include <vector>
+
+#include "ztbtest.h"
 
 namespace {
 
@@ -56,89 +53,68 @@ TEST(ZtLock, NullIsRefusedAndHarmless) {
   ztLockDestroy(nullptr);
 }
 
-void countUnder(int shared) {
-  ZtLock const lock = ztLockCreate(shared, 0);
+class ZtLockThreads : public ::testing::TestWithParam<int> {};
+
+TEST_P(ZtLockThreads, WritersCountBesideReaders) {
+  ZtLock const lock = ztLockCreate(GetParam(), 0);
   long plain = 0;
   std::atomic<long> seen{0};
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t) {
-    threads.emplace_back([&] {
-      for (int i = 0; i < 20000; ++i) {
-        if (i % 4 == 0) {
-          ZtLockHold const hold(lock);
-          ++plain;
-        } else {
-          ZtLockHold const hold(lock, ZtLockHold::kShared);
-          seen += plain >= 0;
-        }
+  ztbtest::inThreads(4, [&](int) {
+    for (int i = 0; i < 20000; ++i) {
+      if (i % 4 == 0) {
+        ZtLockHold const hold(lock);
+        ++plain;
+      } else {
+        ZtLockHold const hold(lock, ZtLockHold::kShared);
+        seen += plain >= 0;
       }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
+    }
+  });
   EXPECT_EQ(20000, plain);
   EXPECT_EQ(60000, seen.load());
   ztLockDestroy(lock);
 }
 
-TEST(ZtLockThreads, ExclusiveLockCounts) {
-  countUnder(0);
-}
-TEST(ZtLockThreads, SharedLockCounts) {
-  countUnder(1);
-}
+INSTANTIATE_TEST_SUITE_P(ExclusiveAndShared, ZtLockThreads, ::testing::Values(0, 1));
 
 TEST(ZtAtomThreads, LastSubIsSeenOnce) {
   ZtAtom counter;
   ztAtomInit(&counter, 4);
   std::atomic<int> last{0};
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t) {
-    threads.emplace_back([&] {
-      for (int i = 0; i < 10000; ++i) {
-        ztAtomAdd(&counter);
-        ztAtomSub(&counter);
-      }
-      if (ztAtomSub(&counter) == 0) ++last;
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
+  ztbtest::inThreads(4, [&](int) {
+    for (int i = 0; i < 10000; ++i) {
+      ztAtomAdd(&counter);
+      ztAtomSub(&counter);
+    }
+    if (ztAtomSub(&counter) == 0) ++last;
+  });
   EXPECT_EQ(1, last.load());
   EXPECT_EQ(0, ztAtomGet(&counter));
 }
 
 // Two threads nest the locks in opposite list orders while the process forks.
 TEST(ZtLockFork, EveryLockIsFreeInTheChild) {
-  ZtLock const outer = ztLockCreate(0, 0);
-  ZtLock const inner = ztLockCreate(1, 0);
-  ZtLock const own = ztLockCreate(0, 1);
+  ZtLock const outer = ztLockCreate(0, 0), inner = ztLockCreate(1, 0);
   std::atomic<bool> stop{false};
-  std::thread worker([&] {
-    while (!stop) {
+  ztbtest::inThreads(6, [&](int thread) {
+    while (thread == 1 && !stop) {
       ZtLockHold const first(outer);
       ZtLockHold const second(inner);
     }
-  });
-  // Enough readers that the lock is hardly ever free by itself.
-  std::vector<std::thread> readers;
-  for (int t = 0; t < 4; ++t) {
-    readers.emplace_back([&] {
-      while (!stop) ZtLockHold const hold(inner, ZtLockHold::kShared);
-    });
-  }
-  for (int i = 0; i < 50; ++i) {
-    pid_t const child = fork();
-    if (child == 0) {
+    // Enough readers that the lock is hardly ever free by itself.
+    while (thread > 1 && !stop) ZtLockHold const hold(inner, ZtLockHold::kShared);
+    if (thread != 0) return;
+    ZtLock const own = ztLockCreate(0, 1);
+    auto const othersAreFree = [&] {
       bool const free = ztLockGet(outer, 1, 0) == 0 && ztLockGet(inner, 1, 0) == 0;
-      _exit(free && ztLockGet(own, 1, 0) != 0 ? 0 : 1);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    ASSERT_EQ(0, status);
-  }
-  stop = true;
-  worker.join();
-  for (std::thread& reader : readers) reader.join();
-  for (ZtLock const lock : {outer, inner, own}) ztLockDestroy(lock);
+      return free && ztLockGet(own, 1, 0) != 0 ? 0 : 1;
+    };
+    for (int i = 0; i < 50; ++i) EXPECT_EQ(0, ztbtest::inChild(othersAreFree));
+    ztLockDestroy(own);
+    stop = true;
+  });
+  ztLockDestroy(outer);
+  ztLockDestroy(inner);
 }
 
 }  // namespace

@@ -2,15 +2,14 @@
 
 #include "ztbmempool.h"
 
-#include <gtest/gtest.h>
-
 #include <cstring>
 #include <set>
 #include <string>
-#include <thread>
+#include <utility>
 #include <vector>
 
 #include "ztbmempool_p.h"
+#include "ztbtest.h"
 
 namespace {
 
@@ -53,26 +52,23 @@ TEST(ZtbMemPoolDown, RefusesBlocksAndTellsZeros) {
 }
 
 TEST_F(ZtbMemPoolTest, PicksTheClassBySize) {
-  struct {
-    unsigned size;
-    unsigned long Counts::*counter;
-  } const rows[] = {
+  std::pair<unsigned, unsigned long Counts::*> const rows[] = {
       {0, &Counts::tiny},         {16, &Counts::tiny},
       {17, &Counts::small},       {64, &Counts::small},
       {65, &Counts::med},         {256, &Counts::med},
       {257, &Counts::large},      {1024, &Counts::large},
       {1025, &Counts::unmanaged}, {1u << 20, &Counts::unmanaged},
   };
-  for (auto const& row : rows) {
+  for (auto const& [size, counter] : rows) {
     Counts expected = counts();
-    void* const block = get(row.size);
-    ++(expected.*row.counter);
+    void* const block = get(size);
+    ++(expected.*counter);
     ++expected.total;
-    EXPECT_EQ(expected, counts()) << row.size;
-    EXPECT_EQ(0u, reinterpret_cast<std::uintptr_t>(block) % 8) << row.size;
+    EXPECT_EQ(expected, counts()) << size;
+    EXPECT_EQ(0u, reinterpret_cast<std::uintptr_t>(block) % 8) << size;
     ZtbMemPool::freeBytes(block);
-    if (row.size <= 1024) ++expected.frees;
-    EXPECT_EQ(expected, counts()) << row.size;
+    if (size <= 1024) ++expected.frees;
+    EXPECT_EQ(expected, counts()) << size;
   }
 }
 
@@ -124,21 +120,17 @@ TEST_F(ZtbMemPoolTest, SizesNearTheLimitFailOrSucceedCleanly) {
 
 TEST(ZtbMemPoolThreads, BlocksMoveBetweenThreads) {
   ASSERT_TRUE(ztbMemPoolStart());
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t) {
-    threads.emplace_back([t] {
-      std::vector<void*> held;
-      for (unsigned i = 0; i < 5000; ++i) {
-        held.push_back(get((i * 7 + static_cast<unsigned>(t)) % 1200));
-        if (i % 3 != 0) continue;
-        ZtbMemPool::freeBytes(held.front());
-        held.erase(held.begin());
-      }
-      for (void* const block : held) ZtbMemPool::freeBytes(block);
-    });
-  }
-  EXPECT_LE(counts().total, 20000u) << "the counters may be read beside the threads";
-  for (std::thread& thread : threads) thread.join();
+  ztbtest::inThreads(4, [](int thread) {
+    EXPECT_LE(counts().total, 20000u) << "may be read beside the others";
+    std::vector<void*> held;
+    for (unsigned i = 0; i < 5000; ++i) {
+      held.push_back(get((i * 7 + static_cast<unsigned>(thread)) % 1200));
+      if (i % 3 != 0) continue;
+      ZtbMemPool::freeBytes(held.front());
+      held.erase(held.begin());
+    }
+    for (void* const block : held) ZtbMemPool::freeBytes(block);
+  });
   Counts const c = counts();
   EXPECT_EQ(20000u, c.total);
   EXPECT_EQ(c.total - c.unmanaged, c.frees);
