@@ -195,7 +195,7 @@ class Parser {
       if (function.name == name) return function;
       known += (known.empty() ? "" : ", ") + std::string(function.name);
     }
-    fail(at, "unknown function; there are " + known);
+    fail(at, "unknown name; the functions are " + known);
   }
 
   int places() {
