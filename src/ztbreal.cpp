@@ -78,7 +78,7 @@ char const* skipSpace(char const* text) {
   return text;
 }
 
-// The digits of a number other than zero, without trailing zeros.
+// The digits of a number, without leading and trailing zeros.
 struct Digits {
   explicit Digits(decSext const* value);
 
@@ -88,17 +88,16 @@ struct Digits {
 
   char text[64];
   char const* first;
-  int count;
+  int count;     // 0 for zero
   int exponent;  // of the last digit
   int sign;      // characters that the sign takes
 };
 
 Digits::Digits(decSext const* value) {
-  unsigned char* const bytes = reinterpret_cast<unsigned char*>(text);
-  sign = decSextToBCD(value, &exponent, bytes) != 0 ? 1 : 0;
+  sign = decSextToBCD(value, &exponent, reinterpret_cast<unsigned char*>(text)) != 0 ? 1 : 0;
   count = decSextDigits(value);
   first = text + kDecSextDigits - count;
-  for (int i = kDecSextDigits - 1; text[i] == 0 && exponent < kLargestExponent; --i) {
+  while (count > 0 && first[count - 1] == 0 && exponent < kLargestExponent) {
     --count;
     ++exponent;
   }
@@ -314,11 +313,11 @@ void ZtbReal::setNull() {
 ZtbString ZtbReal::asString(int width) const {
   decSext const* const value = sext(mValue);
   if (width <= 0 || decSextIsNaN(value)) return ZtbString();
-  if (decSextIsZero(value)) return ZtbString("0", true);
   if (decSextIsInfinite(value)) return infinityText(decSextIsSigned(value) != 0, width);
 
   int const shown = std::min(width, kMaxWidth);
   Digits const digits(value);
+  if (digits.count == 0) return ZtbString("0", true);
   switch (formFor(digits, shown)) {
     case Form::kFixed:
       return fixedText(digits, shown);

@@ -3,6 +3,7 @@
 // Decimal numbers from and to text, integers, doubles and digits.
 
 #include <algorithm>
+#include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -12,6 +13,10 @@
 
 namespace decnumber {
 namespace {
+
+// Digits are read and written eight at a time in one word, its lowest byte the first digit.
+static_assert(std::endian::native == std::endian::little);
+constexpr Word kEightDigits = 100'000'000;
 
 bool isDigit(char c) {
   return c >= '0' && c <= '9';
@@ -30,6 +35,18 @@ bool startsWith(char const* text, char const* word) {
     if ((*text | 0x20) != *word) return false;
   }
   return true;
+}
+
+// The value of eight digits: two lanes of one become one of two, then of four, then of eight.
+Word readEight(char const* text) {
+  constexpr Word kLanesOf2 = 0x0000'00FF'0000'00FF;
+  Word value;
+  std::memcpy(&value, text, sizeof value);
+  value &= 0x0F0F'0F0F'0F0F'0F0F;
+  value = value * 10 + (value >> 8);
+  Word const firstAndThird = (value & kLanesOf2) * (100 + (1'000'000ULL << 32));
+  Word const others = (value >> 16 & kLanesOf2) * (1 + (10'000ULL << 32));
+  return (firstAndThird + others) >> 32;
 }
 
 // Collects digits: up to 54 significant ones, and of those behind them how many there are and
@@ -63,6 +80,7 @@ class DigitCollector {
   char const* takeChunk(char const* from, char const* to) {
     Word chunk = 0;
     int const count = static_cast<int>(to - from);
+    for (; to - from >= 8; from += 8) chunk = chunk * kEightDigits + readEight(from);
     for (; from < to; ++from) chunk = chunk * 10 + static_cast<Word>(*from - '0');
     multiplyAdd(mValue, kPowers.rows[count].w[0], chunk);
     mCount += count;
@@ -159,12 +177,55 @@ void readShortest(char const* text, char const* end, Finite& number) {
   number.exponent = exponent - behindPoint;
 }
 
-// Writes the last `count` digits of the value, one byte of 0 to 9 each.
-void putDigits(unsigned char* digits, Word value, int count) {
-  for (int i = count - 1; i >= 0; --i) {
-    digits[i] = static_cast<unsigned char>(value % 10);
-    value /= 10;
+// 10^19 fills a word nearly up, so that a division by it needs no shifts.
+constexpr Word kTen19 = 10'000'000'000'000'000'000U;
+constexpr Word kInverseOfTen19 = low(~DoubleWord{0} / kTen19);
+
+struct WordDivision {
+  Word quotient;
+  Word rest;
+};
+
+// Two words by 10^19, the upper of which must be below it. By N. Möller and T. Granlund, "Improved
+// division by invariant integers", algorithm 4.
+WordDivision divideByTen19(Word upper, Word lower) {
+  DoubleWord const estimate = times(kInverseOfTen19, upper) + join(upper, lower);
+  WordDivision result{high(estimate) + 1, 0};
+  result.rest = lower - result.quotient * kTen19;
+  if (result.rest > low(estimate)) {
+    --result.quotient;
+    result.rest += kTen19;
   }
+  if (result.rest >= kTen19) {
+    ++result.quotient;
+    result.rest -= kTen19;
+  }
+  return result;
+}
+
+// Writes eight digits, one byte of 0 to 9 each. All are found at once: the value is split into two
+// lanes of four digits, four lanes of two, eight of one, each division being a multiplication.
+void putEight(unsigned char* digits, Word value) {
+  constexpr Word kLanesOf4 = 0x0000'007F'0000'007F;
+  constexpr Word kLanesOf2 = 0x000F'000F'000F'000F;
+  Word const fours = value / 10'000 + (value % 10'000 << 32);
+  Word const hundreds = fours * 5243 >> 19 & kLanesOf4;
+  Word const twos = hundreds + ((fours - hundreds * 100) << 16);
+  Word const tens = twos * 103 >> 10 & kLanesOf2;
+  Word const ones = tens + ((twos - tens * 10) << 8);
+  std::memcpy(digits, &ones, sizeof ones);
+}
+
+// Writes 19 digits. Where two pieces overlap they write the same.
+void putNineteen(unsigned char* digits, Word value) {
+  putEight(digits, value / 100'000'000'000);
+  putEight(digits + 8, value / 1000 % kEightDigits);
+  putEight(digits + 11, value % kEightDigits);
+}
+
+void putFourteen(unsigned char* digits, Word value) {
+  putEight(digits, value / 1'000'000);
+  putEight(digits + 6, value % kEightDigits);
 }
 
 // The double of a coefficient and an exponent that it holds exactly, so that one division or
@@ -255,10 +316,12 @@ int decSextToBCD(decSext const* value, int* exponent, unsigned char* digits) {
   bool const isFinite = takeApart(value, number);
   if (!isFinite) number.coefficient = {};
   *exponent = isFinite ? number.exponent : 0;
-  Division const upper = divideByPower(number.coefficient, 36);
-  Division const lower = divideByPower(upper.rest, 18);
-  putDigits(digits, upper.quotient.w[0], 16);
-  putDigits(digits + 16, lower.quotient.w[0], 18);
-  putDigits(digits + 34, lower.rest.w[0], 18);
+  Coefficient const& coefficient = number.coefficient;
+  WordDivision const upper = divideByTen19(coefficient.w[2], coefficient.w[1]);
+  WordDivision const last = divideByTen19(upper.rest, coefficient.w[0]);
+  WordDivision const first = divideByTen19(upper.quotient, last.quotient);
+  putFourteen(digits, first.quotient);
+  putNineteen(digits + 14, first.rest);
+  putNineteen(digits + 33, last.rest);
   return decSextIsSigned(value);
 }
