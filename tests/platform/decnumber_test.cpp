@@ -244,14 +244,14 @@ TEST(DecnumberDivision, IsExactForTheWordsThatMisleadItsEstimates) {
   for (unsigned long long const high : {0ULL, 1ULL, kSign, kOnes}) {
     for (unsigned long long const middle : {0ULL, 1ULL, kSign - 1, kSign, kOnes - 1, kOnes}) {
       for (unsigned long long const low : {0ULL, 1ULL, kOnes}) {
-        corners.push_back({{low, middle, high}});
+        corners.push_back({low, middle, high});
       }
     }
   }
   for (auto const& divisor : corners) {
     if (isZero(divisor)) continue;
     Coefficient most = divisor;
-    subtract(most, {{1, 0, 0}});
+    subtract(most, {1, 0, 0});
     for (auto const& quotient : corners) {
       for (auto const& rest : {Coefficient{}, most}) {
         Wide<6> dividend = multiply(quotient, divisor);
@@ -264,12 +264,12 @@ TEST(DecnumberDivision, IsExactForTheWordsThatMisleadItsEstimates) {
 
 TEST(DecnumberDivision, ByPowersOfTenIsExactBesideTheirMultiples) {
   Coefficient most = decnumber::power<3>(53);
-  subtract(most, {{1, 0, 0}});
+  subtract(most, {1, 0, 0});
   for (int exponent = 1; exponent <= decnumber::kMaxDrop; ++exponent) {
     Coefficient below = decnumber::power<3>(exponent);
-    subtract(below, {{1, 0, 0}});
-    for (auto const& quotient : {Coefficient{}, Coefficient{{1, 0, 0}}, most}) {
-      for (auto const& rest : {Coefficient{}, Coefficient{{1, 0, 0}}, below}) {
+    subtract(below, {1, 0, 0});
+    for (auto const& quotient : {Coefficient{}, Coefficient{1, 0, 0}, most}) {
+      for (auto const& rest : {Coefficient{}, Coefficient{1, 0, 0}, below}) {
         Wide<6> value = multiply(quotient, decnumber::power<3>(exponent));
         add(value, decnumber::resize<6>(rest));
         expectDivision(decnumber::divideByPower(value, exponent), quotient, rest);
