@@ -194,6 +194,8 @@ TEST(Decnumber, ReadsTextsOfAnySize) {
        kDecRounded},
       {"1" + zeros + "1E-10000001", "1.000000000000000000000000000000000000000000000000000",
        kDecRounded | kDecInexact},
+      {"1" + std::string(51, '0') + "5" + zeros + "1E-10000002",
+       "1000000000000000000000000000000000000000000000000001", kDecRounded | kDecInexact},
       {nines + "E-10000000", "1.000000000000000000000000000000000000000000000000000",
        kDecRounded | kDecInexact},
       {"0." + zeros + "1", "0E-98354",
