@@ -17,17 +17,14 @@ constexpr Powers makePowers() {
   return table;
 }
 
-// Long division, bit by bit. The quotient is below 2^192, since no divisor is a power of two.
-constexpr Reciprocal makeReciprocal(Coefficient const& divisor) {
-  Reciprocal result{{}, bitLength(divisor) - 1};
-  Coefficient rest = shiftLeft(Coefficient{1, 0, 0}, result.shift);
-  for (int bit = 191; bit >= 0; --bit) {
-    rest = shiftLeft(rest, 1);
-    if (isLess(rest, divisor)) continue;
-    subtract(rest, divisor);
-    result.value.w[bit / 64] |= Word{1} << (bit % 64);
-  }
-  return result;
+// 2 to the power 192 + s, by 10 again and again: what each division cuts off doesn't change the
+// integer below the quotient of them all. Bit by bit it is too much for some compilers.
+constexpr Reciprocal makeReciprocal(int exponent, Coefficient const& power) {
+  int const shift = bitLength(power) - 1;
+  Wide<6> quotient{};
+  quotient.w[3 + shift / 64] = Word{1} << (shift % 64);
+  for (int i = 0; i < exponent; ++i) divideBy(quotient, 10);
+  return {resize<3>(quotient), shift};
 }
 
 constexpr Reciprocals makeReciprocals() {
@@ -35,7 +32,7 @@ constexpr Reciprocals makeReciprocals() {
   Coefficient power{1, 0, 0};
   for (int i = 1; i <= kMaxDrop; ++i) {
     multiplyAdd(power, 10, 0);
-    table.rows[i] = makeReciprocal(power);
+    table.rows[i] = makeReciprocal(i, power);
   }
   return table;
 }
