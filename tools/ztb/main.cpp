@@ -29,6 +29,7 @@ constexpr Command kCommands[] = {
     {"date", "Show a date in its forms", tool::declareDate},
     {"dir", "List a folder", tool::declareDir},
     {"calc", "Calculate with exact decimals", tool::declareCalc},
+    {"convert", "Convert values from one data type to another", tool::declareConvert},
     {"type", "Tell which type texts have, or a column of lines", tool::declareType},
     {"text", "Show how a text file is encoded, and convert it", tool::declareText},
 };

@@ -25,6 +25,7 @@ using Declare = Run (*)(CLI::App& app);
 
 Run declareCalc(CLI::App& app);
 Run declareConfig(CLI::App& app);
+Run declareConvert(CLI::App& app);
 Run declareDate(CLI::App& app);
 Run declareDir(CLI::App& app);
 Run declareMessage(CLI::App& app);
