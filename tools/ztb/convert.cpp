@@ -90,6 +90,7 @@ int run(std::vector<std::string> const& texts, Arguments const& arguments) {
       objects.back().add("to", ztbTypeToString(to)).add("result", result).add("cut", isCut);
     } else {
       std::printf("%s\n", printable(result).c_str());
+      std::fflush(stdout);
       if (isCut) std::fprintf(stderr, "ztb convert: digits behind the 52nd were lost\n");
     }
   }
