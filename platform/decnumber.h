@@ -58,7 +58,7 @@ struct decNumber {
   Kind kind;
 };
 
-// Numbers of the rounding modes; frozen.
+// Numbers of the rounding modes; frozen. Any other number rounds toward zero.
 enum decRounding {
   kDecRoundCeiling = 0,   // toward positive infinity
   kDecRoundUp = 1,        // away from zero
