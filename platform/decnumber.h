@@ -59,7 +59,7 @@ struct decNumber {
 };
 
 // Numbers of the rounding modes; frozen. Any other number rounds toward zero.
-enum decRounding {
+enum decRounding : int {
   kDecRoundCeiling = 0,   // toward positive infinity
   kDecRoundUp = 1,        // away from zero
   kDecRoundHalfUp = 2,    // to nearest, ties away from zero

@@ -34,15 +34,17 @@ Dropped dropInPieces(Wide<N> value, int count) {
 
 bool overflowsToInfinity(decRounding mode, bool isNegative) {
   switch (mode) {
-    case kDecRoundDown:
-    case kDecRound05Up:
-      return false;
+    case kDecRoundUp:
+    case kDecRoundHalfUp:
+    case kDecRoundHalfEven:
+    case kDecRoundHalfDown:
+      return true;
     case kDecRoundCeiling:
       return !isNegative;
     case kDecRoundFloor:
       return isNegative;
     default:
-      return true;
+      return false;
   }
 }
 
