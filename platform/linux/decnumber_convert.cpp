@@ -37,16 +37,28 @@ bool startsWith(char const* text, char const* word) {
   return true;
 }
 
-// The value of eight digits: two lanes of one become one of two, then of four, then of eight.
-Word readEight(char const* text) {
+// The value of a word of eight digits: two lanes of one become one of two, then of four, then of
+// eight.
+Word valueOfEight(Word digits) {
   constexpr Word kLanesOf2 = 0x0000'00FF'0000'00FF;
-  Word value;
-  std::memcpy(&value, text, sizeof value);
-  value &= 0x0F0F'0F0F'0F0F'0F0F;
+  Word value = digits & 0x0F0F'0F0F'0F0F'0F0F;
   value = value * 10 + (value >> 8);
   Word const firstAndThird = (value & kLanesOf2) * (100 + (1'000'000ULL << 32));
   Word const others = (value >> 16 & kLanesOf2) * (1 + (10'000ULL << 32));
   return (firstAndThird + others) >> 32;
+}
+
+Word readEight(char const* text) {
+  Word digits;
+  std::memcpy(&digits, text, sizeof digits);
+  return valueOfEight(digits);
+}
+
+// The last `count` of the eight digits in front of `end`, 1 to 7.
+Word readLast(char const* end, int count) {
+  Word digits;
+  std::memcpy(&digits, end - sizeof digits, sizeof digits);
+  return valueOfEight(digits & ~Word{0} << 8 * (8 - count));
 }
 
 // Collects digits: up to 54 significant ones, and of those behind them how many there are and
@@ -81,10 +93,15 @@ class DigitCollector {
     Word chunk = 0;
     int const count = static_cast<int>(to - from);
     for (; to - from >= 8; from += 8) chunk = chunk * kEightDigits + readEight(from);
+    int const rest = static_cast<int>(to - from);
+    if (rest > 0 && rest < count) {
+      chunk = chunk * kPowers.rows[rest].w[0] + readLast(to, rest);
+      from = to;
+    }
     for (; from < to; ++from) chunk = chunk * 10 + static_cast<Word>(*from - '0');
     multiplyAdd(mValue, kPowers.rows[count].w[0], chunk);
     mCount += count;
-    return from;
+    return to;
   }
 
   Coefficient mValue{};
@@ -177,55 +194,70 @@ void readShortest(char const* text, char const* end, Finite& number) {
   number.exponent = exponent - behindPoint;
 }
 
-// 10^19 fills a word nearly up, so that a division by it needs no shifts.
-constexpr Word kTen19 = 10'000'000'000'000'000'000U;
-constexpr Word kInverseOfTen19 = low(~DoubleWord{0} / kTen19);
+// 10^18 with its highest bit moved to the highest of a word, as the division wants it.
+constexpr int kShiftOfTen18 = 4;
+constexpr Word kTen18 = 1'000'000'000'000'000'000U << kShiftOfTen18;
+constexpr Word kInverseOfTen18 = low(~DoubleWord{0} / kTen18);
 
 struct WordDivision {
   Word quotient;
   Word rest;
 };
 
-// Two words by 10^19, the upper of which must be below it. By N. Möller and T. Granlund, "Improved
+// Two words by kTen18, the upper of which must be below it. By N. Möller and T. Granlund, "Improved
 // division by invariant integers", algorithm 4.
-WordDivision divideByTen19(Word upper, Word lower) {
-  DoubleWord const estimate = times(kInverseOfTen19, upper) + join(upper, lower);
+WordDivision divideByTen18(Word upper, Word lower) {
+  DoubleWord const estimate = times(kInverseOfTen18, upper) + join(upper, lower);
   WordDivision result{high(estimate) + 1, 0};
-  result.rest = lower - result.quotient * kTen19;
+  result.rest = lower - result.quotient * kTen18;
   if (result.rest > low(estimate)) {
     --result.quotient;
-    result.rest += kTen19;
+    result.rest += kTen18;
   }
-  if (result.rest >= kTen19) {
+  if (result.rest >= kTen18) {
     ++result.quotient;
-    result.rest -= kTen19;
+    result.rest -= kTen18;
   }
   return result;
 }
 
-// Writes eight digits, one byte of 0 to 9 each. All are found at once: the value is split into two
-// lanes of four digits, four lanes of two, eight of one, each division being a multiplication.
-void putEight(unsigned char* digits, Word value) {
-  constexpr Word kLanesOf4 = 0x0000'007F'0000'007F;
-  constexpr Word kLanesOf2 = 0x000F'000F'000F'000F;
-  Word const fours = value / 10'000 + (value % 10'000 << 32);
-  Word const hundreds = fours * 5243 >> 19 & kLanesOf4;
-  Word const twos = hundreds + ((fours - hundreds * 100) << 16);
-  Word const tens = twos * 103 >> 10 & kLanesOf2;
-  Word const ones = tens + ((twos - tens * 10) << 8);
-  std::memcpy(digits, &ones, sizeof ones);
+// The three digits of each number up to 999, behind a byte of 0.
+struct Triples {
+  unsigned char rows[1000][4];
+};
+constexpr Triples kTriples = [] {
+  Triples triples{};
+  for (int i = 0; i < 1000; ++i) {
+    triples.rows[i][1] = static_cast<unsigned char>(i / 100);
+    triples.rows[i][2] = static_cast<unsigned char>(i / 10 % 10);
+    triples.rows[i][3] = static_cast<unsigned char>(i % 10);
+  }
+  return triples;
+}();
+
+// These write so many digits in front of `end`, and all but the last a 0 in front of them.
+void putSix(unsigned char* end, unsigned value) {
+  std::memcpy(end - 4, kTriples.rows[value % 1000], 4);
+  std::memcpy(end - 7, kTriples.rows[value / 1000], 4);
 }
 
-// Writes 19 digits. Where two pieces overlap they write the same.
-void putNineteen(unsigned char* digits, Word value) {
-  putEight(digits, value / 100'000'000'000);
-  putEight(digits + 8, value / 1000 % kEightDigits);
-  putEight(digits + 11, value % kEightDigits);
+void putNine(unsigned char* end, unsigned value) {
+  putSix(end, value % 1'000'000);
+  std::memcpy(end - 10, kTriples.rows[value / 1'000'000], 4);
 }
 
-void putFourteen(unsigned char* digits, Word value) {
-  putEight(digits, value / 1'000'000);
-  putEight(digits + 6, value % kEightDigits);
+constexpr Word kTen9 = 1'000'000'000;
+
+void putEighteen(unsigned char* end, Word value) {
+  putNine(end, static_cast<unsigned>(value % kTen9));
+  putNine(end - 9, static_cast<unsigned>(value / kTen9));
+}
+
+void putSixteen(unsigned char* end, Word value) {
+  unsigned const upper = static_cast<unsigned>(value / kTen9);
+  putNine(end, static_cast<unsigned>(value % kTen9));
+  putSix(end - 9, upper % 1'000'000);
+  end[-16] = static_cast<unsigned char>(upper / 1'000'000);
 }
 
 // The double of a coefficient and an exponent that it holds exactly, so that one division or
@@ -316,12 +348,15 @@ int decSextToBCD(decSext const* value, int* exponent, unsigned char* digits) {
   bool const isFinite = takeApart(value, number);
   if (!isFinite) number.coefficient = {};
   *exponent = isFinite ? number.exponent : 0;
-  Coefficient const& coefficient = number.coefficient;
-  WordDivision const upper = divideByTen19(coefficient.w[2], coefficient.w[1]);
-  WordDivision const last = divideByTen19(upper.rest, coefficient.w[0]);
-  WordDivision const first = divideByTen19(upper.quotient, last.quotient);
-  putFourteen(digits, first.quotient);
-  putNineteen(digits + 14, first.rest);
-  putNineteen(digits + 33, last.rest);
+  Coefficient const shifted = shiftLeft(number.coefficient, kShiftOfTen18);
+  WordDivision const upper = divideByTen18(shifted.w[2], shifted.w[1]);
+  WordDivision const last = divideByTen18(upper.rest, shifted.w[0]);
+  Word const quotient = last.quotient << kShiftOfTen18;
+  WordDivision const first =
+      divideByTen18(low(join(upper.quotient, last.quotient) >> (64 - kShiftOfTen18)), quotient);
+  // From the end, as each piece writes a 0 over what stands in front of it.
+  putEighteen(digits + 52, last.rest >> kShiftOfTen18);
+  putEighteen(digits + 34, first.rest >> kShiftOfTen18);
+  putSixteen(digits + 16, first.quotient);
   return decSextIsSigned(value);
 }
