@@ -82,13 +82,14 @@ char const* skipSpace(char const* text) {
 struct Digits {
   explicit Digits(decSext const* value);
 
+  bool isZero() const { return *first == '0'; }
   int integers() const { return std::max(exponent + count, 0); }
   // Of the first digit.
   int scientificExponent() const { return exponent + count - 1; }
 
   char text[64];
   char const* first;
-  int count;     // 0 for zero
+  int count;
   int exponent;  // of the last digit
   int sign;      // characters that the sign takes
 };
@@ -97,7 +98,7 @@ Digits::Digits(decSext const* value) {
   sign = decSextToBCD(value, &exponent, reinterpret_cast<unsigned char*>(text)) != 0 ? 1 : 0;
   count = decSextDigits(value);
   first = text + kDecSextDigits - count;
-  while (count > 0 && first[count - 1] == 0 && exponent < kLargestExponent) {
+  while (count > 1 && first[count - 1] == 0 && exponent < kLargestExponent) {
     --count;
     ++exponent;
   }
@@ -135,9 +136,12 @@ class TextWriter {
  public:
   explicit TextWriter(int width) : mEnd(mText), mBudget(width) {}
 
-  void put(char character) { putZeros(1, character); }
-  void putZeros(int count, char zero = '0') {
-    std::memset(mEnd, zero, static_cast<std::size_t>(count));
+  void put(char character) {
+    *mEnd = character;
+    advance(1);
+  }
+  void putZeros(int count) {
+    std::memset(mEnd, '0', static_cast<std::size_t>(count));
     advance(count);
   }
   void putDigits(char const* digits, int count) {
@@ -317,7 +321,7 @@ ZtbString ZtbReal::asString(int width) const {
 
   int const shown = std::min(width, kMaxWidth);
   Digits const digits(value);
-  if (digits.count == 0) return ZtbString("0", true);
+  if (digits.isZero()) return ZtbString("0", true);
   switch (formFor(digits, shown)) {
     case Form::kFixed:
       return fixedText(digits, shown);

@@ -133,6 +133,8 @@ TEST_F(ZtbRealTest, TextsFitTheirWidth) {
   for (auto const& row : rows) {
     EXPECT_EQ(row.text, shown(real(row.value), row.width)) << row.value << " at " << row.width;
   }
+  // A zero that can't lose its exponent is a zero like others.
+  EXPECT_EQ("0", shown(real("0") * real("-1E+98304")));
   EXPECT_EQ("null", shown(ZtbReal()));
   EXPECT_EQ("1E-60", shown(real("1E-60"), INT_MAX));
 }
