@@ -11,8 +11,8 @@
 //
 // Precision. Sums, products and quotients are exact where 52 digits hold them, else rounded to the
 // nearest value of 52 digits, ties to the even digit. The truncated flag tells of digits lost; see
-// truncated for which object carries it. Zeros behind the last digit count as digits in between:
-// 1.50 is held as 150 with the exponent -2, and compares equal to 1.5.
+// truncated for which object carries it. Zeros that a calculation leaves at the end are digits too:
+// 1.25 + 0.25 is held as 150 with the exponent -2. It compares equal to 1.5, and is shown so.
 //
 // Numbers in code. A literal needs its type: ZtbReal(5LL) and ZtbReal(5.0) are clear, ZtbReal(5)
 // fits both and doesn't compile. A double is taken as the shortest decimal that reads back as the
@@ -183,7 +183,8 @@ class ZTB_API ZtbReal {
   // Rounded to `places` digits behind the point, ties away from zero; a negative count rounds to
   // tens, hundreds and so on. But 0 places give the value unchanged, not an integer. Null where the
   // result would need more than 52 digits, as round(52) of 12 would, and for infinities unless
-  // `places` is 0.
+  // `places` is 0. The unit is 1E+98253 at most: -98254 to -98304 places round to it as well, and
+  // fewer give null.
   //   ZtbReal(2.25).round(1)     // 2.3
   //   ZtbReal(-250.0).round(-2)  // -300
   //   ZtbReal(1.5).round(0)      // 1.5
