@@ -44,13 +44,18 @@ ZtbDatavar rawDate(double moment) {
 ZtbDatavar nullReal() {
   return make(std::nan(""));
 }
+unsigned rawSize(ZtbDatavar const& v) {
+  unsigned size = 7;
+  v.getRaw(&size);
+  return size;
+}
 
 TEST(ZtbDatavarTypes, NamesAndNumbersFindEachOther) {
   struct {
     char const* name;
     ztbType type;
     int dateOrder;
-    int rawSize;
+    int size;
   } const rows[] = {
       {"Unknown", ztbTypeUnknown, 0, 0},   {"BOOLEAN", ztbTypeBoolean, 0, 1},
       {"integer", ztbTypeInteger, 0, 8},   {"Real", ztbTypeReal, 0, 24},
@@ -65,7 +70,7 @@ TEST(ZtbDatavarTypes, NamesAndNumbersFindEachOther) {
     EXPECT_EQ(row.type, ztbTypeFromString(row.name, nullptr));
     EXPECT_EQ(row.type, ztbTypeFromString(row.name));
     EXPECT_EQ(row.dateOrder, dateOrder) << row.name;
-    EXPECT_EQ(row.rawSize, ZtbDatavar::getRawSizeReq(row.type)) << row.name;
+    EXPECT_EQ(row.size, ZtbDatavar::getRawSizeReq(row.type)) << row.name;
   }
   char const* const names[] = {"Unknown", "Boolean", "Integer", "Real", "String", "Date", ""};
   for (int i = 0; i < 7; ++i) EXPECT_STREQ(names[i], ztbTypeToString(static_cast<ztbType>(i)));
@@ -158,6 +163,7 @@ TEST_F(ZtbDatavarTest, TruthIsReadFromWordsAndFirstDigits) {
 }
 
 TEST_F(ZtbDatavarTest, SetTypeConvertsInPlace) {
+  ztbtest::Locale const locale("C");
   struct {
     ZtbDatavar value;
     int type;
@@ -199,12 +205,8 @@ TEST_F(ZtbDatavarTest, NullValuesMakeNullVariants) {
         make(7).assign(ZtbString()), make("x").assign(static_cast<char const*>(nullptr)),
         make("x").assign(nullptr, 3), make("x").assignBytes(nullptr, 3),
         make(7).assign(ztbTypeInteger, nullptr, 8), make(7).assign(ztbTypeString, "x", 0)}) {
-    unsigned size = 7;
-    EXPECT_EQ(ztbTypeUnknown, v.type());
-    EXPECT_TRUE(v.isNull());
-    EXPECT_EQ(-1, v.length());
-    EXPECT_EQ(nullptr, v.getRaw(&size));
-    EXPECT_EQ(0u, size);
+    EXPECT_TRUE(v.isNull() && v.type() == ztbTypeUnknown && v.length() == -1);
+    EXPECT_TRUE(v.getRaw(nullptr) == nullptr && rawSize(v) == 0);
     EXPECT_EQ(0, v.compare(null));
   }
 }
@@ -212,9 +214,7 @@ TEST_F(ZtbDatavarTest, NullValuesMakeNullVariants) {
 TEST_F(ZtbDatavarTest, TextsAreCutAtCharacters) {
   char const* const text = "h\u00e9llo";
   ZtbString const string(text, false);
-  std::string const illFormed =
-      "a\xff"
-      "b";
+  std::string const illFormed = "a\xff_";
   struct {
     char const* what;
     ZtbDatavar value;
@@ -234,9 +234,8 @@ TEST_F(ZtbDatavarTest, TextsAreCutAtCharacters) {
       {"to the ill-formed byte", ZtbDatavar().assignBytes(illFormed.c_str(), 9), "a", 1},
   };
   for (auto const& row : rows) {
-    unsigned size = 0;
-    EXPECT_STREQ(row.text, static_cast<char const*>(row.value.getRaw(&size))) << row.what;
-    EXPECT_EQ(std::strlen(row.text) + 1, size) << row.what;
+    EXPECT_EQ(row.text, shown(row.value)) << row.what;
+    EXPECT_EQ(std::strlen(row.text) + 1, rawSize(row.value)) << row.what;
     EXPECT_EQ(row.length, row.value.length()) << row.what;
   }
 }
@@ -251,15 +250,12 @@ TEST_F(ZtbDatavarTest, TruncateKeepsWholeCharacters) {
       {3, -1, "h\u00e9l", 3},
       {5, -1, "h\u00e9llo", 5},
       {100, 2, "h", 1},
-      {100, 3, "h\u00e9", 2},
-      {1, 5, "h", 1},
+      {2, 5, "h\u00e9", 2},
       {0, -1, "", 0},
       {100, 0, "", 0},
-      {-1, -1, "h\u00e9llo", 5},
       {-3, 4, "h\u00e9l", 3},
-      {INT_MIN, 1, "h", 1},
+      {INT_MIN, -1, "h\u00e9llo", 5},
       {2, INT_MIN, "h\u00e9", 2},
-      {INT_MAX, INT_MAX, "h\u00e9llo", 5},
   };
   for (auto const& row : rows) {
     ZtbDatavar const original = make("h\u00e9llo");
@@ -268,9 +264,7 @@ TEST_F(ZtbDatavarTest, TruncateKeepsWholeCharacters) {
       v->truncate(row.nChars, row.nBytes);
       EXPECT_EQ(row.text, shown(*v)) << row.nChars << ", " << row.nBytes;
       EXPECT_EQ(row.length, v->length()) << row.nChars << ", " << row.nBytes;
-      unsigned size = 0;
-      v->getRaw(&size);
-      EXPECT_EQ(std::strlen(row.text) + 1, size);
+      EXPECT_EQ(std::strlen(row.text) + 1, rawSize(*v));
     }
     EXPECT_EQ("h\u00e9llo", shown(original));
     EXPECT_EQ("grown again", shown(alone.assign("grown again")));
@@ -284,21 +278,16 @@ TEST_F(ZtbDatavarTest, TruncateKeepsWholeCharacters) {
 TEST_F(ZtbDatavarTest, RawBytesComeBack) {
   for (ZtbDatavar const& v : {make(true), make(-5), make(3.5), make("h\u00e9"),
                               make(ZtbDate("1989-02-03")), raw(ztbTypeUnknown, "abc")}) {
-    unsigned size = 0;
-    auto const* const bytes = static_cast<char const*>(v.getRaw(&size));
-    EXPECT_EQ(bytes, v.getRaw(nullptr));
     // Off every boundary, and at the end of its memory.
+    unsigned const size = rawSize(v);
     auto const unaligned = std::make_unique<char[]>(size + 1);
-    std::memcpy(unaligned.get() + 1, bytes, size);
+    std::memcpy(unaligned.get() + 1, v.getRaw(nullptr), size);
     ZtbDatavar const back = make(7).assign(v.type(), unaligned.get() + 1, size);
     EXPECT_EQ(0, v.compare(back)) << shown(v) << " and " << shown(back);
     EXPECT_EQ(v.length(), back.length());
   }
-  unsigned size = 0;
-  make(3.5).getRaw(&size);
-  EXPECT_EQ(24u, size);
-  EXPECT_EQ(nullptr, nullReal().getRaw(&size));
-  EXPECT_EQ(0u, size);
+  EXPECT_EQ(24u, rawSize(make(3.5)));
+  EXPECT_TRUE(nullReal().getRaw(nullptr) == nullptr && rawSize(nullReal()) == 0);
 }
 
 TEST_F(ZtbDatavarTest, SwapTurnsTheBytesOfRealsAlone) {
@@ -329,7 +318,7 @@ TEST_F(ZtbDatavarTest, RawTextIsNeverReadPastItsSize) {
   struct {
     std::string bytes;
     char const* text;
-    unsigned rawSize;
+    unsigned size;
   } const rows[] = {{"ab", "ab", 3},       {{"ab\0", 3}, "ab", 3},
                     {{"\0", 1}, "", 1},    {{"a\0b", 3}, "a", 3},
                     {"h\xc3", "h\xc3", 3}, {"\xf0\x9f\x98", "\xf0\x9f\x98", 4}};
@@ -338,11 +327,9 @@ TEST_F(ZtbDatavarTest, RawTextIsNeverReadPastItsSize) {
     std::memcpy(exact.get(), row.bytes.data(), row.bytes.size());
     ZtbDatavar const v =
         ZtbDatavar().assign(ztbTypeString, exact.get(), static_cast<unsigned>(row.bytes.size()));
-    unsigned size = 0;
-    auto const* const bytes = static_cast<char const*>(v.getRaw(&size));
     EXPECT_EQ(row.text, shown(v));
-    EXPECT_EQ(row.rawSize, size) << row.text;
-    EXPECT_EQ(0, std::memcmp(bytes, row.bytes.data(), row.bytes.size())) << row.text;
+    EXPECT_EQ(row.size, rawSize(v)) << row.text;
+    EXPECT_EQ(0, std::memcmp(v.getRaw(nullptr), row.bytes.data(), row.bytes.size())) << row.text;
     EXPECT_EQ(static_cast<int>(v.asString().length()), v.length());
   }
 }
@@ -391,14 +378,8 @@ TEST_F(ZtbDatavarTest, CopiesKeepTheirValueWhenOneIsWritten) {
       [](ZtbDatavar& v) { v.truncate(1, -1); },
       [](ZtbDatavar& v) { v = ZtbDatavar(); },
   };
-  for (ZtbDatavar const& original : {make(true),
-                                     make(7),
-                                     make(7.5),
-                                     nullReal(),
-                                     make("abc"),
-                                     make(ZtbDate(0.0)),
-                                     raw(ztbTypeUnknown, "ab"),
-                                     {}}) {
+  for (ZtbDatavar const& original : {make(true), make(7), make(7.5), nullReal(), make("abc"),
+                                     raw(ztbTypeUnknown, "ab"), ZtbDatavar()}) {
     std::string const text = shown(original);
     for (auto const write : writes) {
       ZtbDatavar first(original), second(first), third;
@@ -422,8 +403,8 @@ TEST_F(ZtbDatavarTest, AssignsItsOwnValue) {
     EXPECT_EQ("ext", shown(v.assignBytes(own() + 1, 3)));
     EXPECT_EQ("xt", shown(v.assign(ztbTypeString, own() + 1, 3)));
     EXPECT_EQ("xt", shown(v.assign(v.asString())));
-    v = v;
-    EXPECT_EQ("xt", shown(v));
+    ZtbDatavar const& itself = v;
+    EXPECT_EQ("xt", shown(v = itself));
     v.assign(3.5);
     if (isShared) holder = v;
     EXPECT_EQ("3.5", shown(v.assign(ztbTypeReal, v.getRaw(nullptr), 24)));
@@ -451,18 +432,14 @@ TEST(ZtbDatavarWithoutPool, StaysNullAndLetsGo) {
   EXPECT_TRUE(make(7).isNull() && make("x").isNull() && make(3.5).isNull());
   char const* error = nullptr;
   ASSERT_EQ(0, ztbInitialize(ZTB_TEST_BIN "/test", &error)) << error;
-  std::vector<ZtbDatavar> alone, shared;
-  for (ZtbDatavar const& v : {make(7), make(3.5), nullReal(), make("text"), make(true)}) {
-    shared.push_back(v);
-    shared.push_back(v);
-  }
-  for (double number : {1.5, 2.5, 3.5}) alone.push_back(make(number));
+  std::vector<ZtbDatavar> values = {make(7), make(3.5), make(2.5), nullReal(), make("text")};
+  std::vector<ZtbDatavar> const copies = values;
+  for (double number : {1.5, 2.5}) values.push_back(make(number));
   ztbShutdown();
-  EXPECT_TRUE(alone[0].assign(4.5).isNull());
-  EXPECT_TRUE(shared[0].assign("other").isNull());
-  shared[1].setNull();
-  shared[2] = ZtbDatavar();
-  EXPECT_TRUE(shared[1].isNull() && shared[2].isNull());
+  EXPECT_TRUE(values[0].assign(4.5).isNull() && values[1].assign("other").isNull());
+  values[2].setNull();
+  values[3] = ZtbDatavar();
+  EXPECT_TRUE(values[2].isNull() && values[3].isNull());
 }
 
 TEST(ZtbDatavarThreads, OneValueIsSharedSideBySide) {
