@@ -37,15 +37,13 @@ inline void stepOn(Place& at, char const* end) {
   ++at.chars;
 }
 
-// Whether all bytes are ASCII, of a text too short for np_utf8_run. The last eight are looked at in
-// one piece, some of them twice, as single bytes would take most of the time.
+// Whether all bytes are ASCII, of a text of 8 to 32 bytes. Some bytes are looked at twice, as single
+// bytes and a loop would take most of the time.
 inline bool isShortAscii(char const* begin, char const* end) {
   std::ptrdiff_t const bytes = end - begin;
-  if (bytes < 8 || bytes >= std::ptrdiff_t{kNpUtf8Block}) return false;
-  for (char const* at = begin; end - at > 8; at += 8) {
-    if (!np_utf8_isAscii8(at)) return false;
-  }
-  return np_utf8_isAscii8(end - 8);
+  if (bytes < 8 || bytes > 32) return false;
+  if (!np_utf8_isAscii8(begin) || !np_utf8_isAscii8(end - 8)) return false;
+  return bytes <= 16 || (np_utf8_isAscii8(begin + 8) && np_utf8_isAscii8(end - 16));
 }
 
 // Walks from `begin` until `end` is reached or passed. The text goes on behind `end` or stops
