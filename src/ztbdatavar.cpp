@@ -7,9 +7,7 @@
 #include "ztbdatavar.h"
 
 #include <algorithm>
-#include <cfloat>
 #include <climits>
-#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>

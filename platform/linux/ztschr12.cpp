@@ -37,8 +37,8 @@ inline void stepOn(Place& at, char const* end) {
   ++at.chars;
 }
 
-// Whether all bytes are ASCII, of a text of 8 to 32 bytes. Some bytes are looked at twice, as single
-// bytes and a loop would take most of the time.
+// Whether all bytes are ASCII, of a text of 8 to 32 bytes. Some bytes are looked at twice, as
+// single bytes and a loop would take most of the time.
 inline bool isShortAscii(char const* begin, char const* end) {
   std::ptrdiff_t const bytes = end - begin;
   if (bytes < 8 || bytes > 32) return false;
