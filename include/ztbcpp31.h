@@ -15,10 +15,15 @@
 #include "ztbinit.h"
 #include "ztbmempool.h"
 #include "ztbmessage.h"
+#include "ztbparse.h"
 #include "ztbreal.h"
 #include "ztbstartup.h"
 #include "ztbstring.h"
 #include "ztbstringformat.h"
 #include "ztbtxtfile.h"
+#include "ztdatauri.h"
+#include "ztreposuri.h"
+#include "zturi.h"
+#include "ztwturi.h"
 
 #endif
