@@ -46,6 +46,9 @@ class ZtURIImpl : public ZtURIBase<ZtURI> {
   void setPath(ZtbString const& value);
   void setQuery(ZtbString const& value) { query = value; }
   void setFragment(ZtbString const& value) { fragment = value; }
+
+ private:
+  ZtbString compose(ZtbString const& pathText) const;
 };
 
 // Neither null nor empty.
