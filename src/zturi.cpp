@@ -4,9 +4,12 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <memory>
 #include <new>
+#include <string_view>
 
 #include "ztbstringformat.h"
 #include "ztdatauri.h"
@@ -50,28 +53,86 @@ constexpr std::array<Escape, 256> kEscapes = [] {
   return table;
 }();
 
-// Which bytes are escaped: all of several-byte characters, and those that the caller lists.
-using EscapedBytes = std::array<bool, 256>;
+// The characters of one byte that a caller wants escaped.
+using ListedBytes = std::array<bool, 256>;
 
-EscapedBytes makeEscapedBytes(char const* listed, __int64 count) {
-  EscapedBytes escaped{};
-  std::fill(escaped.begin() + 128, escaped.end(), true);
-  for (__int64 i = 0; i < count; ++i) {
-    // A listed byte counts as signed, so one above 127 is no character's code point.
-    if (listed[i] > 0) escaped[static_cast<unsigned char>(listed[i])] = true;
-  }
-  return escaped;
+ListedBytes listBytes(char const* listed, __int64 count) {
+  ListedBytes bytes{};
+  for (__int64 i = 0; i < count; ++i) bytes[static_cast<unsigned char>(listed[i])] = true;
+  return bytes;
 }
 
-// The first byte from `from` on that is escaped, or the terminator.
-char const* findEscaped(char const* from, char const* end, EscapedBytes const& escaped) {
-  return std::find_if(from, end, [&](char c) { return escaped[static_cast<unsigned char>(c)]; });
+// The first byte of a character of several bytes, or `end`.
+char const* findHighByte(char const* from, char const* end) {
+  constexpr std::uint64_t kHighBits = 0x8080808080808080;
+  for (std::uint64_t words[4]; end - from >= static_cast<std::ptrdiff_t>(sizeof words);
+       from += sizeof words) {
+    std::memcpy(words, from, sizeof words);
+    if ((words[0] | words[1] | words[2] | words[3]) & kHighBits) break;
+  }
+  for (std::uint64_t word; end - from >= static_cast<std::ptrdiff_t>(sizeof word);
+       from += sizeof word) {
+    std::memcpy(&word, from, sizeof word);
+    if (word & kHighBits) break;
+  }
+  return std::find_if(from, end, [](char c) { return static_cast<signed char>(c) < 0; });
 }
 
-void appendEscaped(ZtbString* out, char const* character, int bytes) {
-  for (int i = 0; i < bytes; ++i) {
-    out->append(kEscapes[static_cast<unsigned char>(character[i])].text, 3, nullptr);
+// The first byte that is listed or begins a character of several bytes, or `end`. Without a list
+// whole words are looked at, so the usual text is passed at the speed of memory.
+char const* findEscaped(char const* from, char const* end, ListedBytes const* listed) {
+  if (!listed) return findHighByte(from, end);
+  return std::find_if(from, end, [listed](char c) {
+    return static_cast<signed char>(c) < 0 || (*listed)[static_cast<unsigned char>(c)];
+  });
+}
+
+// Appends text of one-byte characters to a string, small pieces of it together.
+class Appender {
+ public:
+  explicit Appender(ZtbString* out) : mOut(out) {}
+
+  void add(char const* text, std::size_t size) {
+    if (size > sizeof mPieces - mUsed) flush();
+    if (size > sizeof mPieces) {
+      append(text, size);
+      return;
+    }
+    std::memcpy(mPieces + mUsed, text, size);
+    mUsed += size;
   }
+  // False if memory ran out for a piece.
+  bool flush() {
+    if (mUsed != 0) append(mPieces, mUsed);
+    mUsed = 0;
+    return !mFailed;
+  }
+
+ private:
+  void append(char const* text, std::size_t size) {
+    bool failed = false;
+    mOut->append(text, static_cast<int>(size), &failed);
+    mFailed = mFailed || failed;
+  }
+
+  ZtbString* mOut;
+  bool mFailed = false;
+  std::size_t mUsed = 0;
+  char mPieces[512];
+};
+
+// Escapes a text up to its end or its first ill-formed byte; gives where it stopped.
+char const* escapeInto(Appender* out, char const* text, char const* end,
+                       ListedBytes const* listed) {
+  while (text < end) {
+    char const* const next = findEscaped(text, end, listed);
+    out->add(text, static_cast<std::size_t>(next - text));
+    text = next;
+    int bytes = 0;
+    if (next == end || np_uchar_toint(next, &bytes) == np_uchar_illformed) break;
+    for (; bytes > 0; --bytes) out->add(kEscapes[static_cast<unsigned char>(*text++)].text, 3);
+  }
+  return text;
 }
 
 int hexValue(char c) {
@@ -91,18 +152,48 @@ char* unescapeOne(char const* escape, char* target) {
   return target;
 }
 
-// Undoes the escapes of `size` bytes into an area of that size and a terminator.
-void unescapeInto(char* target, char const* text, std::size_t size) {
-  char const* const end = text + size;
-  while (char const* const escape = static_cast<char const*>(
-             std::memchr(text, '%', static_cast<std::size_t>(end - text)))) {
-    target = std::copy(text, escape, target);
-    text = escape;
-    if (end - escape < 3) break;
-    target = unescapeOne(escape, target);
-    text = escape + 3;
+// Undoes the escapes of a text into an area of its size and a terminator.
+void unescapeInto(char* target, std::string_view text) {
+  std::size_t escape;
+  while ((escape = text.find('%')) != std::string_view::npos) {
+    target = std::copy_n(text.data(), escape, target);
+    text.remove_prefix(escape);
+    if (text.size() < 3) break;
+    target = unescapeOne(text.data(), target);
+    text.remove_prefix(3);
   }
-  *std::copy(text, end, target) = '\0';
+  *std::copy(text.begin(), text.end(), target) = '\0';
+}
+
+bool isAscii(std::string_view text) {
+  char const* const end = text.data() + text.size();
+  return findHighByte(text.data(), end) == end;
+}
+
+void assignPiece(std::string_view piece, ZtbString* out) {
+  std::size_t const chars =
+      isAscii(piece) ? piece.size() : np_uchar_tell(piece.data(), piece.data() + piece.size());
+  out->assign(piece.data(), static_cast<int>(chars));
+}
+
+// False if memory ran out, and `out` is null then. `text` must not lie in `out`.
+bool unescape(std::string_view text, ZtbString* out) {
+  constexpr std::size_t kAreaBytes = 512;
+  if (text.find('%') == std::string_view::npos) {
+    assignPiece(text, out);
+    return !out->isNull();
+  }
+  out->setNull();
+  char area[kAreaBytes];
+  std::unique_ptr<char[]> large;
+  if (text.size() >= kAreaBytes) {
+    large.reset(new (std::nothrow) char[text.size() + 1]);
+    if (!large) return false;
+  }
+  char* const target = large ? large.get() : area;
+  unescapeInto(target, text);
+  out->assign(target);
+  return !out->isNull();
 }
 
 bool convert(char const* from, char const* to, ZtbString const& in, ZtbString* out) {
@@ -111,55 +202,77 @@ bool convert(char const* from, char const* to, ZtbString const& in, ZtbString* o
     return false;
   }
   *out = in.replace(ZtbString(from, true), ZtbString(to, true), 0, -1);
-  return true;
+  return !out->isNull();
 }
 
-// The brackets that close the path of a repository URI: the last of each kind.
-struct Brackets {
-  int open;
-  int close;
+// The path of a repository URI, with the type split off that its last brackets hold. A path without
+// them has neither a name nor a type of its own.
+struct TypedName {
+  std::string_view name;
+  std::string_view type;
 };
 
-Brackets findBrackets(ZtbString const& path) {
-  return {path.rfind(ZtbString("(", true)), path.rfind(ZtbString(")", true))};
-}
-
-// Splits off the type in brackets; a path without them has neither a name nor a type of its own.
-void splitType(ZtbString const& path, ZtbString* name, ZtbString* type) {
-  Brackets const brackets = findBrackets(path);
-  if (brackets.open >= 0 && brackets.close >= 1) {
-    *name = path.mid(0, brackets.open);
-    *type = path.mid(static_cast<unsigned>(brackets.open) + 1, brackets.close - brackets.open - 1);
-    return;
-  }
-  name->assign("");
-  *type = ZtbString("Folder", true);
+TypedName splitType(std::string_view path) {
+  std::size_t const open = path.rfind('(');
+  std::size_t const close = path.rfind(')');
+  bool const isTyped = open != std::string_view::npos && close != std::string_view::npos;
+  if (!isTyped || close == 0) return {path.substr(0, 0), "Folder"};
+  std::string_view const behind = path.substr(open + 1);
+  return {path.substr(0, open), close > open ? behind.substr(0, close - open - 1) : behind};
 }
 
 }  // namespace
 
+ZtURIPieces ztURISplit(ZtbString const& text) {
+  std::string_view const all = ztURIView(text);
+  ZtURIPieces pieces;
+  std::size_t colon = all.find(':');
+  if (colon == std::string_view::npos) colon = 0;
+  if (colon > 0) pieces.scheme = all.substr(0, colon);
+  std::size_t const mark = all.find("//", colon + 1);
+  if (mark == std::string_view::npos) return pieces;
+  std::size_t const begin = mark + 2;
+  std::size_t const slash = all.find('/', begin);
+  if (slash == std::string_view::npos) return pieces;
+  if (slash > begin) pieces.host = all.substr(begin, slash - begin);
+  pieces.path = all.substr(slash + 1);
+  return pieces;
+}
+
+void ztURIAssign(std::string_view piece, ZtbString* out) {
+  if (piece.data()) {
+    assignPiece(piece, out);
+  } else {
+    out->setNull();
+  }
+}
+
+void ztURIUnescape(std::string_view piece, ZtbString* out) {
+  if (piece.empty()) {
+    *out = ZtbString("", true);
+  } else if (!unescape(piece, out)) {
+    ztURIAssign(piece, out);
+  }
+}
+
 ZtbString ztURIUnescaped(ZtbString const& text) {
   ZtbString unescaped;
-  return getUnEscapeStringFromURI(text, &unescaped) ? unescaped : text;
+  ztURIUnescape(ztURIView(text), &unescaped);
+  return unescaped;
 }
 
 ZtbString ztURIEscaped(ZtbString const& text) {
+  if (isAscii(ztURIView(text))) return text;
   ZtbString escaped;
   return getEscapeStringForURI(text, nullptr, 0, &escaped, nullptr) ? escaped : text;
 }
 
 ZtURIImpl::ZtURIImpl(ZtbString const& text) {
   uriText = text;
-  if (!ztURIIsSet(text)) return;
-  int const colon = std::max(text.find(ZtbString(":", true), 0), 0);
-  if (colon > 0) scheme = text.mid(0, colon);
-  int const mark = text.find(ZtbString("//", true), colon + 1);
-  if (mark <= 0) return;
-  int const begin = mark + 2;
-  int const slash = text.find(ZtbString("/", true), begin);
-  if (slash <= 0) return;
-  if (slash > begin) host = text.mid(static_cast<unsigned>(begin), slash - begin);
-  path = text.mid(static_cast<unsigned>(slash) + 1, -1);
+  ZtURIPieces const pieces = ztURISplit(uriText);
+  ztURIAssign(pieces.scheme, &scheme);
+  ztURIAssign(pieces.host, &host);
+  ztURIAssign(pieces.path, &path);
 }
 
 void ZtURIImpl::setPath(ZtbString const& value) {
@@ -185,7 +298,8 @@ ZtbString ZtURIImpl::getEscapedURIString() {
 }
 
 ZtURI* getURIFromURIString(ZtbString const& text) {
-  if (text.find(ZtbString("://", true), 0) < 1) return nullptr;
+  std::size_t const mark = ztURIView(text).find("://");
+  if (mark == std::string_view::npos || mark == 0) return nullptr;
   for (Scheme const& scheme : kSchemes) {
     if (startsWith(text, scheme.start)) return scheme.parse(text);
   }
@@ -237,57 +351,33 @@ bool getEscapeStringForURI(ZtbString const& text, char* escapeChars, __int64 esc
     out->assign("");
     return true;
   }
-  EscapedBytes const escaped = makeEscapedBytes(escapeChars, escapeCount);
-  char const* const begin = text.asCstr();
-  char const* const end = begin + (text.cStrSize() - 1);
-  char const* position = begin;
-  while (position < end) {
-    char const* const next = findEscaped(position, end, escaped);
-    out->append(position, static_cast<int>(next - position), nullptr);
-    position = next;
-    if (next == end) break;
-    int bytes;
-    if (np_uchar_toint(next, &bytes) == np_uchar_illformed) break;
-    appendEscaped(out, next, bytes);
-    position = next + bytes;
-  }
-  return position - begin >= static_cast<std::ptrdiff_t>(text.length());
+  ZtbString const source = text;  // `out` may be the text itself
+  std::string_view const bytes = ztURIView(source);
+  bool const hasList = escapeChars && escapeCount > 0;
+  ListedBytes const listed = hasList ? listBytes(escapeChars, escapeCount) : ListedBytes{};
+  Appender appender(out);
+  char const* const stop =
+      escapeInto(&appender, bytes.data(), bytes.data() + bytes.size(), hasList ? &listed : nullptr);
+  return appender.flush() && stop - bytes.data() >= static_cast<std::ptrdiff_t>(source.length());
 }
 
 bool getUnEscapeStringFromURI(ZtbString const& text, ZtbString* out) {
   if (!out) return false;
-  constexpr std::size_t kAreaBytes = 512;
   ZtbString const source = text;  // `out` may be the text itself
-  std::size_t const size = source.cStrSize() - 1;
-  out->setNull();
-  char area[kAreaBytes];
-  std::unique_ptr<char[]> large;
-  if (size >= kAreaBytes) {
-    large.reset(new (std::nothrow) char[size + 1]);
-    if (!large) return false;
-  }
-  char* const target = large ? large.get() : area;
-  unescapeInto(target, source.asCstr(), size);
-  out->assign(target);
-  return true;
+  return unescape(ztURIView(source), out);
 }
 
 bool getPathURLComponentsFromString(ZtbString const& text, ZtbString* scheme, ZtbString* host,
                                     ZtbString* path, ZtbString* type) {
-  ZtURIImpl uri(text);
   if (!scheme) return false;
-  *scheme = uri.getScheme();
-  if (scheme->compare("ztr", true) != 0) return false;
-  *host = ztURIUnescaped(uri.getHost());
-  ZtbString const parsed = uri.getPath();
-  if (!ztURIIsSet(parsed)) {
-    *type = ZtbString("Folder", true);
-    path->assign("");
-    return true;
-  }
-  ZtbString name;
-  splitType(parsed, &name, type);
-  *path = ztURIUnescaped(name);
+  ZtbString const source = text;  // an output may be the text itself
+  ZtURIPieces const pieces = ztURISplit(source);
+  ztURIAssign(pieces.scheme, scheme);
+  if (pieces.scheme != "ztr") return false;
+  ztURIUnescape(pieces.host, host);
+  TypedName const split = splitType(pieces.path);
+  ztURIAssign(split.type, type);
+  ztURIUnescape(split.name, path);
   return true;
 }
 
