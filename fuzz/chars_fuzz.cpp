@@ -58,6 +58,8 @@ void checkCase(std::string const& bytes) {
   require(np_uchar_length(lower.c_str()) == np_uchar_length(text));
   int const order = np_uchar_icomp(text, lower.c_str());
   require(np_uchar_icomp(lower.c_str(), text) == -order && np_uchar_icomp(text, text) == 0);
+  unsigned long long const seed = bytes.size() << 32;
+  require(order != 0 || np_uchar_ihash(text, seed) == np_uchar_ihash(lower.c_str(), seed));
 }
 
 // All of the input, the first `cut` bytes in a piece of their own.

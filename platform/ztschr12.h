@@ -121,6 +121,13 @@ int np_uchar_isdigit(char const* position, int* charBytes);
 // weak ordering, fit for ordered containers. ASCII orders as in lower case: "_" before "a" and "A".
 int np_uchar_icomp(char const* a, char const* b);
 
+// A hash of a text without regard to case: texts that np_uchar_icomp finds equal have the same one.
+// Below 2 to the power of 61; the lowest bits spread as well as any. For hash tables whose keys
+// come from outside: for a random `seed`, two different folded texts of at most n code points meet
+// in the lowest k bits with a probability of about n / 2^k, whoever chose them, so nobody who
+// doesn't know the seed can slow such a table down. Not for what leaves the process.
+unsigned long long np_uchar_ihash(char const* text, unsigned long long seed);
+
 // Maps `source` to lower or upper case, each character by itself, as Unicode's simple mappings say;
 // the number of characters never changes, the number of bytes may. U+00DF "ß" becomes U+1E9E "ẞ" in
 // upper case, and that "ß" again in lower case; ligatures such as U+FB03 stay as they are. Neither

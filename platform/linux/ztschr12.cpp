@@ -306,6 +306,24 @@ int np_uchar_icomp(char const* a, char const* b) {
   return left == right ? 0 : left < right ? -1 : 1;
 }
 
+// The folded text as a polynomial over the field of the Mersenne prime 2^61 - 1, at the point that
+// the seed gives: two different polynomials of degree n are equal at n points at most.
+unsigned long long np_uchar_ihash(char const* text, unsigned long long seed) {
+  __extension__ using Product = unsigned __int128;
+  constexpr int kBits = 61;
+  constexpr unsigned long long kPrime = (1ULL << kBits) - 1;
+  unsigned long long const point = seed % (kPrime - 1) + 1;
+  unsigned long long hash = 0;
+  FoldedText folded(text);
+  while (unsigned const c = folded.next()) {
+    Product const product = static_cast<Product>(hash) * point + c;
+    hash = static_cast<unsigned long long>(product & kPrime) +
+           static_cast<unsigned long long>(product >> kBits);
+    if (hash >= kPrime) hash -= kPrime;
+  }
+  return hash;
+}
+
 unsigned np_uchar_lower(char const* source, char* target, unsigned targetSize) {
   return mapCase(source, target, targetSize, 'A', utf8proc_tolower);
 }
