@@ -32,6 +32,7 @@
 #include <vector>
 
 #include "ztbconfigfile_p.h"
+#include "ztbstring_p.h"
 #include "ztbtxtfile.h"
 #include "ztschr12.h"
 
@@ -203,41 +204,6 @@ bool isAscii(char c) {
   return static_cast<unsigned char>(c) < 0x80;
 }
 
-bool isSpaceAt(char const* position, int* bytes) {
-  *bytes = 1;
-  if (!isAscii(*position)) return np_uchar_isspace(position, bytes) != 0;
-  return *position == ' ' || (*position >= '\t' && *position <= '\r');
-}
-
-std::string_view trimmedLeft(std::string_view text) {
-  int bytes = 0;
-  while (!text.empty() && isSpaceAt(text.data(), &bytes)) {
-    text.remove_prefix(std::min(static_cast<std::size_t>(bytes), text.size()));
-  }
-  return text;
-}
-
-// Multi-byte text is only walked forwards; ASCII at the end needs no walk, since no byte of another
-// character looks like it.
-std::string_view trimmedRight(std::string_view text) {
-  int bytes = 0;
-  while (!text.empty() && isAscii(text.back())) {
-    if (!isSpaceAt(&text.back(), &bytes)) return text;
-    text.remove_suffix(1);
-  }
-  std::size_t end = 0;
-  for (std::size_t at = 0; at < text.size();) {
-    bool const isSpace = isSpaceAt(text.data() + at, &bytes);
-    at += static_cast<std::size_t>(bytes);
-    if (!isSpace) end = at;
-  }
-  return text.substr(0, end);
-}
-
-std::string_view trimmed(std::string_view text) {
-  return trimmedRight(trimmedLeft(text));
-}
-
 bool hasLineBreak(char const* text) {
   return text != nullptr && std::strpbrk(text, "\r\n") != nullptr;
 }
@@ -245,7 +211,7 @@ bool hasLineBreak(char const* text) {
 // True if reading the line of this entry gives the entry back, but for blanks at the ends.
 bool isRepresentable(char const* key, char const* value) {
   if (hasLineBreak(key) || hasLineBreak(value)) return false;
-  std::string_view const written = trimmedLeft(viewOf(key));
+  std::string_view const written = ztbTrimmedLeft(viewOf(key));
   return written.find('=') == std::string_view::npos && !written.starts_with('#');
 }
 
@@ -546,7 +512,7 @@ bool ZtbConfigFile::Body::readLines(ZtbTxtFile& file) {
       if (count < 0) return false;
       line.append(piece);
     }
-    takeLine(trimmed(line), firstOfFile);
+    takeLine(ztbTrimmed(line), firstOfFile);
   }
 }
 
@@ -560,7 +526,7 @@ void ZtbConfigFile::Body::takeLine(std::string_view line, std::size_t firstOfFil
   ConfigLine const above = isFirst ? ConfigLine() : lines[lines.size() - 2];
   bool const underComment = above.entry == nullptr && above.text != nullptr &&
                             above.text[0] == '#' && above.text[1] != '\0';
-  takeEntry(trimmedRight(line.substr(0, equals)), trimmedLeft(line.substr(equals + 1)),
+  takeEntry(ztbTrimmedRight(line.substr(0, equals)), ztbTrimmedLeft(line.substr(equals + 1)),
             underComment);
 }
 

@@ -17,6 +17,7 @@
 #include "ztbb10.h"
 #include "ztbmempool.h"
 #include "ztbmempool_p.h"
+#include "ztbstring_p.h"
 #include "ztschr12.h"
 #include "ztsstr12.h"
 
@@ -139,6 +140,16 @@ Remainder trimEnds(char const* text, char const* end, bool left, bool right, Mat
   }
   return {static_cast<unsigned>(begin - text), static_cast<unsigned>(keptEnd - begin),
           leftChars + rightChars};
+}
+
+bool isAscii(char c) {
+  return static_cast<unsigned char>(c) < 0x80;
+}
+
+bool isSpaceAt(char const* position, int* bytes) {
+  *bytes = 1;
+  if (!isAscii(*position)) return np_uchar_isspace(position, bytes) != 0;
+  return *position == ' ' || (*position >= '\t' && *position <= '\r');
 }
 
 // A block of the pool that goes back when it isn't needed any more.
@@ -635,4 +646,33 @@ bool ZtbStringLessInsensitive::operator()(ZtbString const& a, ZtbString const& b
 
 bool operator<(ZtbString const& a, ZtbString const& b) {
   return a.compare(b, true) < 0;
+}
+
+std::string_view ztbTrimmedLeft(std::string_view part) {
+  int bytes = 0;
+  while (!part.empty() && isSpaceAt(part.data(), &bytes)) {
+    part.remove_prefix(std::min(static_cast<std::size_t>(bytes), part.size()));
+  }
+  return part;
+}
+
+// Multi-byte text is only walked forwards; ASCII at the end needs no walk, since no byte of another
+// character looks like it.
+std::string_view ztbTrimmedRight(std::string_view part) {
+  int bytes = 0;
+  while (!part.empty() && isAscii(part.back())) {
+    if (!isSpaceAt(&part.back(), &bytes)) return part;
+    part.remove_suffix(1);
+  }
+  std::size_t end = 0;
+  for (std::size_t at = 0; at < part.size();) {
+    bool const isSpace = isSpaceAt(part.data() + at, &bytes);
+    at += static_cast<std::size_t>(bytes);
+    if (!isSpace) end = at;
+  }
+  return part.substr(0, end);
+}
+
+std::string_view ztbTrimmed(std::string_view part) {
+  return ztbTrimmedRight(ztbTrimmedLeft(part));
 }
