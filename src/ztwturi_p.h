@@ -7,8 +7,8 @@
 
 #include "ztwturi.h"
 
-// A new URI from its text, which begins with "ztwt://"; null, with a report to the logger
-// ZT.Base.URI.WorkTable, if a column is refused or memory runs out.
+// A new URI from its text, which begins with "ztwt://". Null if a column is refused, with a report
+// to the logger ZT.Base.URI.WorkTable, and when memory runs out.
 ZtURI* parseWorkTableURI(ZtbString const& text);
 
 #endif
