@@ -53,93 +53,117 @@ constexpr std::array<Escape, 256> kEscapes = [] {
   return table;
 }();
 
-// The characters of one byte that a caller wants escaped.
-using ListedBytes = std::array<bool, 256>;
+// Whether a byte is escaped: those of characters of several bytes are, and those that callers list.
+using EscapedBytes = std::array<bool, 256>;
 
-ListedBytes listBytes(char const* listed, __int64 count) {
-  ListedBytes bytes{};
+constexpr EscapedBytes kHighBytes = [] {
+  EscapedBytes bytes{};
+  std::fill(bytes.begin() + 128, bytes.end(), true);
+  return bytes;
+}();
+
+EscapedBytes withListed(char const* listed, __int64 count) {
+  EscapedBytes bytes = kHighBytes;
   for (__int64 i = 0; i < count; ++i) bytes[static_cast<unsigned char>(listed[i])] = true;
   return bytes;
 }
 
-// The first byte of a character of several bytes, or `end`.
-char const* findHighByte(char const* from, char const* end) {
-  constexpr std::uint64_t kHighBits = 0x8080808080808080;
-  for (std::uint64_t words[4]; end - from >= static_cast<std::ptrdiff_t>(sizeof words);
-       from += sizeof words) {
-    std::memcpy(words, from, sizeof words);
-    if ((words[0] | words[1] | words[2] | words[3]) & kHighBits) break;
-  }
-  for (std::uint64_t word; end - from >= static_cast<std::ptrdiff_t>(sizeof word);
-       from += sizeof word) {
-    std::memcpy(&word, from, sizeof word);
-    if (word & kHighBits) break;
-  }
-  return std::find_if(from, end, [](char c) { return static_cast<signed char>(c) < 0; });
+constexpr std::uint64_t kLowBits = 0x0101010101010101;
+constexpr std::uint64_t kHighBits = 0x8080808080808080;
+
+std::uint64_t loadWord(char const* from) {
+  std::uint64_t word;
+  std::memcpy(&word, from, sizeof word);
+  return word;
 }
 
-// The first byte that is listed or begins a character of several bytes, or `end`. Without a list
-// whole words are looked at, so the usual text is passed at the speed of memory.
-char const* findEscaped(char const* from, char const* end, ListedBytes const* listed) {
-  if (!listed) return findHighByte(from, end);
-  return std::find_if(from, end, [listed](char c) {
-    return static_cast<signed char>(c) < 0 || (*listed)[static_cast<unsigned char>(c)];
-  });
+bool hasHighByte(std::uint64_t word) {
+  return (word & kHighBits) != 0;
 }
 
-// Appends text of one-byte characters to a string, small pieces of it together.
-class Appender {
+bool anyByte(std::uint64_t) {
+  return true;
+}
+
+bool hasPercent(std::uint64_t word) {
+  std::uint64_t const zeroAtPercent = word ^ (kLowBits * '%');
+  return ((zeroAtPercent - kLowBits) & ~zeroAtPercent & kHighBits) != 0;
+}
+
+// Copies bytes up to the first that `stopsAt`; words that `mayStop` tells to be free of such bytes
+// are copied whole. Gives where the copy ends, and moves `text` behind what was copied.
+template <class MayStop, class StopsAt>
+char* copyRun(char const** text, char const* end, char* target, MayStop mayStop, StopsAt stopsAt) {
+  constexpr std::ptrdiff_t kWordBytes = sizeof(std::uint64_t);
+  char const* at = *text;
+  for (; end - at >= kWordBytes && !mayStop(loadWord(at)); at += kWordBytes, target += kWordBytes) {
+    std::memcpy(target, at, kWordBytes);
+  }
+  while (at < end && !stopsAt(*at)) *target++ = *at++;
+  *text = at;
+  return target;
+}
+
+bool isAscii(std::string_view text) {
+  std::size_t i = 0;
+  constexpr std::size_t kWordBytes = sizeof(std::uint64_t);
+  for (; i + 4 * kWordBytes <= text.size(); i += 4 * kWordBytes) {
+    char const* const at = text.data() + i;
+    std::uint64_t const both = loadWord(at) | loadWord(at + kWordBytes);
+    std::uint64_t const others = loadWord(at + 2 * kWordBytes) | loadWord(at + 3 * kWordBytes);
+    if (hasHighByte(both | others)) return false;
+  }
+  return std::none_of(text.begin() + static_cast<std::ptrdiff_t>(i), text.end(),
+                      [](char c) { return static_cast<signed char>(c) < 0; });
+}
+
+// Room to build a text in: on the stack for the short ones, else on the heap.
+class WorkArea {
  public:
-  explicit Appender(ZtbString* out) : mOut(out) {}
-
-  void add(char const* text, std::size_t size) {
-    if (size > sizeof mPieces - mUsed) flush();
-    if (size > sizeof mPieces) {
-      append(text, size);
-      return;
-    }
-    std::memcpy(mPieces + mUsed, text, size);
-    mUsed += size;
+  explicit WorkArea(std::size_t size) {
+    if (size > sizeof mStack) mHeap.reset(new (std::nothrow) char[size]);
+    mBytes = size > sizeof mStack ? mHeap.get() : mStack;
   }
-  // False if memory ran out for a piece.
-  bool flush() {
-    if (mUsed != 0) append(mPieces, mUsed);
-    mUsed = 0;
-    return !mFailed;
-  }
+  // Null if memory ran out.
+  char* bytes() { return mBytes; }
 
  private:
-  void append(char const* text, std::size_t size) {
-    bool failed = false;
-    mOut->append(text, static_cast<int>(size), &failed);
-    mFailed = mFailed || failed;
-  }
-
-  ZtbString* mOut;
-  bool mFailed = false;
-  std::size_t mUsed = 0;
-  char mPieces[512];
+  char mStack[512];
+  std::unique_ptr<char[]> mHeap;
+  char* mBytes;
 };
 
-// Escapes a text up to its end or its first ill-formed byte; gives where it stopped.
-char const* escapeInto(Appender* out, char const* text, char const* end,
-                       ListedBytes const* listed) {
-  while (text < end) {
-    char const* const next = findEscaped(text, end, listed);
-    out->add(text, static_cast<std::size_t>(next - text));
-    text = next;
+// Escapes a text up to its end or its first ill-formed byte: gives where it stopped, and moves
+// `target` behind what was written.
+char const* escapeInto(char** target, std::string_view text, EscapedBytes const& escaped,
+                       bool (*mayStop)(std::uint64_t)) {
+  char const* at = text.data();
+  char const* const end = at + text.size();
+  char* to = *target;
+  auto const isEscaped = [&](char c) { return escaped[static_cast<unsigned char>(c)]; };
+  for (;;) {
+    to = copyRun(&at, end, to, mayStop, isEscaped);
     int bytes = 0;
-    if (next == end || np_uchar_toint(next, &bytes) == np_uchar_illformed) break;
-    for (; bytes > 0; --bytes) out->add(kEscapes[static_cast<unsigned char>(*text++)].text, 3);
+    if (at == end || np_uchar_toint(at, &bytes) == np_uchar_illformed) break;
+    for (; bytes > 0; --bytes)
+      to = std::copy_n(kEscapes[static_cast<unsigned char>(*at++)].text, 3, to);
   }
-  return text;
+  *target = to;
+  return at;
 }
 
+constexpr std::array<signed char, 256> kHexValues = [] {
+  std::array<signed char, 256> values{};
+  values.fill(-1);
+  for (signed char i = 0; i < 16; ++i) {
+    values[static_cast<unsigned char>("0123456789ABCDEF"[i])] = i;
+    values[static_cast<unsigned char>("0123456789abcdef"[i])] = i;
+  }
+  return values;
+}();
+
 int hexValue(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
+  return kHexValues[static_cast<unsigned char>(c)];
 }
 
 // Undoes one escape of three bytes; gives where the output goes on. What is no escape is copied,
@@ -147,27 +171,22 @@ int hexValue(char c) {
 char* unescapeOne(char const* escape, char* target) {
   int const upper = hexValue(escape[1]);
   int const lower = hexValue(escape[2]);
-  if (upper < 0 || lower < 0) return std::copy_n(escape, 3, target);
-  if (upper + lower != 0) *target++ = static_cast<char>(upper * 16 + lower);
-  return target;
+  if ((upper | lower) < 0) return std::copy_n(escape, 3, target);
+  *target = static_cast<char>(upper << 4 | lower);
+  return target + (*target != '\0');
 }
 
 // Undoes the escapes of a text into an area of its size and a terminator.
 void unescapeInto(char* target, std::string_view text) {
-  std::size_t escape;
-  while ((escape = text.find('%')) != std::string_view::npos) {
-    target = std::copy_n(text.data(), escape, target);
-    text.remove_prefix(escape);
-    if (text.size() < 3) break;
-    target = unescapeOne(text.data(), target);
-    text.remove_prefix(3);
+  char const* at = text.data();
+  char const* const end = at + text.size();
+  while (at < end) {
+    target = copyRun(&at, end, target, hasPercent, [](char c) { return c == '%'; });
+    if (end - at < 3) break;
+    target = unescapeOne(at, target);
+    at += 3;
   }
-  *std::copy(text.begin(), text.end(), target) = '\0';
-}
-
-bool isAscii(std::string_view text) {
-  char const* const end = text.data() + text.size();
-  return findHighByte(text.data(), end) == end;
+  *std::copy(at, end, target) = '\0';
 }
 
 void assignPiece(std::string_view piece, ZtbString* out) {
@@ -178,21 +197,15 @@ void assignPiece(std::string_view piece, ZtbString* out) {
 
 // False if memory ran out, and `out` is null then. `text` must not lie in `out`.
 bool unescape(std::string_view text, ZtbString* out) {
-  constexpr std::size_t kAreaBytes = 512;
   if (text.find('%') == std::string_view::npos) {
     assignPiece(text, out);
     return !out->isNull();
   }
   out->setNull();
-  char area[kAreaBytes];
-  std::unique_ptr<char[]> large;
-  if (text.size() >= kAreaBytes) {
-    large.reset(new (std::nothrow) char[text.size() + 1]);
-    if (!large) return false;
-  }
-  char* const target = large ? large.get() : area;
-  unescapeInto(target, text);
-  out->assign(target);
+  WorkArea area(text.size() + 1);
+  if (!area.bytes()) return false;
+  unescapeInto(area.bytes(), text);
+  out->assign(area.bytes());
   return !out->isNull();
 }
 
@@ -257,7 +270,7 @@ void ztURIUnescape(std::string_view piece, ZtbString* out) {
 
 ZtbString ztURIUnescaped(ZtbString const& text) {
   ZtbString unescaped;
-  ztURIUnescape(ztURIView(text), &unescaped);
+  if (!getUnEscapeStringFromURI(text, &unescaped)) unescaped = text;
   return unescaped;
 }
 
@@ -354,11 +367,20 @@ bool getEscapeStringForURI(ZtbString const& text, char* escapeChars, __int64 esc
   ZtbString const source = text;  // `out` may be the text itself
   std::string_view const bytes = ztURIView(source);
   bool const hasList = escapeChars && escapeCount > 0;
-  ListedBytes const listed = hasList ? listBytes(escapeChars, escapeCount) : ListedBytes{};
-  Appender appender(out);
+  bool failed = false;
+  if (!hasList && isAscii(bytes)) {
+    out->append(bytes.data(), static_cast<int>(bytes.size()), &failed);
+    return !failed;
+  }
+  constexpr std::size_t kEscapeBytes = 3;
+  WorkArea area(kEscapeBytes * bytes.size());
+  if (!area.bytes()) return false;
+  char* target = area.bytes();
   char const* const stop =
-      escapeInto(&appender, bytes.data(), bytes.data() + bytes.size(), hasList ? &listed : nullptr);
-  return appender.flush() && stop - bytes.data() >= static_cast<std::ptrdiff_t>(source.length());
+      hasList ? escapeInto(&target, bytes, withListed(escapeChars, escapeCount), anyByte)
+              : escapeInto(&target, bytes, kHighBytes, hasHighByte);
+  out->append(area.bytes(), static_cast<int>(target - area.bytes()), &failed);
+  return !failed && stop - bytes.data() >= static_cast<std::ptrdiff_t>(source.length());
 }
 
 bool getUnEscapeStringFromURI(ZtbString const& text, ZtbString* out) {
