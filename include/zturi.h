@@ -82,7 +82,8 @@ class ZTB_API ZtURI {
 
   // The text composed from the components, with every character of several bytes escaped byte by
   // byte; in a generic URI only those of the path. Made anew at each call, and not influenced by
-  // the text that the URI was parsed from.
+  // the text that the URI was parsed from. An ill-formed byte ends the component that it stands in,
+  // or leaves all of it without escapes, as getEscapeStringForURI tells.
   virtual ZtbString getEscapedURIString() = 0;
 
   // This URI by the interface of its family, or null if it is of another. The same object: only

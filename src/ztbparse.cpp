@@ -8,6 +8,7 @@
 #include <new>
 #include <string_view>
 
+#include "ztbstring_p.h"
 #include "zturi_p.h"
 
 namespace {
@@ -24,11 +25,7 @@ Attributes* copyOf(Attributes const* attributes) {
 }
 
 void addAttribute(std::string_view piece, Attributes* attributes) {
-  if (piece.empty()) return;
-  ZtbString attribute;
-  ztURIAssign(piece, &attribute);
-  attribute.trim(true, true);
-  attributes->push_back(ztURIUnescaped(attribute));
+  if (!piece.empty()) ztURIUnescape(ztbTrimmed(piece), &attributes->emplace_back());
 }
 
 void addAttributes(std::string_view text, Attributes* attributes) {
@@ -107,8 +104,7 @@ bool ZtbParse::getAttribute(int index, ZtbString* name, ZtbString* value) {
     *value = attribute;
     return true;
   }
-  if (equals > 0) ztURIAssign(text.substr(0, equals), name);
-  name->trim(true, true);
+  if (equals > 0) ztURIAssign(ztbTrimmed(text.substr(0, equals)), name);
   if (equals + 1 < text.size()) ztURIAssign(text.substr(equals + 1), value);
   return true;
 }

@@ -41,6 +41,8 @@ bool startsWith(ZtbString const& text, char const* start) {
 
 constexpr char kHexDigits[] = "0123456789ABCDEF";
 
+constexpr int kEscapeBytes = 3;
+
 // "%00" to "%FF", by byte value.
 struct Escape {
   char text[4];
@@ -145,8 +147,9 @@ char const* escapeInto(char** target, std::string_view text, EscapedBytes const&
     to = copyRun(&at, end, to, mayStop, isEscaped);
     int bytes = 0;
     if (at == end || np_uchar_toint(at, &bytes) == np_uchar_illformed) break;
-    for (; bytes > 0; --bytes)
-      to = std::copy_n(kEscapes[static_cast<unsigned char>(*at++)].text, 3, to);
+    for (; bytes > 0; --bytes) {
+      to = std::copy_n(kEscapes[static_cast<unsigned char>(*at++)].text, kEscapeBytes, to);
+    }
   }
   *target = to;
   return at;
@@ -171,7 +174,7 @@ int hexValue(char c) {
 char* unescapeOne(char const* escape, char* target) {
   int const upper = hexValue(escape[1]);
   int const lower = hexValue(escape[2]);
-  if ((upper | lower) < 0) return std::copy_n(escape, 3, target);
+  if ((upper | lower) < 0) return std::copy_n(escape, kEscapeBytes, target);
   *target = static_cast<char>(upper << 4 | lower);
   return target + (*target != '\0');
 }
@@ -182,9 +185,9 @@ void unescapeInto(char* target, std::string_view text) {
   char const* const end = at + text.size();
   while (at < end) {
     target = copyRun(&at, end, target, hasPercent, [](char c) { return c == '%'; });
-    if (end - at < 3) break;
+    if (end - at < kEscapeBytes) break;
     target = unescapeOne(at, target);
-    at += 3;
+    at += kEscapeBytes;
   }
   *std::copy(at, end, target) = '\0';
 }
@@ -372,7 +375,6 @@ bool getEscapeStringForURI(ZtbString const& text, char* escapeChars, __int64 esc
     out->append(bytes.data(), static_cast<int>(bytes.size()), &failed);
     return !failed;
   }
-  constexpr std::size_t kEscapeBytes = 3;
   WorkArea area(kEscapeBytes * bytes.size());
   if (!area.bytes()) return false;
   char* target = area.bytes();

@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: MIT
+
+#include "ztreposuri.h"
+
+#include <string>
+
+#include "uritest.h"
+#include "ztbtest.h"
+
+namespace {
+
+using uritest::Owned;
+using uritest::shown;
+using uritest::str;
+
+using ZtReposURITest = ztbtest::LibraryTest;
+
+std::string componentsOf(ZtReposURI& uri) {
+  return shown(uri.getRepository()) + "|" + shown(uri.getPath()) + "|" + shown(uri.getType());
+}
+
+Owned<ZtReposURI> repos(std::string const& text) {
+  return Owned<ZtReposURI>(uritest::parsed(text).release()->asReposURI());
+}
+
+Owned<ZtReposURI> made(std::string const& host, std::string const& path, std::string const& type) {
+  return Owned<ZtReposURI>(getReposURIFromComponents(str(host), str(path), str(type)));
+}
+
+TEST_F(ZtReposURITest, TextIsReadAndEveryTextIsComposed) {
+  struct {
+    char const* text;
+    char const* components;
+    char const* name;
+    char const* local;
+    char const* escaped;
+  } const rows[] = {
+      {"ztr://h/a/b/c(Table)", "h|a/b/c|Table", "c", "ztr:///a/b/c(Table)", "ztr://h/a/b/c(Table)"},
+      {"ztr://h%20/a%2Fb(%20)", "h |a/b|%20", "b", "ztr:///a/b(%20)", "ztr://h /a/b(%20)"},
+      {"ztr://\xC3\xA9/%C3%A9(\xC3\xA9)", "\xC3\xA9|\xC3\xA9|\xC3\xA9", "\xC3\xA9",
+       "ztr:///\xC3\xA9(\xC3\xA9)", "ztr://\xC3\xA9/%C3%A9(\xC3\xA9)"},
+      {"ztr://h//a(T)", "h|/a|T", "/a", "ztr:////a(T)", "ztr://h//a(T)"},
+      {"ztr://h/a/(T)", "h|a/|T", "", "ztr:///a/(T)", "ztr://h/a/(T)"},
+      {"ztr://h/a\\b(T)", "h|a\\b|T", "a\\b", "ztr:///a\\b(T)", "ztr://h/a\\b(T)"},
+      {"ztr://h", "||Folder", "(null)", "ztr:///(Folder)", "ztr:///(Folder)"},
+  };
+  for (auto const& row : rows) {
+    Owned<ZtReposURI> const uri = repos(row.text);
+    EXPECT_EQ(row.components, componentsOf(*uri));
+    EXPECT_EQ(row.name, shown(uri->getName()));
+    EXPECT_EQ(row.local, shown(uri->getLocalURIString()));
+    EXPECT_EQ(row.escaped, shown(uri->getEscapedURIString()));
+    EXPECT_EQ(row.text, shown(uri->getURIString()));
+    EXPECT_EQ("ztr", shown(uri->getScheme()));
+    EXPECT_EQ("", shown(uri->getReservedText()));
+    EXPECT_TRUE(uri->asReposURI() == uri.get() && !uri->asDataURI());
+  }
+}
+
+TEST_F(ZtReposURITest, ParentsLeadUpToTheRoot) {
+  struct {
+    char const* text;
+    char const* parents;
+  } const rows[] = {
+      {"ztr://h/a/b/c(T)",
+       "ztr://h/a/b(Folder) ztr://h/a(Folder) ztr://h/(Folder) root of ztr://h/(Folder)"},
+      {"ztr://h/%C3%A9%28/c(T)",
+       "ztr://h/\xC3\xA9((Folder) ztr://h/(Folder) root of ztr://h/(Folder)"},
+      {"ztr://h//a(T)", "ztr://h/(Folder) root of ztr://h/(Folder)"},
+      {"ztr://h/", "root of ztr://h/(Folder)"},
+      {"ztr://h/(T)", "of ztr://h/(Folder)"},
+  };
+  for (auto const& row : rows) {
+    Owned<ZtReposURI> uri = repos(row.text);
+    std::string parents;
+    while (ZtReposURI* const parent = uri->getParentFolder()) {
+      parents += shown(parent->getURIString()) + " ";
+      uri.reset(parent);
+    }
+    Owned<ZtReposURI> const root(uri->getRootFolder());
+    EXPECT_TRUE(root->isRootFolder() && root->getPath().isNull());
+    parents += (uri->isRootFolder() ? "root of " : "of ") + shown(root->getURIString());
+    EXPECT_EQ(row.parents, parents);
+  }
+}
+
+TEST_F(ZtReposURITest, ComponentsAreUnescapedAndReadBack) {
+  EXPECT_EQ("h|a/b|%41", componentsOf(*made("%68", "%61\\b", "%41")));
+  Owned<ZtReposURI> const bare(getReposURIFromComponents(ZtbString(), ZtbString(), ZtbString()));
+  EXPECT_EQ("|(null)|(null)", componentsOf(*bare));
+  EXPECT_EQ("ztr:///()", shown(bare->getURIString()));
+  EXPECT_FALSE(bare->isRootFolder());
+  for (char const* host : {"", "h.x", "\xC3\xA9"}) {
+    for (char const* path : {"", "a", "/", "a/b (c)/\xC3\xA9"}) {
+      for (char const* type : {"", "Table", "\xC3\xA9"}) {
+        Owned<ZtReposURI> const uri = made(host, path, type);
+        std::string const components = std::string(host) + "|" + path + "|" + type;
+        EXPECT_EQ(components, componentsOf(*repos(shown(uri->getURIString()))));
+        EXPECT_EQ(components, componentsOf(*repos(shown(uri->getEscapedURIString()))));
+      }
+    }
+  }
+}
+
+}  // namespace
