@@ -23,6 +23,7 @@ using Run = std::function<int()>;
 // Declares a subcommand's options below `app` and gives what runs it.
 using Declare = Run (*)(CLI::App& app);
 
+Run declareAttributes(CLI::App& app);
 Run declareCalc(CLI::App& app);
 Run declareConfig(CLI::App& app);
 Run declareConvert(CLI::App& app);
@@ -32,6 +33,7 @@ Run declareMessage(CLI::App& app);
 Run declareOptions(CLI::App& app);
 Run declareText(CLI::App& app);
 Run declareType(CLI::App& app);
+Run declareUri(CLI::App& app);
 
 // Lets `app` take texts of any form, at least `least` of them: also such as "-.5", "-(2)" and
 // "[a,b]", which declared arguments refuse or take apart. What looks like a long option is wrong
@@ -90,6 +92,10 @@ class JsonObject {
   }
   JsonObject& add(std::string_view name, long long number);
   JsonObject& add(std::string_view name, bool flag);
+  // A null text comes as null.
+  JsonObject& add(std::string_view name, ZtbString const& text) {
+    return text.isNull() ? addNull(name) : add(name, text.asCstr());
+  }
   JsonObject& addNull(std::string_view name);
   JsonObject& add(std::string_view name, std::vector<JsonObject> const& objects);
   std::string str() const { return "{" + mMembers + "}"; }

@@ -4,15 +4,12 @@
 
 #include <locale.h>
 
-#include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <memory>
 #include <optional>
-#include <utility>
 
+#include "lines.h"
 #include "tool.h"
 #include "ztbdeterminetype.h"
 
@@ -41,47 +38,6 @@ determinedType typeOf(std::string const& text) {
   bool const isPlain = text.size() <= kLongest && text.find('\0') == std::string::npos;
   return isPlain ? determineType(ZtbString(text.c_str(), true)) : determinedString;
 }
-
-// Lines of standard input with LF, CR LF or nothing at their end, and without a byte-order mark. Of
-// a line too long to be looked at the front is kept.
-class Lines {
- public:
-  bool next(std::string& line) {
-    line.clear();
-    bool isBegun = false;
-    for (bool isEnded = false; !isEnded && fill(); isBegun = true) isEnded = takePiece(line);
-    if (!line.empty() && line.back() == '\r') line.pop_back();
-    return isBegun;
-  }
-
- private:
-  // Makes sure that something is there to be taken; false at the end.
-  bool fill() {
-    if (!mRest.empty()) return true;
-    bool const isFirst = !std::exchange(mIsBegun, true);
-    mRest = {mBuffer.data(), std::fread(mBuffer.data(), 1, mBuffer.size(), stdin)};
-    if (std::ferror(stdin) != 0) {
-      throw Refused(std::string("standard input can't be read: ") + std::strerror(errno));
-    }
-    constexpr std::string_view kMark = "\xEF\xBB\xBF";
-    if (isFirst && mRest.substr(0, kMark.size()) == kMark) mRest.remove_prefix(kMark.size());
-    return !mRest.empty();
-  }
-
-  // Adds what there is of the line; true if that is its end.
-  bool takePiece(std::string& line) {
-    std::size_t const end = mRest.find('\n');
-    std::string_view const piece = mRest.substr(0, end);
-    line += piece.substr(0, kLongest + 2 - std::min(kLongest + 2, line.size()));
-    bool const isEnd = end != std::string_view::npos;
-    mRest.remove_prefix(piece.size() + (isEnd ? 1 : 0));
-    return isEnd;
-  }
-
-  std::vector<char> mBuffer = std::vector<char>(std::size_t{1} << 16);
-  std::string_view mRest;
-  bool mIsBegun = false;
-};
 
 // A value and where it stood.
 struct Place {
@@ -197,7 +153,7 @@ void typeTexts(std::vector<std::string> const& texts, bool json) {
 
 void typeColumn(bool json) {
   Column column;
-  Lines lines;
+  Lines lines(kLongest);
   for (std::string line; lines.next(line);) column.add(line);
   json ? column.printJson() : column.print();
 }
