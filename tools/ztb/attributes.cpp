@@ -2,7 +2,6 @@
 //
 // ztb attributes: the names and values of texts of the form name=value;name=value.
 
-#include <cstdio>
 #include <memory>
 
 #include "lines.h"
@@ -32,11 +31,12 @@ void walk(std::string const& text, Visit const& visit) {
   }
 }
 
-void print(std::string const& text) {
-  std::printf("%s\n", printable(text).c_str());
-  walk(text, [](ZtbString const& name, ZtbString const& value) {
-    std::printf("  %s = %s\n", shown(name).c_str(), shown(value).c_str());
+std::string lines(std::string const& text) {
+  std::string result = printable(text) + "\n";
+  walk(text, [&result](ZtbString const& name, ZtbString const& value) {
+    result += "  " + shown(name) + " = " + shown(value) + "\n";
   });
+  return result;
 }
 
 void describe(std::string const& text, JsonObject& object) {
@@ -56,7 +56,7 @@ Run declareAttributes(CLI::App& app) {
   app.footer(kHelp);
   return [json, &app] {
     Library library;
-    return workOnTexts("attributes", textsOf(app), *json, {print, describe});
+    return workOnTexts("attributes", textsOf(app), *json, {lines, describe});
   };
 }
 

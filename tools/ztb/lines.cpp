@@ -45,8 +45,8 @@ class Worker {
 
  private:
   void print(std::string const& text) {
-    if (std::exchange(mIsBegun, true)) std::printf("\n");
-    mWork.print(text);
+    std::string const lines = mWork.lines(text);
+    std::printf("%s%s", std::exchange(mIsBegun, true) ? "\n" : "", lines.c_str());
   }
   void describe(std::string const& text) {
     JsonObject object;

@@ -31,13 +31,13 @@ class Lines {
   bool mIsBegun = false;
 };
 
-// What is done with each text; either may refuse it.
+// What is shown of each text, in lines or as members of an object; either may refuse it.
 struct TextWork {
-  std::function<void(std::string const& text)> print;
+  std::function<std::string(std::string const& text)> lines;
   std::function<void(std::string const& text, JsonObject& object)> describe;
 };
 
-// Does the work on each text, or on each line of standard input that isn't empty if there are none.
+// Shows each text, or on each line of standard input that isn't empty if there are none.
 // In JSON all come as one array, a refused text with the reason as its "error". A refused text
 // doesn't stop the others: its reason goes to stderr, and the result is 1. `command` stands in
 // front of it.

@@ -59,9 +59,10 @@ class MemoryFile {
 class ReportLog {
  public:
   ReportLog() {
-    mConfiguration.write("sink console stderr\nsink reports file path=" + mReports.path() +
-                         "\npattern reports %v\nroute * console\n"
-                         "level ZT.Base.URI.WorkTable info\nroute ZT.Base.URI.WorkTable reports\n");
+    mConfiguration.write(
+        "sink console stderr level=warning\nsink reports file path=" + mReports.path() +
+        "\npattern reports %v\nroute * console\n"
+        "level ZT.Base.URI.WorkTable info\nroute ZT.Base.URI.WorkTable reports\n");
     char const* ignored = nullptr;
     ztbStartupAddOption("BASE/LOGCONFIG_PATH", mConfiguration.path().c_str(), &ignored);
   }
@@ -101,9 +102,7 @@ int show(std::vector<std::string> const& texts, bool json) {
   ReportLog log;
   library.startForMessages();
   auto const print = [&log](std::string const& text) {
-    Owned<ZtURI> const uri = parse(text, log);
-    std::printf("%s\n", printable(text).c_str());
-    UriView(*uri).print();
+    return printable(text) + "\n" + UriView(*parse(text, log)).lines();
   };
   auto const describe = [&log](std::string const& text, JsonObject& object) {
     UriView(*parse(text, log)).addTo(object);

@@ -2,7 +2,7 @@
 
 #include "uri_view.h"
 
-#include <cstdio>
+#include <algorithm>
 
 #include "ztdatauri.h"
 #include "ztreposuri.h"
@@ -37,14 +37,24 @@ constexpr Getter<ZtWorkTableURI> kWorkTable[] = {
     {"table", &ZtWorkTableURI::getTableName},
 };
 
-std::string shown(ZtbString const& text) {
+std::string shownText(ZtbString const& text) {
   if (text.isNull()) return "(null)";
   return text.length() == 0 ? "(empty)" : printable(text.asCstr());
 }
 
-void printRow(std::string const& name, std::string const& text) {
-  std::printf("  %-11s %s\n", name.c_str(), text.c_str());
-}
+// One line to a name.
+class Rows {
+ public:
+  void add(std::string name, std::string const& text) {
+    constexpr std::size_t kNameWidth = 11;
+    name.resize(std::max(kNameWidth, name.size()), ' ');
+    mLines += "  " + name + " " + text + "\n";
+  }
+  std::string const& lines() const { return mLines; }
+
+ private:
+  std::string mLines;
+};
 
 // The number of a range, of which -1 stands for none.
 void addNumber(JsonObject& object, std::string_view name, bool isThere, __int64 number) {
@@ -53,6 +63,13 @@ void addNumber(JsonObject& object, std::string_view name, bool isThere, __int64 
 }
 
 }  // namespace
+
+std::string UriView::shown(Column const& column) {
+  std::string text = printable(column.name.asCstr());
+  if (column.type != ztbTypeUnknown) text += std::string(" ") + ztbTypeToString(column.type);
+  if (column.value.length() != 0) text += " \"" + printable(column.value.asCstr()) + "\"";
+  return text;
+}
 
 template <class Interface, class Getters>
 void UriView::addRows(Interface& uri, Getters const& getters) {
@@ -106,25 +123,21 @@ UriView::UriView(ZtURI& uri) {
   if (auto* const table = dynamic_cast<ZtWorkTableURI*>(&uri)) addWorkTable(*table);
 }
 
-void UriView::print() const {
-  printRow("family", mFamily);
-  for (Row const& row : mComponents) printRow(row.name, shown(row.value));
-  for (Column const& column : mColumns) {
-    bool const isTyped = column.type != ztbTypeUnknown;
-    bool const hasValue = column.value.length() != 0;
-    printRow("column", printable(column.name.asCstr()) + (isTyped ? " " : "") +
-                           (isTyped ? ztbTypeToString(column.type) : "") +
-                           (hasValue ? " \"" + printable(column.value.asCstr()) + "\"" : ""));
-  }
-  if (mHasRange) printRow("start", std::to_string(mStart));
-  if (mHasRange && mCount >= 0) printRow("count", std::to_string(mCount));
-  for (Row const& row : mTexts) printRow(row.name, shown(row.value));
-  if (mIsRepository) printRow("root", mIsRootFolder ? "yes" : "no");
+std::string UriView::lines() const {
+  Rows rows;
+  rows.add("family", mFamily);
+  for (Row const& row : mComponents) rows.add(row.name, shownText(row.value));
+  for (Column const& column : mColumns) rows.add("column", shown(column));
+  if (mHasRange) rows.add("start", std::to_string(mStart));
+  if (mHasRange && mCount >= 0) rows.add("count", std::to_string(mCount));
+  for (Row const& row : mTexts) rows.add(row.name, shownText(row.value));
+  if (mIsRepository) rows.add("root", mIsRootFolder ? "yes" : "no");
   for (ZtbString const& parent : mParents) {
     bool const isBehindGap = mAreParentsCut && &parent == &mParents.back();
-    if (isBehindGap) printRow("parent", "...");
-    printRow("parent", shown(parent));
+    if (isBehindGap) rows.add("parent", "...");
+    rows.add("parent", shownText(parent));
   }
+  return rows.lines();
 }
 
 void UriView::addTo(JsonObject& object) const {

@@ -29,7 +29,7 @@ class UriView {
   explicit UriView(ZtURI& uri);
 
   // One component or text a line.
-  void print() const;
+  std::string lines() const;
   void addTo(JsonObject& object) const;
 
   // What differs in the other, a component for example; empty if nothing does. A null text is as
@@ -47,6 +47,7 @@ class UriView {
     ztbType type = ztbTypeUnknown;
   };
 
+  static std::string shown(Column const& column);
   template <class Interface, class Getters>
   void addRows(Interface& uri, Getters const& getters);
   void addRepository(ZtReposURI& uri);
