@@ -6,9 +6,12 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <sstream>
 #include <string>
+#include <vector>
 
 #include "ztbtest.h"
+#include "zturi.h"
 
 namespace {
 
@@ -38,6 +41,7 @@ TEST_F(ZtbTool, ExitCodesAndOutputs) {
                 "\xEF\xBB\xBF"
                 "12\r\n\n-7\r\n1.5\nn/a\xff\n" +
                     std::string(2 << 20, '1'));
+  mFolder.write("uris.txt", std::string("x\n\nztr://h/(Folder)\r\na\0b\n", 28));
   struct {
     char const* arguments;
     int exitCode;
@@ -137,6 +141,39 @@ TEST_F(ZtbTool, ExitCodesAndOutputs) {
       {"text .", 1, "ztb text: "},
       {"text /dev/stdin </dev/null", 1, "save it to a file"},
       {"text f.cfg --to UTF-8 --output /dev/full", 1, "no room"},
+      {"uri 'ztr://h/a(T)' 'ztr://h/(Folder)'", 0,
+       "root        no\n  parent      ztr://h/(Folder)\n\n"},
+      {"uri nope 'a://b/c'", 1, "a://b/c\n  family      generic\n"},
+      {"uri ''", 1, "\"\" is no URI: it has no \"://\""},
+      {"uri --json <uris.txt", 1,
+       "[\n{\"text\": \"x\", \"error\": \"\\\"x\\\" is no URI: it has no"},
+      {"uri <uris.txt", 1, "line 4: the text holds a NUL"},
+      {"uri --json \"ztwt://t?a=Integer'5',b#start=2\"", 0,
+       "\"columns\": [{\"name\": \"a\", \"type\": \"Integer\", \"value\": \"5\"}, {\"name\": "
+       "\"b\", "
+       "\"type\": \"Unknown\", \"value\": null}], \"start\": 2, \"count\": null}"},
+      {"uri --json 'ztr://h/a/b(T)'", 0,
+       "\"parents\": [{\"uri\": \"ztr://h/a(Folder)\"}, {\"uri\": \"ztr://h/(Folder)\"}], "
+       "\"parentsCut\": false}"},
+      {"uri \"ztr://h$(printf '/a%.0s' $(seq 1500))(T)\"", 0,
+       "  parent      ...\n  parent      ztr://h/(Folder)\n"},
+      {"uri build ztr --repository h --path gr\u00fcn --type T --escaped", 0, "h/gr%C3%BCn(T)\n"},
+      {"uri build ztd --source s --part1 a%2Fb --part4 d --json", 0, "\"readsBack\": false}"},
+      {"uri build ztf --server v --source s --part1 a", 0, "ztf://v./s/a/\nztb uri: doesn't read"},
+      {"uri build ztwt --table t --column a=Integer:x", 1, "\"x\" isn't of the type integer"},
+      {"uri build ztwt --table t --column a=String:x,y --column b=:z:1 --count 5", 0,
+       "ztwt://t?a=String'x%2Cy',b='z:1'#count=5\n"},
+      {"uri build ztwt --table t --column a=5", 2, "write a=TYPE:VALUE, or a=:VALUE"},
+      {"uri build ztwt --table t --column a=Text:5", 2, "\"Text\" is no type"},
+      {"uri build ztwt --table t --start -5", 2, "--start"},
+      {"uri build ztr --table t", 2, "a ztr URI has no such component"},
+      {"uri build", 2, "SCHEME"},
+      {"uri --jsn", 2, "--jsn"},
+      {"attributes 'a=1;b' --json", 0,
+       "{\"text\": \"a=1;b\", \"attributes\": [{\"name\": \"a\", \"value\": \"1\"}, {\"name\": "
+       "null, "
+       "\"value\": \"b\"}]}"},
+      {"attributes <uris.txt", 1, "x\n  (null) = \"x\"\n\nztr://h/(Folder)\n"},
       {"options >/dev/full", 1, "output can't be written"},
   };
   for (auto const& row : rows) {
@@ -208,6 +245,90 @@ TEST_F(ZtbTool, AFullDiskLeavesTheOldBytes) {
   auto const entries = std::distance(fs::directory_iterator(disk), fs::directory_iterator());
   EXPECT_EQ(1, entries) << "nothing is left beside the file";
   ztbtest::shell("umount " + disk);
+}
+
+std::vector<std::string> linesOf(std::string const& page) {
+  std::istringstream text(ztbtest::readFile(ZTB_TEST_DOCS "/" + page));
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(text, line);) lines.push_back(line);
+  return lines;
+}
+
+// The cells of a table's row, without the quotes of code; none for another line.
+std::vector<std::string> cellsOf(std::string const& line) {
+  std::vector<std::string> cells;
+  for (std::size_t from = 1, end; (end = line.find('|', from)) != std::string::npos;
+       from = end + 1) {
+    std::string cell = line.substr(from, end - from);
+    cell.erase(0, cell.find_first_not_of(" `"));
+    cells.push_back(cell.erase(cell.find_last_not_of(" `") + 1));
+  }
+  return line.rfind("| ", 0) == 0 ? cells : std::vector<std::string>();
+}
+
+// Each command of a page prints what stands below it.
+TEST_F(ZtbTool, CommandsOfThePagesPrintWhatThePagesSay) {
+  ztbtest::Variable const path("PATH", (ZTB_TEST_BIN ":" + std::string(getenv("PATH"))).c_str());
+  for (char const* page : {"uris.md", "attributes.md", "command-line.md"}) {
+    std::string command, expected;
+    int commands = 0;
+    for (std::string const& line : linesOf(page)) {
+      bool const isCommand = line.rfind("$ ", 0) == 0;
+      if (!command.empty() && (isCommand || line == "```")) {
+        EXPECT_EQ(expected, ztbtest::shell(command).output) << page << ": " << command;
+        command.clear();
+        ++commands;
+      } else if (!command.empty()) {
+        expected += line + "\n";
+      }
+      if (isCommand) command = line.substr(2), expected.clear();
+    }
+    EXPECT_NE(0, commands) << page;
+  }
+}
+
+// The tables of URIs: each cell is what the tool shows below the name at the head of its column.
+TEST_F(ZtbTool, TablesOfURIsSayWhatTheToolShows) {
+  std::vector<std::string> head;
+  int rows = 0;
+  for (std::string const& line : linesOf("uris.md")) {
+    std::vector<std::string> const cells = cellsOf(line);
+    if (cells.empty() || head.empty()) head = cells;
+    if (cells == head || head[0] != "URI" || cells[0].rfind("---", 0) == 0) continue;
+    mFolder.write("uri.txt", cells[0]);
+    std::string const shown = ztb("uri <uri.txt").output;
+    for (std::size_t i = 1; i < cells.size(); ++i) {
+      bool const isAbsent = cells[i] == "null" || cells[i] == "empty";
+      std::string const text = isAbsent ? "(" + cells[i] + ")" : cells[i];
+      std::string const name = head[i] + std::string(12 - head[i].size(), ' ');
+      if (!text.empty()) {
+        EXPECT_TRUE(ztbtest::contains(shown, cells[i] == "no URI" ? text : name + text + "\n"));
+      }
+    }
+    ++rows;
+  }
+  EXPECT_LT(30, rows);
+}
+
+TEST_F(ZtbTool, TablesOfEscapesHold) {
+  ztbtest::initialize();
+  int rows = 0;
+  for (std::string const& line : linesOf("uris.md")) {
+    std::vector<std::string> cells = cellsOf(line);
+    if (cells.empty() || cells[0].find('%') == std::string::npos || cells.size() > 3) continue;
+    ZtbString const text(cells[0].c_str(), false);
+    ZtbString result;
+    if (cells.size() == 2) {
+      EXPECT_TRUE(getUnEscapeStringFromURI(text, &result));
+    } else {
+      auto const count = static_cast<__int64>(cells[1].size());
+      EXPECT_TRUE(getEscapeStringForURI(text, cells[1].data(), count, &result, nullptr));
+    }
+    EXPECT_EQ(cells.back(), result.asCstr()) << line;
+    ++rows;
+  }
+  EXPECT_LE(5, rows);
+  ztbShutdown();
 }
 
 }  // namespace
