@@ -25,6 +25,12 @@ inline std::string shown(ZtbString const& text) {
   return text.isNull() ? "(null)" : text.asCstr();
 }
 
+// A row of a table: a text, and what it comes to.
+struct Row {
+  char const* text;
+  char const* expected;
+};
+
 inline Owned<ZtURI> parsed(std::string const& text) {
   return Owned<ZtURI>(getURIFromURIString(str(text)));
 }

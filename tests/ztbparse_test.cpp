@@ -9,6 +9,7 @@
 
 namespace {
 
+using uritest::Row;
 using uritest::shown;
 using uritest::str;
 
@@ -26,10 +27,7 @@ std::string attributesOf(ZtbParse& attributes) {
 }
 
 TEST_F(ZtbParseTest, TextIsCutAtSemicolonsAndEqualsOutsideBrackets) {
-  struct {
-    char const* text;
-    char const* attributes;
-  } const rows[] = {
+  Row const rows[] = {
       {"", ""},
       {";;;", ""},
       {"a=1;b=2", "a>1|b>2|"},
@@ -55,7 +53,7 @@ TEST_F(ZtbParseTest, TextIsCutAtSemicolonsAndEqualsOutsideBrackets) {
   ZtbParse attributes;
   for (auto const& row : rows) {
     EXPECT_TRUE(attributes.parse(str(row.text)));
-    EXPECT_EQ(row.attributes, attributesOf(attributes)) << row.text;
+    EXPECT_EQ(row.expected, attributesOf(attributes)) << row.text;
   }
   EXPECT_TRUE(attributes.parse(ZtbString()));
   EXPECT_EQ(0, attributes.getAttributeCount());

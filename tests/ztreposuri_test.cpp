@@ -10,6 +10,7 @@
 namespace {
 
 using uritest::Owned;
+using uritest::Row;
 using uritest::shown;
 using uritest::str;
 
@@ -58,10 +59,7 @@ TEST_F(ZtReposURITest, TextIsReadAndEveryTextIsComposed) {
 }
 
 TEST_F(ZtReposURITest, ParentsLeadUpToTheRoot) {
-  struct {
-    char const* text;
-    char const* parents;
-  } const rows[] = {
+  Row const rows[] = {
       {"ztr://h/a/b/c(T)",
        "ztr://h/a/b(Folder) ztr://h/a(Folder) ztr://h/(Folder) root of ztr://h/(Folder)"},
       {"ztr://h/%C3%A9%28/c(T)",
@@ -80,7 +78,7 @@ TEST_F(ZtReposURITest, ParentsLeadUpToTheRoot) {
     Owned<ZtReposURI> const root(uri->getRootFolder());
     EXPECT_TRUE(root->isRootFolder() && root->getPath().isNull());
     parents += (uri->isRootFolder() ? "root of " : "of ") + shown(root->getURIString());
-    EXPECT_EQ(row.parents, parents);
+    EXPECT_EQ(row.expected, parents);
   }
 }
 
