@@ -139,6 +139,9 @@ inline decSext* pack(decSext* result, bool isNegative, Coefficient const& coeffi
 
 decSext* packInfinity(decSext* result, bool isNegative);
 
+// The NaN of a payload of at most 51 digits; `kind` is kQuietBits or kSignalingBits.
+decSext* packNaN(decSext* result, bool isNegative, Coefficient const& payload, Word kind);
+
 inline bool isNaN(decSext const* value) {
   return (~value->words[2] & kQuietBits) == 0;
 }
