@@ -447,7 +447,8 @@ bool ZtbDatavar::setType(ztbType type) {
     default:
       return false;
   }
-  return !error;
+  bool const keptOldValue = mBody && mBody->type != type;
+  return !error && !keptOldValue;
 }
 
 void ZtbDatavar::truncate(int nChars, int nBytes) {
