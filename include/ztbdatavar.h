@@ -135,6 +135,7 @@ class ZTB_API ZtbDatavar {
   // and texts within the limits, are left alone. When memory runs out the variant is null.
   void truncate(int nChars, int nBytes);
 
+  // Lets go of the value.
   void setNull();
 
   // The type of the value, which a Real keeps while its number is null; ztbTypeUnknown without a
