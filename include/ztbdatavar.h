@@ -22,10 +22,10 @@
 // the conversion failed, and then the result is zero, false or null.
 //
 // Lifetime. Values need the memory pool: before ztbInitialize every variant is null and stays so,
-// whatever it is assigned. The last ztbShutdown takes all values with it, the numbers of Reals
-// included; a variant that is destroyed, set to null or assigned to after that lets go of its value
-// without touching it, and is null. It must not be read or copied any more, and has to be gone
-// before a further ztbInitialize.
+// whatever it is assigned. The last ztbShutdown takes all values with it; a variant that is
+// destroyed, set to null or assigned to after that lets go of its value without touching it, and is
+// null. It must not be read or copied any more, and has to be gone before a further ztbInitialize.
+// The number of a Real, which lies on the heap, is lost then: 40 bytes a body.
 //
 // Threads. Different variants that share a value may be copied, read, changed and destroyed on
 // different threads. One and the same object may be read by several threads, but not written beside
