@@ -77,8 +77,8 @@ std::string textOf(ZtbReal const& value, int width) {
   if (width == 0) return exactText(value);
   ZtbString const text = value.asString(width);
   if (!text.isNull()) return fromZtb(text);
-  throw Refused("the result doesn't fit into " + std::to_string(width) +
-                " characters; leave --width out to see it");
+  throw Refused("the result doesn't fit into a width of " + std::to_string(width) +
+                "; leave --width out to see it");
 }
 
 int run(std::string const& expression, Arguments const& arguments) {
@@ -101,7 +101,7 @@ int run(std::string const& expression, Arguments const& arguments) {
     std::fprintf(stderr, "not exact: digits were lost, first at column %lld\n%s\n", lossColumn,
                  showPlace(expression, calculation.lossAt).c_str());
   }
-  if (isCut) std::fprintf(stderr, "cut to %d characters\n", arguments.width);
+  if (isCut) std::fprintf(stderr, "cut to a width of %d\n", arguments.width);
   return 0;
 }
 
