@@ -70,7 +70,9 @@ TEST_F(ZtbTool, ExitCodesAndOutputs) {
       {"message 'Base Services' 1352 x notanumber", 1, "give a number instead of: notanumber"},
       {"message 'Base Services' 446", 1, "that the message takes: 1"},
       {"message 'Base Services' x", 2, ""},
-      {"date '1989-02-03 19:05:06' --json", 0, "\"iso\": \"1989-02-03 19:05:06\""},
+      {"--version; LC_ALL=de_DE.UTF-8 " ZTB_TEST_BIN "/ztb date '1989-02-03 19:05:06' --json", 0,
+       "{\"iso\": \"1989-02-03 19:05:06\", \"locale\": \"03.02.1989 19:05:06\", "
+       "\"weekday\": \"Friday\", \"seconds\": \"602535906.000\"}"},
       {"date 2001-02-29", 1, "calendar"},
       {"convert 2.7 --to Integer", 1, "with --from Real it is 2"},
       {"convert 2.7 -2.7 --from real --to Integer", 0, "2\n-3\n"},
