@@ -112,7 +112,7 @@ inline Division divideByPower(Wide<N> const& value, int exponent) {
 
 // Takes the finite number apart; false for infinities and NaNs. What no canonical encoding spells
 // is a zero.
-inline bool takeApart(decSext const* value, Finite& number) {
+[[gnu::always_inline]] inline bool takeApart(decSext const* value, Finite& number) {
   Word const head = value->words[2];
   number.isNegative = (head & kSignBit) != 0;
   number.coefficient = {value->words[0], value->words[1], head & kCoefficientMask};
