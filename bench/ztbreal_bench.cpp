@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 #include <random>
 
 #include "decimal128.h"
@@ -24,9 +25,12 @@ namespace ztbreal_bench {
 
 namespace {
 
+// How many digits columns of amounts, prices, quantities and rates have behind the point.
+constexpr int kScales[] = {0, 2, 2, 2, 3, 4, 4, 6};
+
 std::string randomNumber(std::mt19937& random, bool cut) {
   int const digits = std::uniform_int_distribution<>(30, 52)(random);
-  int const behindPoint = std::uniform_int_distribution<>(0, 12)(random);
+  int const behindPoint = kScales[random() % std::size(kScales)];
   std::uniform_int_distribution<> digit(0, 9), leading(1, 9);
   std::string text(1, static_cast<char>('0' + leading(random)));
   for (int i = 1; i < digits; ++i) text += static_cast<char>('0' + digit(random));

@@ -20,7 +20,7 @@ namespace ztbreal_bench {
 constexpr std::size_t kPairs = 1000;
 constexpr std::size_t kPrices = 1'000'000;
 
-// Numbers of 30 to 52 digits with 0 to 12 of them behind the point, the same in each run; for peers
+// Numbers of 30 to 52 digits with 0 to 6 of them behind the point, the same in each run; for peers
 // of 34 digits the first 34.
 std::vector<std::string> const& operandTexts(bool cut);
 // 0.01 to 9999.99.

@@ -13,18 +13,19 @@
 //
 // Units. Positions and counts named `nChars` and the result of length are in characters, as
 // np_uchar_length counts them: a well-formed UTF-8 sequence is one, and so is each byte that begins
-// none. Counts named `nBytes` and `size` are in bytes. A text has at most 2,147,483,647 bytes with
-// what ends it; what would be longer fails as if memory had run out.
+// none. Counts named `nBytes` and `size` are in bytes. A text has at most 2,147,483,647 bytes
+// without its terminator, other raw bytes are one more at most; what would be longer fails as if
+// memory had run out.
 //
 // Failure. Nothing throws. When an assign gets no memory, the variant keeps its old value or
 // becomes null. A `bool*` argument is an error flag that may be null: it is false on return unless
 // the conversion failed, and then the result is zero, false or null.
 //
 // Lifetime. Values need the memory pool: before ztbInitialize every variant is null and stays so,
-// whatever it is assigned. The last ztbShutdown takes all values with it, the numbers of Reals
-// included; a variant that is destroyed, set to null or assigned to after that lets go of its value
-// without touching it, and is null. It must not be read or copied any more, and has to be gone
-// before a further ztbInitialize.
+// whatever it is assigned. The last ztbShutdown takes all values with it; a variant that is
+// destroyed, set to null or assigned to after that lets go of its value without touching it, and is
+// null. It must not be read or copied any more, and has to be gone before a further ztbInitialize.
+// The number of a Real, which lies on the heap, is lost then: 40 bytes a body.
 //
 // Threads. Different variants that share a value may be copied, read, changed and destroyed on
 // different threads. One and the same object may be read by several threads, but not written beside
@@ -79,7 +80,7 @@ class ZTB_API ZtbDatavar {
   // memory for a value of its own, a variant whose value is shared keeps it; one whose new value
   // finds no room becomes null. Text and raw bytes may lie in this variant's own value.
 
-  // Boolean and Integer.
+  // Boolean and Integer. A `long` or an unsigned number fits several overloads: cast it to __int64.
   ZtbDatavar& assign(bool value);
   ZtbDatavar& assign(int value);
   ZtbDatavar& assign(__int64 value);
@@ -121,9 +122,10 @@ class ZTB_API ZtbDatavar {
 
   // Converts the value to `type` in place, by asBool, asInt64, asReal, asString or asDate. True
   // also if the variant has that type already. False for a null variant and for a `type` that is
-  // none of the five, with nothing changed; and if the conversion reported an error. The value is
-  // then false or 0, and a Real null. Conversions to String and Date report none: they give true,
-  // and leave a null variant where the value has no such form.
+  // none of the five, with nothing changed; if memory ran out and the variant kept its old value;
+  // and if the conversion reported an error. The value is then false or 0, or the variant null for
+  // a Real. Conversions to String and Date report none: they give true, and leave a null variant
+  // where the value has no such form.
   //   v.assign("abc").setType(ztbTypeInteger)    // false, and v is the Integer 0
   //   v.assign("abc").setType(ztbTypeDate)       // true, and v is null
   bool setType(ztbType type);
@@ -133,6 +135,7 @@ class ZTB_API ZtbDatavar {
   // and texts within the limits, are left alone. When memory runs out the variant is null.
   void truncate(int nChars, int nBytes);
 
+  // Lets go of the value.
   void setNull();
 
   // The type of the value, which a Real keeps while its number is null; ztbTypeUnknown without a
@@ -157,9 +160,10 @@ class ZTB_API ZtbDatavar {
   // -1, 0 or 1 as this value sorts before, with or behind the other. No value equals no value, and
   // sorts before every value. False sorts before true (and raw Booleans of different bytes that are
   // both true, behind each other); Integers, Reals and Dates sort as numbers; Strings by their
-  // bytes as unsigned values, so that case counts; Unknown values are all equal. A Real whose
-  // number is null sorts behind every Real, itself included, as ZtbReal::compare has it. Values of
-  // different types are each less than the other: ordered containers want values of one type.
+  // bytes as unsigned values, so that case counts; Unknown values are all equal. With a Real whose
+  // number is null on either side, or on both, two Reals give 1, as ZtbReal::compare has it. Values
+  // of different types are each less than the other. So ordered containers want values of one type,
+  // and no null numbers.
   int compare(ZtbDatavar const& other) const;
 
   // Conversions. A null variant gives zero, false or null without an error. What the types give:
@@ -167,9 +171,11 @@ class ZTB_API ZtbDatavar {
   //   Integer  the number, which asInt cuts to its low 32 bits; false for 0; no date.
   //   Real     as an integer the next one below, so that -2.7 gives -3, 0.5 false and -0.5 true;
   //            the nearest double; asString as ZtbReal::asString; the date of the number.
-  //   String   the number, the date or, word by word, the truth that it spells: "true" and "yes",
-  //            "false" and "no" in any case, else the first byte, "0" for false and another digit
-  //            for true.
+  //   String   the number or the date that it spells: for the integers digits with a sign, without
+  //            a point, for a double also a point and an exponent, with white space around either
+  //            and nothing else; asReal and asDate take what ZtbReal and ZtbDate take from a text.
+  //            Truth is "true" and "yes", false "false" and "no", in any case; else the first byte
+  //            counts, "0" for false and another digit for true.
   //   Date     the seconds since 1970-01-01, as an integer cut toward zero; no truth; the text of
   //            ZtbDate::asString, in the ISO form if start-up found the option for it.
   //   Unknown  nothing: an error from each that reports errors.

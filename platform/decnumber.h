@@ -15,9 +15,9 @@
 //    called from any threads at once on different arguments.
 // 2. No pointer may be null. `result` may be any of the operands; it always receives a canonical
 //    encoding, and is returned.
-// 3. An operand may hold any 24 bytes. A coefficient above 52 digits, or one that the encoding
-//    spells in the way of other widths, counts as zero with the sign and exponent told; a payload
-//    above 51 digits counts as zero; what stands behind the sign of an infinity isn't looked at.
+// 3. An operand may hold any 24 bytes. A coefficient above 52 digits counts as zero with the sign
+//    and exponent told, a payload above 51 digits as zero; what an infinity holds beyond its sign
+//    and its five leading bits isn't looked at, nor are a NaN's bits between its kind and payload.
 // 4. Status bits are added to those in the context, never cleared. A rounded result adds
 //    kDecRounded, and kDecInexact if a digit other than zero was lost.
 // 5. A result that must be rounded is rounded once, by the context's mode, to 52 digits, or to
@@ -42,6 +42,10 @@
 //             bits 44-0   coefficient, bits 172-128
 //   words[1]              coefficient, bits 127-64
 //   words[0]              coefficient, bits 63-0
+//
+// With bits 62-61 both set, but not 62-59 all, the exponent is in bits 60-43 instead, and the
+// coefficient is 2 to the power 173 or more, which is above 52 digits. A NaN's payload takes the
+// lower 170 bits.
 //
 // May be laid over any other 24 bytes with the alignment of 8.
 struct [[gnu::may_alias]] decSext {

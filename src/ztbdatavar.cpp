@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // ZtbDatavar: a reference-counted body of the pool with the value in a block of its own, which is
-// written in place while the body has one owner. A Real's value is an object of the heap instead;
-// all of those hang in one list, so that the ones whose bodies went with the pool can be freed.
+// written in place while the body has one owner. A Real's value is an object of the heap instead.
 
 #include "ztbdatavar.h"
 
@@ -15,7 +14,6 @@
 #include <new>
 
 #include "ztbb10.h"
-#include "ztbdatavar_p.h"
 #include "ztbdate_p.h"
 #include "ztbmempool.h"
 #include "ztbmempool_p.h"
@@ -67,37 +65,8 @@ TypeRow const* rowNamed(char const* name) {
   return row != std::end(kTypes) ? row : nullptr;
 }
 
-// The number of a Real, in the list of all of them.
-struct HeldReal final : ZtbReal {
-  HeldReal* previous = nullptr;
-  HeldReal* next = nullptr;
-};
-
-constinit ZtLock realsLock = nullptr;
-constinit HeldReal* firstReal = nullptr;
-
-HeldReal* makeReal() {
-  auto* const real = new (std::nothrow) HeldReal;
-  if (!real) return nullptr;
-  ZtBriefHold const hold(realsLock);
-  real->next = firstReal;
-  if (firstReal) firstReal->previous = real;
-  firstReal = real;
-  return real;
-}
-
-void freeReal(HeldReal* real) {
-  if (!real) return;
-  {
-    ZtBriefHold const hold(realsLock);
-    (real->previous ? real->previous->next : firstReal) = real->next;
-    if (real->next) real->next->previous = real->previous;
-  }
-  delete real;
-}
-
 ZtbReal& realOf(DatavarBody const* body) {
-  return *static_cast<HeldReal*>(body->data);
+  return *static_cast<ZtbReal*>(body->data);
 }
 
 template <class Value>
@@ -111,7 +80,7 @@ char const* textOf(DatavarBody const* body) {
 
 void destroyValue(DatavarBody* body) {
   if (body->type == ztbTypeReal) {
-    freeReal(static_cast<HeldReal*>(body->data));
+    delete static_cast<ZtbReal*>(body->data);
   } else {
     ZtbMemPool::freeBytes(body->data);
   }
@@ -133,7 +102,7 @@ bool prepareReal(DatavarBody* body) {
     body->byteSize = 0;
     body->type = ztbTypeReal;
   }
-  if (!body->data) body->data = makeReal();
+  if (!body->data) body->data = new (std::nothrow) ZtbReal;
   return body->data != nullptr;
 }
 
@@ -142,7 +111,7 @@ bool prepareReal(DatavarBody* body) {
 bool prepareBody(DatavarBody* body, ztbType type, std::size_t size) {
   if (type == ztbTypeReal) return prepareReal(body);
   if (body->type == ztbTypeReal) {
-    freeReal(static_cast<HeldReal*>(body->data));
+    delete static_cast<ZtbReal*>(body->data);
     body->data = nullptr;
   }
   body->type = type;
@@ -167,7 +136,7 @@ bool isReadyFor(DatavarBody const* body, ztbType type, std::size_t size) {
 // Whether `place` lies in the value of `body`, which a write to the variant would then destroy.
 bool holds(DatavarBody const* body, void const* place) {
   if (!body || !ztbMemPoolIsUp()) return false;
-  std::size_t const size = body->type == ztbTypeReal ? sizeof(HeldReal) : body->byteSize;
+  std::size_t const size = body->type == ztbTypeReal ? sizeof(ZtbReal) : body->byteSize;
   auto const begin = reinterpret_cast<std::uintptr_t>(body->data);
   return reinterpret_cast<std::uintptr_t>(place) - begin < size;
 }
@@ -212,17 +181,6 @@ bool truthOf(char const* text, bool* error) {
 }
 
 }  // namespace
-
-bool ztbDatavarStart() {
-  realsLock = ztLockCreate(0, 0);
-  return realsLock != nullptr;
-}
-
-void ztbDatavarStop() {
-  while (firstReal) freeReal(firstReal);
-  ztLockDestroy(realsLock);
-  realsLock = nullptr;
-}
 
 char const* ztbTypeToString(ztbType type) {
   for (TypeRow const& row : kTypes) {
@@ -447,7 +405,8 @@ bool ZtbDatavar::setType(ztbType type) {
     default:
       return false;
   }
-  return !error;
+  bool const keptOldValue = mBody && mBody->type != type;
+  return !error && !keptOldValue;
 }
 
 void ZtbDatavar::truncate(int nChars, int nBytes) {

@@ -11,7 +11,6 @@
 
 #include "ztbb10.h"
 #include "ztbconfigoptions_p.h"
-#include "ztbdatavar_p.h"
 #include "ztbdir.h"
 #include "ztbinit_p.h"
 #include "ztbmempool_p.h"
@@ -75,16 +74,13 @@ bool startAll(char const* executablePath, Progress& progress) {
   singletonLock = ztLockCreate(0, 0);
   if (singletonLock == nullptr) return refuse("Failed to create singleton mutex");
   progress.poolStarted = ztbMemPoolStart();
-  if (!progress.poolStarted || !ztbDatavarStart()) {
-    return refuse("Failed to initialize ZT mem pool");
-  }
+  if (!progress.poolStarted) return refuse("Failed to initialize ZT mem pool");
   return ztbConfigOptionsStart() || refuse("Failed to create config options");
 }
 
 int undoStart(Progress const& progress, char const** errorMessage) {
   --nestingCount;
   if (progress.poolStarted) ztbMemPoolStop();
-  ztbDatavarStop();
   destroyLock(globalLock);
   destroyLock(singletonLock);
   ztbbTerminate();
@@ -133,7 +129,6 @@ void ztbShutdown(void) {
   }
   ztbConfigOptionsStop();
   ztbMemPoolStop();
-  ztbDatavarStop();
   ztmsg13_terminate();
   destroyLock(globalLock);
   destroyLock(singletonLock);

@@ -141,8 +141,7 @@ class TextWriter {
     advance(1);
   }
   void putZeros(int count) {
-    std::memset(mEnd, '0', static_cast<std::size_t>(count));
-    advance(count);
+    for (; count > 0; --count) put('0');
   }
   void putDigits(char const* digits, int count) {
     std::memcpy(mEnd, digits, static_cast<std::size_t>(count));
@@ -542,7 +541,7 @@ int ZtbReal::compare(ZtbReal const& other) const {
   decSext order;
   decSextCompare(&order, sext(mValue), sext(other.mValue), &context);
   if (decSextIsZero(&order)) return 0;
-  return decSextIsSigned(&order) ? -1 : 1;
+  return 1 - 2 * decSextIsSigned(&order);  // nobody could foresee a branch here
 }
 
 bool ZtbReal::operator==(ZtbReal const& rhs) const {

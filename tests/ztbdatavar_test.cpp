@@ -432,9 +432,9 @@ TEST(ZtbDatavarWithoutPool, StaysNullAndLetsGo) {
   EXPECT_TRUE(make(7).isNull() && make("x").isNull() && make(3.5).isNull());
   char const* error = nullptr;
   ASSERT_EQ(0, ztbInitialize(ZTB_TEST_BIN "/test", &error)) << error;
-  std::vector<ZtbDatavar> values = {make(7), make(3.5), make(2.5), nullReal(), make("text")};
+  std::vector<ZtbDatavar> values = {make(7), make(true), make("a"), make("b"), make("text")};
   std::vector<ZtbDatavar> const copies = values;
-  for (double number : {1.5, 2.5}) values.push_back(make(number));
+  for (int number : {1, 2}) values.push_back(make(number));
   ztbShutdown();
   EXPECT_TRUE(values[0].assign(4.5).isNull() && values[1].assign("other").isNull());
   values[2].setNull();

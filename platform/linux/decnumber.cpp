@@ -21,6 +21,11 @@ decSext* packInfinity(decSext* result, bool isNegative) {
   return result;
 }
 
+decSext* packNaN(decSext* result, bool isNegative, Coefficient const& payload, Word kind) {
+  *result = {{payload.w[0], payload.w[1], payload.w[2] | kind | (isNegative ? kSignBit : 0)}};
+  return result;
+}
+
 decSext* refuse(decSext* result, decContext* context, unsigned status) {
   context->status |= status;
   return decSextNaN(result);
@@ -32,16 +37,13 @@ bool isInfinite(decSext const* value) {
   return (value->words[2] & kQuietBits) == kInfinityBits;
 }
 
-Coefficient payloadOf(decSext const* value) {
-  Coefficient const payload{value->words[0], value->words[1], value->words[2] & kPayloadMask};
+// The payload, or 0 for one of more than 51 digits.
+Coefficient legalPayload(Coefficient const& payload) {
   return isLess(payload, power<3>(kDigits - 1)) ? payload : Coefficient{};
 }
 
-// The NaN `value` in its canonical encoding, signaling or quiet as `kind` says.
-decSext* packNaN(decSext* result, decSext const* value, Word kind) {
-  Coefficient const payload = payloadOf(value);
-  *result = {{payload.w[0], payload.w[1], payload.w[2] | kind | (value->words[2] & kSignBit)}};
-  return result;
+Coefficient payloadOf(decSext const* value) {
+  return legalPayload({value->words[0], value->words[1], value->words[2] & kPayloadMask});
 }
 
 // The canonical encoding of a value that no operation changes.
@@ -57,11 +59,11 @@ decSext* packCanonical(decSext* result, decSext const* value) {
 
 decSext* propagate(decSext* result, decSext const* left, decSext const* right,
                    decContext* context) {
-  if (isSignaling(left) || isSignaling(right)) {
-    context->status |= kDecInvalidOperation;
-    return packNaN(result, isSignaling(left) ? left : right, kQuietBits);
-  }
-  return packNaN(result, isNaN(left) ? left : right, kQuietBits);
+  bool const isSignal = isSignaling(left) || isSignaling(right);
+  if (isSignal) context->status |= kDecInvalidOperation;
+  bool const isLeft = isSignal ? isSignaling(left) : isNaN(left);
+  decSext const* const source = isLeft ? left : right;
+  return packNaN(result, decSextIsSigned(source) != 0, payloadOf(source), kQuietBits);
 }
 
 void stripZeros(Coefficient& coefficient, int& exponent, int limit) {
@@ -81,8 +83,8 @@ namespace {
 // Sums
 
 // An exact zero sum of two numbers is negative if both are, or if one is and the mode is floor.
-bool isZeroSumNegative(Finite const& a, Finite const& b, decContext const* context) {
-  if (a.isNegative == b.isNegative) return a.isNegative;
+bool isZeroSumNegative(bool isNegativeA, bool isNegativeB, decContext const* context) {
+  if (isNegativeA == isNegativeB) return isNegativeA;
   return context->round == kDecRoundFloor;
 }
 
@@ -104,7 +106,9 @@ inline decSext* finishSum(decSext* result, Finite const& upper, Wide<N> aligned,
                           Finite const& lower, int exponent, decContext* context) {
   bool isNegative =
       addSigned(aligned, upper.isNegative, resize<N>(lower.coefficient), lower.isNegative);
-  if (isZero(aligned)) isNegative = isZeroSumNegative(upper, lower, context);
+  if (isZero(aligned)) {
+    isNegative = isZeroSumNegative(upper.isNegative, lower.isNegative, context);
+  }
   return finish(result, isNegative, aligned, exponent, context);
 }
 
@@ -132,12 +136,13 @@ inline decSext* sum(decSext* result, Finite const& a, Finite const& b, decContex
     return finishSum(result, upper, multiply(upper.coefficient, power<1>(gap)), lower,
                      lower.exponent, context);
   }
-  // A power of ten of n digits has at most 10/3 n bits; 255 of them and 173 more make four words.
+  // 10^gap is below 2 to the power 10/3 gap, so that the product has 255 bits at most, and the sum
+  // with the other 173 bits fits four words.
   if (gap <= 57 && bitLength(upper.coefficient) + gap * 10 / 3 < 255) {
     return finishSum(result, upper, multiplyLow<4>(upper.coefficient, power<3>(gap)), lower,
                      lower.exponent, context);
   }
-  // 106 digits and 52 more fit into six words.
+  // 106 digits fit six words. With more, the other number is less than one in the 55th digit.
   int const digits = countDigits(upper.coefficient);
   if (gap + digits <= 106) {
     return finishSum(result, upper, multiplyLow<6>(upper.coefficient, power<6>(gap)), lower,
@@ -243,19 +248,8 @@ decSext* sumOfTerms(decSext* result, Term a, Term b, decContext* context) {
   } else {
     lowerExponent(a, b);
   }
-  bool isNegative = a.isNegative;
-  if (a.isNegative == b.isNegative) {
-    add(a.coefficient, b.coefficient);
-  } else if (isLess(a.coefficient, b.coefficient)) {
-    std::swap(a.coefficient, b.coefficient);
-    subtract(a.coefficient, b.coefficient);
-    isNegative = b.isNegative;
-  } else {
-    subtract(a.coefficient, b.coefficient);
-  }
-  if (isZero(a.coefficient) && a.isNegative != b.isNegative) {
-    isNegative = context->round == kDecRoundFloor;
-  }
+  bool isNegative = addSigned(a.coefficient, a.isNegative, b.coefficient, b.isNegative);
+  if (isZero(a.coefficient)) isNegative = isZeroSumNegative(a.isNegative, b.isNegative, context);
   return finish(result, isNegative, a.coefficient, b.exponent, context);
 }
 
@@ -571,7 +565,6 @@ decNumber* decimal192ToNumber(decSext const* value, decNumber* number) {
 }
 
 decSext* decimal192FromNumber(decSext* value, decNumber const* number, decContext* context) {
-  Word const sign = number->isNegative ? kSignBit : 0;
   Coefficient const coefficient{number->coefficient[0], number->coefficient[1],
                                 number->coefficient[2]};
   switch (number->kind) {
@@ -580,12 +573,9 @@ decSext* decimal192FromNumber(decSext* value, decNumber const* number, decContex
                     std::clamp(number->exponent, -kExponentBound, kExponentBound), context);
     case decNumber::kInfinite:
       return packInfinity(value, number->isNegative);
-    default: {
-      bool const isPayload = isLess(coefficient, power<3>(kDigits - 1));
-      Coefficient const payload = isPayload ? coefficient : Coefficient{};
-      Word const kind = number->kind == decNumber::kQuietNaN ? kQuietBits : kSignalingBits;
-      *value = {{payload.w[0], payload.w[1], payload.w[2] | kind | sign}};
-      return value;
-    }
+    case decNumber::kSignalingNaN:
+      return packNaN(value, number->isNegative, legalPayload(coefficient), kSignalingBits);
+    default:
+      return packNaN(value, number->isNegative, legalPayload(coefficient), kQuietBits);
   }
 }

@@ -22,19 +22,16 @@ bool isDigit(char c) {
   return c >= '0' && c <= '9';
 }
 
-// Whether the text is `word`, in any case; letters only.
-bool matches(char const* text, char const* word) {
-  for (; *word != '\0'; ++text, ++word) {
-    if ((*text | 0x20) != *word) return false;
-  }
-  return *text == '\0';
-}
-
+// Whether the text starts with `word`, which is of small letters, in any case.
 bool startsWith(char const* text, char const* word) {
   for (; *word != '\0'; ++text, ++word) {
     if ((*text | 0x20) != *word) return false;
   }
   return true;
+}
+
+bool matches(char const* text, char const* word) {
+  return startsWith(text, word) && text[std::strlen(word)] == '\0';
 }
 
 // The value of a word of eight digits: two lanes of one become one of two, then of four, then of
@@ -159,7 +156,7 @@ bool readNaN(decSext* result, char const* digits, bool isNegative, Word kind) {
   if (end - digits >= kDigits) return false;
   Coefficient payload{};
   for (; digits < end; ++digits) multiplyAdd(payload, 10, static_cast<Word>(*digits - '0'));
-  *result = {{payload.w[0], payload.w[1], payload.w[2] | kind | (isNegative ? kSignBit : 0)}};
+  packNaN(result, isNegative, payload, kind);
   return true;
 }
 
@@ -286,8 +283,8 @@ double toDoubleByText(decSext const* value) {
   end = std::to_chars(end, text + sizeof text, exponent).ptr;
   double result = 0;
   if (std::from_chars(text, end, result).ec == std::errc()) return result;
-  // Out of range: the first digit tells on which side.
-  double const limit = exponent > 0 - kDigits ? std::numeric_limits<double>::infinity() : 0.0;
+  // Out of range: the exponent tells on which side, as 52 digits don't reach from one to the other.
+  double const limit = exponent > 0 ? std::numeric_limits<double>::infinity() : 0.0;
   return isNegative ? -limit : limit;
 }
 

@@ -222,7 +222,7 @@ decSext* remainder(decSext* result, decSext const* left, decSext const* right, Q
 
 // Square roots
 
-// A number of four words or more, as a multiple of 2 to the power 320: its highest two words.
+// The highest two words of the value, in units of 2 to the power 256.
 long double headOf(Wide<6> const& value) {
   constexpr long double kWord = 18446744073709551616.0L;
   return static_cast<long double>(value.w[5]) * kWord + static_cast<long double>(value.w[4]);
@@ -236,7 +236,7 @@ Coefficient mean(Coefficient a, Coefficient const& b) {
   return half;
 }
 
-// The root of a value of 380 to 382 bits, or a few units more: Newton's iteration doubles the 60
+// The root of a value of 381 or 382 bits, or a few units more: Newton's iteration doubles the 60
 // bits of the first guess twice, and in integers it never goes below the root.
 Coefficient approximateRoot(Wide<6> const& value) {
   Coefficient root{0, 0, static_cast<Word>(std::sqrt(headOf(value)))};

@@ -112,7 +112,7 @@ inline Division divideByPower(Wide<N> const& value, int exponent) {
 
 // Takes the finite number apart; false for infinities and NaNs. What no canonical encoding spells
 // is a zero.
-inline bool takeApart(decSext const* value, Finite& number) {
+[[gnu::always_inline]] inline bool takeApart(decSext const* value, Finite& number) {
   Word const head = value->words[2];
   number.isNegative = (head & kSignBit) != 0;
   number.coefficient = {value->words[0], value->words[1], head & kCoefficientMask};
@@ -138,6 +138,9 @@ inline decSext* pack(decSext* result, bool isNegative, Coefficient const& coeffi
 }
 
 decSext* packInfinity(decSext* result, bool isNegative);
+
+// The NaN of a payload of at most 51 digits; `kind` is kQuietBits or kSignalingBits.
+decSext* packNaN(decSext* result, bool isNegative, Coefficient const& payload, Word kind);
 
 inline bool isNaN(decSext const* value) {
   return (~value->words[2] & kQuietBits) == 0;

@@ -145,7 +145,7 @@ constexpr int order(Wide<N> a, Wide<N> const& b) {
 
 // The lowest N words of the product.
 template <int N, int A, int B>
-constexpr Wide<N> multiplyLow(Wide<A> const& a, Wide<B> const& b) {
+[[gnu::always_inline]] constexpr Wide<N> multiplyLow(Wide<A> const& a, Wide<B> const& b) {
   Wide<N> result{};
   for (int i = 0; i < A; ++i) {
     Word carry = 0;

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "ztbdate_p.h"
+#include "ztbmempool.h"
 #include "ztbmempool_p.h"
 
 namespace {
@@ -60,6 +61,18 @@ TEST_F(ZtbDatavarPrivate, AValueThatFindsNoRoomLeavesNull) {
   EXPECT_EQ(64 << 20, text.length());
   text.truncate(1, -1);
   EXPECT_STREQ("x", text.asString().asCstr());
+}
+
+TEST_F(ZtbDatavarPrivate, SetTypeTellsThatTheOldValueStayed) {
+  ZtbDatavar number, shared;
+  number.assign(7);
+  shared = number;
+  MemoryLimit const limit;
+  // No body is left for a value of its own.
+  for (void* taken = nullptr; ZtbMemPool::getBytes(64, &taken);) {
+  }
+  EXPECT_FALSE(shared.setType(ztbTypeBoolean));
+  EXPECT_EQ(7, shared.asInt(nullptr));
 }
 #endif
 

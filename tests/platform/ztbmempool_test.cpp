@@ -121,7 +121,9 @@ TEST_F(ZtbMemPoolTest, SizesNearTheLimitFailOrSucceedCleanly) {
 TEST(ZtbMemPoolThreads, BlocksMoveBetweenThreads) {
   ASSERT_TRUE(ztbMemPoolStart());
   ztbtest::inThreads(4, [](int thread) {
-    EXPECT_LE(counts().total, 20000u) << "may be read beside the others";
+    if (thread == 0) {
+      EXPECT_LE(counts().total, 20000u) << "may be read beside the others";
+    }
     std::vector<void*> held;
     for (unsigned i = 0; i < 5000; ++i) {
       held.push_back(get((i * 7 + static_cast<unsigned>(thread)) % 1200));

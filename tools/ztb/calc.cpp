@@ -61,24 +61,40 @@ bool readsBack(std::string const& text, ZtbReal const& value) {
   return ZtbReal().assign(text.c_str()) == value;
 }
 
-// All digits of a number. A small number of many digits is cut by the library's fixed form; with
-// its point moved behind the first digit it isn't.
+ZtbReal powerOfTen(int exponent) {
+  ZtbReal power;
+  power.assign(("1E" + std::to_string(exponent)).c_str());
+  return power;
+}
+
+// The exponent of the first digit of a number whose text in the library's form is cut, as a small
+// number, or missing, as an integer of more digits than the form has room for.
+int firstExponent(ZtbReal const& value, std::string const& text) {
+  if (!text.empty()) {
+    std::size_t const point = text.find('.');
+    return static_cast<int>(point) - static_cast<int>(text.find_first_not_of('0', point + 1));
+  }
+  int exponent = 0;
+  while (value.absolute() >= powerOfTen(exponent + 1)) ++exponent;
+  return exponent;
+}
+
+// All digits of a number: with the point moved behind the first one they always have room.
 std::string exactText(ZtbReal const& value) {
   std::string const text = fromZtb(value.asString());
   if (readsBack(text, value)) return text;
-  std::size_t const point = text.find('.');
-  std::string const shift = std::to_string(text.find_first_not_of('0', point + 1) - point);
-  ZtbReal moved;
-  moved.assign(("1E+" + shift).c_str());
-  return fromZtb(moved.multiply(value, nullptr).asString()) + "E-" + shift;
+  int const exponent = firstExponent(value, text);
+  ZtbReal moved = powerOfTen(-exponent);
+  return fromZtb(moved.multiply(value, nullptr).asString()) + (exponent < 0 ? "E" : "E+") +
+         std::to_string(exponent);
 }
 
 std::string textOf(ZtbReal const& value, int width) {
   if (width == 0) return exactText(value);
   ZtbString const text = value.asString(width);
   if (!text.isNull()) return fromZtb(text);
-  throw Refused("the result doesn't fit into " + std::to_string(width) +
-                " characters; leave --width out to see it");
+  throw Refused("the result doesn't fit into a width of " + std::to_string(width) +
+                "; leave --width out to see it");
 }
 
 int run(std::string const& expression, Arguments const& arguments) {
@@ -101,7 +117,7 @@ int run(std::string const& expression, Arguments const& arguments) {
     std::fprintf(stderr, "not exact: digits were lost, first at column %lld\n%s\n", lossColumn,
                  showPlace(expression, calculation.lossAt).c_str());
   }
-  if (isCut) std::fprintf(stderr, "cut to %d characters\n", arguments.width);
+  if (isCut) std::fprintf(stderr, "cut to a width of %d\n", arguments.width);
   return 0;
 }
 

@@ -79,7 +79,7 @@ class Parser {
 
   // A result that came about at a place, if it is a number in range.
   ZtbReal const& checked(ZtbReal const& result, std::size_t at) {
-    if (result.isNull()) fail(at, "the result needs more than 52 digits");
+    if (result.isNull()) fail(at, "52 digits are too few for this");
     if (isInfinite(result)) fail(at, "the result is out of range: at most 9.99...E+98304");
     return result;
   }

@@ -2,8 +2,6 @@
 //
 // ztb convert: values from one data type to another, as the cells of rows are converted.
 
-#include <locale.h>
-
 #include <cstdio>
 #include <memory>
 
@@ -75,8 +73,7 @@ ZtbDatavar convert(std::string const& text, ztbType from, ztbType to) {
 }
 
 int run(std::vector<std::string> const& texts, Arguments const& arguments) {
-  // The tool is the application here: it takes the user's locale, which the library leaves alone.
-  setlocale(LC_ALL, "");
+  takeUserLocale();
   Library library;
   ztbType const from = ztbTypeFromString(arguments.from.c_str());
   ztbType const to = ztbTypeFromString(arguments.to.c_str());

@@ -2,8 +2,6 @@
 //
 // ztb date: a moment in the forms that the library knows.
 
-#include <locale.h>
-
 #include <cstdio>
 #include <memory>
 
@@ -30,8 +28,7 @@ ZtbDate read(std::string const& text) {
 }
 
 int run(Arguments const& arguments) {
-  // The tool is the application here: it takes the user's locale, which the library leaves alone.
-  setlocale(LC_ALL, "");
+  takeUserLocale();
   Library library;
   ZtbDate const date = read(arguments.text);
   std::string const iso = fromZtb(date.asString(true));

@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <exception>
-#include <utility>
+#include <string_view>
 
 #include "tool.h"
 
@@ -54,7 +54,7 @@ int refuse(std::string const& command, char const* reason) {
   return kRefused;
 }
 
-int runCommand(std::string const& name, tool::Run const& run) {
+int finish(std::string const& name, tool::Run const& run) {
   try {
     int const result = run();
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
@@ -66,21 +66,28 @@ int runCommand(std::string const& name, tool::Run const& run) {
   }
 }
 
-}  // namespace
+// Each command has a parser of its own: one below another's would take "++" for the end of its
+// arguments. `argv` begins with the command's name.
+int runCommand(Command const& command, int argc, char** argv) {
+  CLI::App app(command.summary, std::string("ztb ") + command.name);
+  tool::Run const run = command.declare(app);
+  try {
+    app.parse(argc, argv);
+  } catch (CLI::ParseError const& error) {
+    return app.exit(error) == 0 ? 0 : kWrongUsage;
+  }
+  return finish(command.name, run);
+}
 
-int main(int argc, char** argv) {
-  reserveStreams();
+// What to do without a command: give help or the version, or say what is wrong.
+int runAlone(int argc, char** argv) {
   CLI::App app(
       "ztb shows and edits what applications of the suite see through ztbcpp31.\n"
       "Exit code: 0 done, 1 refused, 2 wrong usage.",
       "ztb");
   app.require_subcommand(1);
   app.set_version_flag("--version", "ztb " ZTB_VERSION);
-  std::vector<std::pair<CLI::App*, tool::Run>> commands;
-  for (Command const& command : kCommands) {
-    CLI::App* const sub = app.add_subcommand(command.name, command.summary);
-    commands.emplace_back(sub, command.declare(*sub));
-  }
+  for (Command const& command : kCommands) app.add_subcommand(command.name, command.summary);
   try {
     app.parse(argc, argv);
   } catch (CLI::ParseError const& error) {
@@ -89,8 +96,17 @@ int main(int argc, char** argv) {
     }
     return app.exit(error) == 0 ? 0 : kWrongUsage;
   }
-  for (auto const& [sub, run] : commands) {
-    if (sub->parsed()) return runCommand(sub->get_name(), run);
-  }
   return kWrongUsage;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  reserveStreams();
+  for (Command const& command : kCommands) {
+    if (argc > 1 && std::string_view(argv[1]) == command.name) {
+      return runCommand(command, argc - 1, argv + 1);
+    }
+  }
+  return runAlone(argc, argv);
 }

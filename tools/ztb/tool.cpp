@@ -4,6 +4,7 @@
 
 #include "tool.h"
 
+#include <locale.h>
 #include <stdlib.h>
 
 #include <algorithm>
@@ -83,6 +84,11 @@ void Library::start() {
 void Library::startForMessages() {
   char const* ignored = nullptr;
   ztbStartup(&ignored);
+}
+
+void takeUserLocale() {
+  setlocale(LC_ALL, "");
+  setlocale(LC_NUMERIC, "C");
 }
 
 void chooseHome(std::string const& home) {

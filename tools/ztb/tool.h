@@ -65,6 +65,10 @@ class Library {
   void startForMessages();
 };
 
+// Takes the user's locale, which the library leaves to the application: here the tool. Numbers keep
+// their point. Call it before the library comes up.
+void takeUserLocale();
+
 // Sets ZTEXEC_HOME to `home` if that isn't empty; else leaves it, or sets it to the home that lies
 // beside the tool.
 void chooseHome(std::string const& home);

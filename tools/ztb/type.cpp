@@ -2,8 +2,7 @@
 //
 // ztb type: which type texts have, or the column of values that comes in on standard input.
 
-#include <locale.h>
-
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <memory>
@@ -166,8 +165,7 @@ Run declareType(CLI::App& app) {
   app.add_flag("--json", *json, "Print an array of texts, or an object for a column");
   app.footer(kHelp);
   return [json, &app] {
-    // The tool is the application here: it takes the user's locale, which the library leaves alone.
-    setlocale(LC_ALL, "");
+    takeUserLocale();
     Library library;
     std::vector<std::string> const texts = textsOf(app);
     texts.empty() ? typeColumn(*json) : typeTexts(texts, *json);
