@@ -32,13 +32,15 @@ Escaped plainEscape(std::string const& text, std::string_view listed) {
   Escaped result{"", 0};
   while (result.front < text.size()) {
     int bytes = 0;
-    int const code = np_uchar_toint(text.c_str() + result.front, &bytes);
-    if (code < 0 || bytes < 1) break;
+    unsigned const code = np_uchar_toint(text.c_str() + result.front, &bytes);
+    if (code == np_uchar_illformed) break;
     bool const isEscaped = bytes > 1 || listed.find(static_cast<char>(code)) != listed.npos;
     for (int i = 0; i < bytes; ++i) {
       char const byte = text[result.front++];
       char escape[4] = {byte};
-      if (isEscaped) std::snprintf(escape, sizeof escape, "%%%02X", byte & 0xFFU);
+      if (isEscaped)
+        std::snprintf(escape, sizeof escape, "%%%02X",
+                      static_cast<unsigned>(static_cast<unsigned char>(byte)));
       result.text += escape;
     }
   }

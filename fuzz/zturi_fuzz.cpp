@@ -46,10 +46,7 @@ bool holdsAny(ZtbString const& text, char const* bytes) {
 
 // The factories undo escapes; what is none must come through them unchanged.
 ZtbString withoutEscapes(ZtbString const& text) {
-  char percent[] = "%";
-  ZtbString escaped;
-  bool const isWhole = getEscapeStringForURI(text, percent, 1, &escaped, nullptr);
-  return isWhole ? escaped : text;
+  return text.replace(ZtbString("%", true), ZtbString("%25", true), 0, -1);
 }
 
 Components componentsOf(ZtURI& uri);
