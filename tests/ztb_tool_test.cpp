@@ -41,7 +41,7 @@ TEST_F(ZtbTool, ExitCodesAndOutputs) {
                 "\xEF\xBB\xBF"
                 "12\r\n\n-7\r\n1.5\nn/a\xff\n" +
                     std::string(2 << 20, '1'));
-  mFolder.write("uris.txt", std::string("x\n\nztr://h/(Folder)\r\na\0b\n", 28));
+  mFolder.write("uris.txt", std::string("x\n\nztr://h/(Folder)\r\na\0b\n", 25));
   struct {
     char const* arguments;
     int exitCode;
