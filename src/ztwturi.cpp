@@ -12,6 +12,7 @@
 #include <exception>
 #include <iterator>
 #include <memory>
+#include <memory_resource>
 #include <new>
 #include <string>
 #include <string_view>
@@ -21,6 +22,7 @@
 #include "ztbstring_p.h"
 #include "ztlog11.h"
 #include "ztschr12.h"
+#include "ztsstr12.h"
 #include "ztssys11.h"
 #include "zturi_p.h"
 #include "ztwturi_p.h"
@@ -32,6 +34,10 @@ using View = std::string_view;
 constexpr char kSource[] = "ztwturi";
 constexpr char kStart[] = "ztwt://";
 constexpr std::size_t kStartBytes = sizeof(kStart) - 1;
+
+View viewOf(ZtbString const& text) {
+  return {text.asCstr(), text.cStrSize() - 1};
+}
 
 // Reports a failure by its number, to the caller or else to the log, and gives false.
 template <class... Arguments>
@@ -96,7 +102,7 @@ bool checkValue(ZtbString const& value, ztbType type, ZtbString* errorText) {
 }
 
 // The quote ends a value and the comma an item.
-void appendProtected(std::string* out, View value) {
+void appendProtected(std::pmr::string* out, View value) {
   for (std::size_t special; (special = value.find_first_of("',")) != View::npos;) {
     out->append(value.substr(0, special));
     out->append(value[special] == '\'' ? "%27" : "%2C");
@@ -106,23 +112,21 @@ void appendProtected(std::string* out, View value) {
 }
 
 // Throws when memory runs out.
-std::string composeItem(char const* separator, ZtbString const& name, ZtbString const& value,
-                        ztbType type) {
-  std::size_t constexpr kMostAround = 16;  // separator, "=", type and quotes
-  std::string item;
-  item.reserve(kMostAround + name.cStrSize() + value.cStrSize());
-  item.append(separator).append(name.asCstr());
-  if (value.length() == 0) return item;
-  item += '=';
-  if (type >= ztbTypeBoolean && type <= ztbTypeDate) item += ztbTypeToString(type);
-  item += '\'';
+void composeItem(std::pmr::string* item, ZtbString const& name, ZtbString const& value,
+                 ztbType type) {
+  std::size_t constexpr kMostAround = 16;  // a comma in front, "=", type and quotes
+  item->reserve(kMostAround + name.cStrSize() + value.cStrSize());
+  item->append(viewOf(name));
+  if (value.length() == 0) return;
+  *item += '=';
+  if (type >= ztbTypeBoolean && type <= ztbTypeDate) *item += ztbTypeToString(type);
+  *item += '\'';
   if (findTriedType(type)) {
-    item += value.asCstr();
+    item->append(viewOf(value));
   } else {
-    appendProtected(&item, value.asCstr());
+    appendProtected(item, viewOf(value));
   }
-  item += '\'';
-  return item;
+  *item += '\'';
 }
 
 struct WorkTableColumn {
@@ -274,10 +278,14 @@ ZtWorkTableURIImpl::~ZtWorkTableURIImpl() {
 }
 
 bool ZtWorkTableURIImpl::appendItem(ZtbString const& name, ZtbString const& value, ztbType type) {
+  // Made apart and added at once, so that a failure leaves the query as it was.
+  char shortItem[256];
+  std::pmr::monotonic_buffer_resource memory(shortItem, sizeof(shortItem));
   bool failed = true;
   try {
-    char const* const separator = query.length() != 0 ? "," : "";
-    query.append(composeItem(separator, name, value, type).c_str(), &failed);
+    std::pmr::string item(query.length() != 0 ? "," : "", &memory);
+    composeItem(&item, name, value, type);
+    query.append(item.c_str(), &failed);
   } catch (std::exception const&) {
     return false;
   }
@@ -384,11 +392,12 @@ class Word {
   char mText[48] = {};
 };
 
-// Null when memory ran out.
+// Throws when memory runs out, as all that reads with it does.
 ZtbString stringOf(View part) {
   ZtbString string;
   string.assign(part.data(),
                 static_cast<int>(np_uchar_tell(part.data(), part.data() + part.size())));
+  if (string.isNull()) throw std::bad_alloc();
   return string;
 }
 
@@ -410,69 +419,57 @@ View withoutLast(View part) {
   return part.substr(0, part.empty() ? 0 : part.size() - 1);
 }
 
-// What a query says of one column, and whether there was memory for it.
-struct ColumnText {
-  ZtbString name;
-  ZtbString value;
-  ztbType type = ztbTypeUnknown;
-  bool isComplete = false;
-};
-
-// Null when memory ran out.
 ZtbString readValue(View part) {
-  ZtbString const value = stringOf(part);
+  ZtbString value = stringOf(part);
   if (part.find('%') == View::npos) return value;
-  return value.replace(ZtbString("%27", true), ZtbString("'", true), 0, -1)
-      .replace(ZtbString("%2C", true), ZtbString(",", true), 0, -1);
+  value = value.replace(ZtbString("%27", true), ZtbString("'", true), 0, -1)
+              .replace(ZtbString("%2C", true), ZtbString(",", true), 0, -1);
+  if (value.isNull()) throw std::bad_alloc();
+  return value;
 }
 
-// The character behind the value is taken for its closing quote, whatever it is; so is the one in
-// front of a value without quotes.
-ColumnText readColumn(View item) {
+// False, with a report, if the column is refused. The character behind the value is taken for its
+// closing quote, whatever it is; so is the one in front of a value without quotes.
+bool addColumn(ZtWorkTableURI* uri, View item) {
   item = ztbTrimmed(item);
-  ColumnText column;
   std::size_t const equals = item.find('=');
-  column.name = stringOf(ztbTrimmedRight(item.substr(0, equals)));
-  column.isComplete = !column.name.isNull();
-  if (equals == View::npos) return column;
+  ZtbString const name = stringOf(ztbTrimmedRight(item.substr(0, equals)));
+  if (equals == View::npos) return uri->addColumn(name, ZtbString(), ztbTypeUnknown, nullptr);
   View const typed = ztbTrimmedLeft(item.substr(equals + 1));
   std::size_t const quote = typed.find('\'');
   if (quote == View::npos) {
-    column.value = readValue(withoutFirst(typed));
-  } else {
-    column.type = ztbTypeFromString(Word(ztbTrimmedRight(typed.substr(0, quote))).text());
-    column.value = readValue(withoutLast(typed.substr(quote + 1)));
+    return uri->addColumn(name, readValue(withoutFirst(typed)), ztbTypeUnknown, nullptr);
   }
-  column.isComplete = column.isComplete && !column.value.isNull();
-  return column;
+  Word const typeName(ztbTrimmedRight(typed.substr(0, quote)));
+  return uri->addColumn(name, readValue(withoutLast(typed.substr(quote + 1))),
+                        ztbTypeFromString(typeName.text()), nullptr);
 }
 
-// False, with a report to the log, if a column is refused.
-bool addColumns(ZtWorkTableURIImpl* uri, View query) {
+// False, with a report, if a column is refused or finds no memory.
+bool addColumns(ZtWorkTableURI* uri, View query) try {
   while (!query.empty()) {
     std::size_t const comma = query.find(',');
-    ColumnText const column = readColumn(query.substr(0, comma));
-    if (!column.isComplete) return failForColumnMemory(nullptr, __LINE__);
-    if (!uri->addColumn(column.name, column.value, column.type, nullptr)) return false;
+    if (!addColumn(uri, query.substr(0, comma))) return false;
     query.remove_prefix(comma == View::npos ? query.size() : comma + 1);
   }
   return true;
+} catch (std::exception const&) {
+  return failForColumnMemory(nullptr, __LINE__);
 }
 
-// The rows that a text asks for, and whether there was memory to read it.
+__int64 readNumber(View part) {
+  // With the next pair behind it this is no number; the rest mustn't be read over and over again.
+  if (part.find('=') != View::npos) return 0;
+  std::string const text(ztbTrimmed(part));
+  __int64 number = 0;
+  return zts_numparse64(text.c_str(), &number, 0, 0) > 0 ? number : 0;
+}
+
+// The rows that a text asks for; -1 is not given.
 struct Range {
   __int64 start = -1;
   __int64 count = -1;
-  bool isComplete = true;
 };
-
-__int64 readNumber(View part, bool* isComplete) {
-  // With the next pair behind it this is no number; the rest mustn't be read over and over again.
-  if (part.find('=') != View::npos) return 0;
-  ZtbString const text = stringOf(ztbTrimmed(part));
-  if (text.isNull()) *isComplete = false;
-  return text.asInt64(nullptr);
-}
 
 Range readRange(View pairs) {
   Range range;
@@ -486,7 +483,7 @@ Range readRange(View pairs) {
                             : key.is("start") ? &range.start
                                               : nullptr;
     if (!target) break;
-    *target = readNumber(pairs.substr(0, comma), &range.isComplete);
+    *target = readNumber(pairs.substr(0, comma));
     // The last value stays, and is looked through for a further pair.
     if (!isLast) pairs.remove_prefix(comma + 1);
   }
@@ -519,15 +516,15 @@ struct Release {
 
 }  // namespace
 
-ZtURI* parseWorkTableURI(ZtbString const& text) {
-  View const trimmed = ztbTrimmed(text.asCstr());
+ZtURI* parseWorkTableURI(ZtbString const& text) try {
+  View const trimmed = ztbTrimmed(viewOf(text));
   Parts const parts = split(trimmed.substr(std::min(kStartBytes, trimmed.size())));
   Range const range = readRange(parts.range);
-  ZtbString const table = stringOf(parts.table);
-  if (!range.isComplete || table.isNull()) return nullptr;
-  std::unique_ptr<ZtWorkTableURIImpl, Release> uri(
-      new (std::nothrow) ZtWorkTableURIImpl(table, range.start, range.count));
+  std::unique_ptr<ZtWorkTableURI, Release> uri(
+      getWorkTableURIFromComponents(stringOf(parts.table), range.start, range.count));
   return uri && addColumns(uri.get(), parts.query) ? uri.release() : nullptr;
+} catch (std::exception const&) {
+  return nullptr;
 }
 
 ZtWorkTableURI* getWorkTableURIFromComponents(ZtbString const& tableName) {
