@@ -35,10 +35,6 @@ constexpr char kSource[] = "ztwturi";
 constexpr char kStart[] = "ztwt://";
 constexpr std::size_t kStartBytes = sizeof(kStart) - 1;
 
-View viewOf(ZtbString const& text) {
-  return {text.asCstr(), text.cStrSize() - 1};
-}
-
 // Reports a failure by its number, to the caller or else to the log, and gives false.
 template <class... Arguments>
 bool fail(ZtbString* errorText, int line, int number, Arguments... arguments) {
@@ -116,15 +112,15 @@ void composeItem(std::pmr::string* item, ZtbString const& name, ZtbString const&
                  ztbType type) {
   std::size_t constexpr kMostAround = 16;  // a comma in front, "=", type and quotes
   item->reserve(kMostAround + name.cStrSize() + value.cStrSize());
-  item->append(viewOf(name));
+  item->append(ztURIView(name));
   if (value.length() == 0) return;
   *item += '=';
   if (type >= ztbTypeBoolean && type <= ztbTypeDate) *item += ztbTypeToString(type);
   *item += '\'';
   if (findTriedType(type)) {
-    item->append(viewOf(value));
+    item->append(ztURIView(value));
   } else {
-    appendProtected(item, viewOf(value));
+    appendProtected(item, ztURIView(value));
   }
   *item += '\'';
 }
@@ -134,71 +130,75 @@ struct WorkTableColumn {
   ZtbString name;
   ZtbString value;
   ztbType type;
-  WorkTableColumn* nextInBucket;
-  unsigned long long hash;  // of the name without regard to case
 };
 
-// Finds columns by their names; owns none of them. A table that can't grow stays as it is and gets
-// slower.
+// Finds columns by their names without regard to case; owns none of them. A column has the first
+// free slot from the one that its hash asks for, and half of the slots stay free; they hold the
+// hashes too, since a column that is looked at is mostly a cache miss.
 class ColumnIndex {
  public:
   ColumnIndex() = default;
   ColumnIndex(ColumnIndex const&) = delete;
   ColumnIndex& operator=(ColumnIndex const&) = delete;
-  ~ColumnIndex() { freeBuckets(); }
+  ~ColumnIndex() { freeSlots(mSlots); }
 
-  WorkTableColumn* find(ZtbString const& name, unsigned long long hash) const;
-  void add(WorkTableColumn* column);
+  bool has(ZtbString const& name, unsigned long long hash) const;
+  // Makes room for one more column; false, with nothing changed, when memory ran out.
+  bool reserve();
+  void add(WorkTableColumn* column, unsigned long long hash);
 
  private:
-  static constexpr std::size_t kFirstBuckets = 8;
+  struct Slot {
+    unsigned long long hash;
+    WorkTableColumn* column;
+  };
+  static constexpr std::size_t kFirstSlots = 16;
 
-  void grow();
-  void link(WorkTableColumn* column);
-  void freeBuckets() {
-    if (mBuckets != mFirstBuckets) delete[] mBuckets;
+  // Calls use(slot) for the slots that `hash` may have, until it gives true.
+  template <class Use>
+  void probe(unsigned long long hash, Use use) const {
+    for (std::size_t i = hash & (mSlotCount - 1); !use(mSlots[i]);) i = (i + 1) & (mSlotCount - 1);
+  }
+  void freeSlots(Slot* slots) {
+    if (slots != mFirstSlots) delete[] slots;
   }
 
   std::size_t mCount = 0;
-  std::size_t mBucketCount = kFirstBuckets;  // a power of two
-  WorkTableColumn** mBuckets = mFirstBuckets;
-  WorkTableColumn* mFirstBuckets[kFirstBuckets] = {};
+  std::size_t mSlotCount = kFirstSlots;  // a power of two
+  Slot* mSlots = mFirstSlots;
+  Slot mFirstSlots[kFirstSlots] = {};
 };
 
-WorkTableColumn* ColumnIndex::find(ZtbString const& name, unsigned long long hash) const {
-  WorkTableColumn* column = mBuckets[hash & (mBucketCount - 1)];
-  while (column && (column->hash != hash || column->name.compare(name, false) != 0)) {
-    column = column->nextInBucket;
-  }
-  return column;
+bool ColumnIndex::has(ZtbString const& name, unsigned long long hash) const {
+  bool found = false;
+  probe(hash, [&](Slot const& slot) {
+    found = slot.column && slot.hash == hash && slot.column->name.compare(name, false) == 0;
+    return found || !slot.column;
+  });
+  return found;
 }
 
-void ColumnIndex::add(WorkTableColumn* column) {
-  if (mCount == mBucketCount) grow();
-  link(column);
+void ColumnIndex::add(WorkTableColumn* column, unsigned long long hash) {
+  probe(hash, [&](Slot& slot) {
+    if (slot.column) return false;
+    slot = {hash, column};
+    return true;
+  });
   ++mCount;
 }
 
-void ColumnIndex::link(WorkTableColumn* column) {
-  WorkTableColumn*& bucket = mBuckets[column->hash & (mBucketCount - 1)];
-  column->nextInBucket = bucket;
-  bucket = column;
-}
-
-void ColumnIndex::grow() {
-  ColumnIndex wider;
-  wider.mBucketCount = 2 * mBucketCount;
-  wider.mBuckets = new (std::nothrow) WorkTableColumn*[wider.mBucketCount]();
-  if (!wider.mBuckets) return;
-  for (std::size_t i = 0; i < mBucketCount; ++i) {
-    while (WorkTableColumn* const column = mBuckets[i]) {
-      mBuckets[i] = column->nextInBucket;
-      wider.link(column);
-    }
+bool ColumnIndex::reserve() {
+  if (2 * mCount < mSlotCount) return true;
+  auto* const wider = new (std::nothrow) Slot[2 * mSlotCount]();
+  if (!wider) return false;
+  Slot* const slots = std::exchange(mSlots, wider);
+  std::size_t const count = std::exchange(mSlotCount, 2 * mSlotCount);
+  mCount = 0;
+  for (Slot const* slot = slots; slot < slots + count; ++slot) {
+    if (slot->column) add(slot->column, slot->hash);
   }
-  freeBuckets();
-  mBuckets = std::exchange(wider.mBuckets, nullptr);
-  mBucketCount = wider.mBucketCount;
+  freeSlots(slots);
+  return true;
 }
 
 // Random for each process, so that no text can be written whose names all meet in one bucket.
@@ -296,15 +296,15 @@ bool ZtWorkTableURIImpl::addColumn(ZtbString const& name, ZtbString const& value
                                    ZtbString* errorText) {
   if (name.length() == 0) return fail(errorText, __LINE__, 1795);
   unsigned long long const hash = nameHash(name);
-  if (mIndex.find(name, hash)) {
+  if (mIndex.has(name, hash)) {
     return fail(errorText, __LINE__, 1776, "column", name.asCstr());
   }
-  std::unique_ptr<WorkTableColumn> column(
-      new (std::nothrow) WorkTableColumn{nullptr, name, value, type, nullptr, hash});
-  if (!column) return failForColumnMemory(errorText, __LINE__);
+  std::unique_ptr<WorkTableColumn> column(new (std::nothrow)
+                                              WorkTableColumn{nullptr, name, value, type});
+  if (!column || !mIndex.reserve()) return failForColumnMemory(errorText, __LINE__);
   if (!checkValue(value, type, errorText)) return false;
   if (!appendItem(name, value, type)) return failForColumnMemory(errorText, __LINE__);
-  mIndex.add(column.get());
+  mIndex.add(column.get(), hash);
   (lastColumn ? lastColumn->next : firstColumn) = column.get();
   lastColumn = column.release();
   ++columnCount;
@@ -395,8 +395,7 @@ class Word {
 // Throws when memory runs out, as all that reads with it does.
 ZtbString stringOf(View part) {
   ZtbString string;
-  string.assign(part.data(),
-                static_cast<int>(np_uchar_tell(part.data(), part.data() + part.size())));
+  ztURIAssign(part, &string);
   if (string.isNull()) throw std::bad_alloc();
   return string;
 }
@@ -517,7 +516,7 @@ struct Release {
 }  // namespace
 
 ZtURI* parseWorkTableURI(ZtbString const& text) try {
-  View const trimmed = ztbTrimmed(viewOf(text));
+  View const trimmed = ztbTrimmed(ztURIView(text));
   Parts const parts = split(trimmed.substr(std::min(kStartBytes, trimmed.size())));
   Range const range = readRange(parts.range);
   std::unique_ptr<ZtWorkTableURI, Release> uri(

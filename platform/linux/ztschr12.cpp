@@ -306,22 +306,24 @@ int np_uchar_icomp(char const* a, char const* b) {
   return left == right ? 0 : left < right ? -1 : 1;
 }
 
-// The folded text as a polynomial over the field of the Mersenne prime 2^61 - 1, at the point that
-// the seed gives: two different polynomials of degree n are equal at n points at most.
+// The folded text, two code points at a time, as a polynomial over the field of the Mersenne prime
+// 2^61 - 1, at the point that the seed gives: two polynomials of degree n that aren't the same are
+// equal at n points at most.
 unsigned long long np_uchar_ihash(char const* text, unsigned long long seed) {
   __extension__ using Product = unsigned __int128;
   constexpr int kBits = 61;
+  constexpr int kCodePointBits = 21;
   constexpr unsigned long long kPrime = (1ULL << kBits) - 1;
   unsigned long long const point = seed % (kPrime - 1) + 1;
-  unsigned long long hash = 0;
+  unsigned long long hash = 0;  // up to a multiple of the prime; below 2^62
   FoldedText folded(text);
-  while (unsigned const c = folded.next()) {
-    Product const product = static_cast<Product>(hash) * point + c;
+  while (unsigned long long const first = folded.next()) {
+    unsigned long long const pair = first << kCodePointBits | folded.next();
+    Product const product = static_cast<Product>(hash) * point + pair;
     hash = static_cast<unsigned long long>(product & kPrime) +
            static_cast<unsigned long long>(product >> kBits);
-    if (hash >= kPrime) hash -= kPrime;
   }
-  return hash;
+  return hash % kPrime;
 }
 
 unsigned np_uchar_lower(char const* source, char* target, unsigned targetSize) {
