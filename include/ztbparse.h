@@ -17,7 +17,7 @@
 // no "=" cuts until an opening one makes it 0 again.
 //
 // One object belongs to one thread at a time. Nothing throws. Should memory run out, the attributes
-// end there.
+// end there, or have null texts.
 
 #ifndef ZTBPARSE_H
 #define ZTBPARSE_H

@@ -42,7 +42,11 @@
 //     composed from part1 "ab" alone, ztd://s.T/ab/, has no part1 when it is read;
 //   - a "/" in a component and a "." in the name of the host position aren't protected;
 //   - a "%" with two hexadecimal digits behind it is an escape when it is read;
-//   - without a name, the type isn't in the text.
+//   - without a name, the type isn't in the text;
+//   - escaped, a component with multi-byte characters may end at an ill-formed byte (zturi.h).
+//
+// A text without a slash behind the host position has neither name nor parts: ztd://s.T reads like
+// ztd:///.
 //
 // Cost: one pass over the text; typical texts are parsed in the time of a few string copies.
 

@@ -6,7 +6,6 @@
 #include "ztdatauri.h"
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <string_view>
 
