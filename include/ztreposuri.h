@@ -55,7 +55,8 @@ class ZTB_API ZtReposURI : public ZtURI {
 // empty, so the result need not name anything. Never null.
 //   getReposURIFromComponents("h", "a\\b", "Table")    // ztr://h/a/b(Table)
 // What is composed reads back into the same components, unless the repository holds a "/", the type
-// a bracket, or one of repository and path a "%" with two hexadecimal digits behind it.
+// a bracket, or one of repository and path a "%" with two hexadecimal digits behind it; escaped,
+// also unless a character of several bytes begins within two bytes behind a "%" of the path.
 [[nodiscard]] ZTB_API ZtReposURI* getReposURIFromComponents(ZtbString const& host,
                                                             ZtbString const& path,
                                                             ZtbString const& type);

@@ -14,10 +14,11 @@
 //
 // Nothing here opens a file or a connection, and what a URI refers to is the application's affair.
 //
-// Escapes. "%41" stands for the byte 0x41. The repository, the data and the work-table family give
-// components without escapes, the generic one gives them as they stand. What is composed from
-// components is escaped only by getEscapedURIString, and there only characters of several bytes
-// are, so a "%", a "/" or a blank in a component comes out as it is.
+// Escapes. "%41" stands for the byte 0x41. The repository and the data family give components
+// without escapes, except the type; the generic one gives them as they stand, and so does the
+// work-table family, which has an escape of its own for the values of columns. What is composed
+// from components is otherwise escaped only by getEscapedURIString, and there only characters of
+// several bytes are, so a "%", a "/" or a blank in a component comes out as it is.
 //
 // Ownership. Every URI that a factory or an operation gives belongs to the caller, who ends it by
 // `release`, never by `delete`. Nothing in the library keeps a reference to one. Strings that are
@@ -36,8 +37,9 @@
 // thread at a time, since the texts that it composes are kept on first use; it isn't tied to the
 // thread that made it.
 //
-// Failure. No message is written or logged. When memory for an object runs out, the factories throw
-// std::bad_alloc; nothing else throws. When it runs out for a text, that text is null or not
+// Failure. No message is written or logged, but by the work-table family. When memory for an object
+// runs out, whatever makes one throws std::bad_alloc, or gives null for a work-table URI; nothing
+// else throws. When it runs out for a text, that text is null, lacks a component or isn't
 // converted. Parsing, composing and both ways of escaping are linear in the text.
 
 #ifndef ZTURI_H
@@ -62,8 +64,8 @@ class ZTB_API ZtURI {
   //   path       all behind that "/", a "?" and a "#" included; null if there is no such "/"
   //
   // so "abc://h" has neither host nor path, "abc://h/" has the host "h" and an empty path, and
-  // "abc:///p" has the path "p" and a null host. A text is never read for query and fragment: they
-  // are what getFullURI was given, for a generic URI, and null for all others.
+  // "abc:///p" has the path "p" and a null host. Its query and fragment are what getFullURI was
+  // given, and never read from a text; a repository or data URI has none, and they are null.
   virtual ZtbString getScheme() = 0;
   virtual ZtbString getHost() = 0;
   virtual ZtbString getPath() = 0;
@@ -71,7 +73,8 @@ class ZTB_API ZtURI {
   virtual ZtbString getFragment() = 0;
 
   // The text that the URI was parsed from, exactly as it came, or the text composed from its
-  // components, without escapes, which is kept. A generic URI composes
+  // components, without escapes, which is kept; a work-table URI always composes, and keeps
+  // nothing. A generic URI composes
   //
   //   with             a host                 no host
   //   a scheme         scheme://host/path     scheme:///path
@@ -132,8 +135,9 @@ ZTB_API bool getNativePath(ZtURI* uri, ZtbString* out);
 //
 // An ill-formed byte ends the work, and what is in front of it is appended. False then, unless as
 // many bytes were in front as the whole text has characters. False also if memory ran out for the
-// result, with nothing appended, and if `out` is null; the latter alone is told in `*errorText`, by
-// "The output variable is not allocated or defined to be used.", if `errorText` isn't null.
+// result, or it is longer than a string can be, with nothing appended, and if `out` is null; the
+// latter alone is told in `*errorText`, if that isn't null, by
+// "The output variable is not allocated or defined to be used.".
 // `out` may be the address of `text` itself.
 ZTB_API bool getEscapeStringForURI(ZtbString const& text, char* escapeChars, __int64 escapeCount,
                                    ZtbString* out, ZtbString* errorText);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <climits>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -198,6 +199,15 @@ void assignPiece(std::string_view piece, ZtbString* out) {
   out->assign(piece.data(), static_cast<int>(chars));
 }
 
+// False if memory ran out or no string could hold the result, which leaves `out` as it was.
+bool appendAscii(char const* text, std::size_t size, ZtbString* out) {
+  if (size == 0) return true;
+  if (size > INT_MAX) return false;
+  bool failed = false;
+  out->append(text, static_cast<int>(size), &failed);
+  return !failed;
+}
+
 // False if memory ran out, and `out` is null then. `text` must not lie in `out`.
 bool unescape(std::string_view text, ZtbString* out) {
   if (text.find('%') == std::string_view::npos) {
@@ -370,19 +380,16 @@ bool getEscapeStringForURI(ZtbString const& text, char* escapeChars, __int64 esc
   ZtbString const source = text;  // `out` may be the text itself
   std::string_view const bytes = ztURIView(source);
   bool const hasList = escapeChars && escapeCount > 0;
-  bool failed = false;
-  if (!hasList && isAscii(bytes)) {
-    out->append(bytes.data(), static_cast<int>(bytes.size()), &failed);
-    return !failed;
-  }
+  if (!hasList && isAscii(bytes)) return appendAscii(bytes.data(), bytes.size(), out);
   WorkArea area(kEscapeBytes * bytes.size());
   if (!area.bytes()) return false;
   char* target = area.bytes();
   char const* const stop =
       hasList ? escapeInto(&target, bytes, withListed(escapeChars, escapeCount), anyByte)
               : escapeInto(&target, bytes, kHighBytes, hasHighByte);
-  out->append(area.bytes(), static_cast<int>(target - area.bytes()), &failed);
-  return !failed && stop - bytes.data() >= static_cast<std::ptrdiff_t>(source.length());
+  auto const size = static_cast<std::size_t>(target - area.bytes());
+  return appendAscii(area.bytes(), size, out) &&
+         stop - bytes.data() >= static_cast<std::ptrdiff_t>(source.length());
 }
 
 bool getUnEscapeStringFromURI(ZtbString const& text, ZtbString* out) {

@@ -146,7 +146,10 @@ TEST_F(ZtURITest, EscapingTakesListedAndMultiByteCharacters) {
     EXPECT_EQ(row.done, getEscapeStringForURI(str(row.text), list, row.listed, &out, nullptr));
     EXPECT_EQ(std::string("=") + row.escaped, shown(out)) << "appended";
   }
-  ZtbString out = str("\xC3\xA9");
+  ZtbString out;
+  EXPECT_FALSE(getEscapeStringForURI(str("\xFF"), nullptr, 0, &out, nullptr));
+  EXPECT_TRUE(out.isNull()) << "nothing is appended";
+  out = str("\xC3\xA9");
   EXPECT_TRUE(getEscapeStringForURI(out, nullptr, 3, &out, nullptr)) << "a null list is none";
   EXPECT_EQ("\xC3\xA9%C3%A9", shown(out));
   EXPECT_TRUE(getEscapeStringForURI(ZtbString(), nullptr, 0, &out, nullptr));
