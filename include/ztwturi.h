@@ -16,7 +16,7 @@
 // - a value holds "#", a "%27" or "%2C" of its own, or, with type Boolean, Integer, Real or Date,
 //   a comma (as a date may: "May 6, 2024");
 // - a column has a type without a value, or one whose number isn't that of a type: it comes back as
-//   Unknown.
+//   Unknown, and an empty value as a null one.
 // Nothing is undone or escaped elsewhere: the table and the names stand as they are.
 //
 // Parsing. getURIFromURIString reads a text that begins with "ztwt://" by these rules, whose order
