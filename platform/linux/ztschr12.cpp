@@ -314,8 +314,9 @@ unsigned long long np_uchar_ihash(char const* text, unsigned long long seed) {
   constexpr int kBits = 61;
   constexpr int kCodePointBits = 21;
   constexpr unsigned long long kPrime = (1ULL << kBits) - 1;
-  unsigned long long const point = seed % (kPrime - 1) + 1;
-  unsigned long long hash = 0;  // up to a multiple of the prime; below 2^62
+  // Below 2^60, so that the unreduced hash stays below 2^62 and never wraps.
+  unsigned long long const point = seed % (kPrime / 2) + 1;
+  unsigned long long hash = 0;  // up to a multiple of the prime
   FoldedText folded(text);
   while (unsigned long long const first = folded.next()) {
     unsigned long long const pair = first << kCodePointBits | folded.next();
