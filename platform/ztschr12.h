@@ -241,7 +241,8 @@ inline char* np_uchar_seek(char const* text, int n) {
   if (n >= kFar || n < 0) return np_uchar_seekfar(text, n);
   for (; n > 0; --n) {
     if (*text == '\0') return nullptr;
-    int const bytes = np_uchar_sequence(text);
+    bool const isAscii = static_cast<signed char>(*text) > 0;
+    int const bytes = isAscii ? 1 : np_uchar_sequence(text);
     text += bytes == 0 ? 1 : bytes;
   }
   return const_cast<char*>(text);

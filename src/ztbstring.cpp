@@ -582,8 +582,11 @@ bool ZtbString::doAssign(char const* text, int nChars, int nBytes) {
   if (wanted.bytes <= kMaxBytes) {
     unsigned const bytes = static_cast<unsigned>(wanted.bytes);
     internal = newString(std::bit_ceil(bytes + 1) - 1);
-    // Finds its room made, so it can't fail.
-    if (internal) doAppend(text, wanted.chars, static_cast<int>(bytes));
+    if (internal) {
+      internal->addBytes(text, bytes);
+      internal->charLength =
+          wanted.chars >= 0 ? static_cast<unsigned>(wanted.chars) : np_uchar_length(internal->data);
+    }
   }
   // Last, because the source may lie in it.
   releaseInternal(old);

@@ -77,14 +77,15 @@ bool isLonger(std::string_view piece, std::size_t count) {
 
 // The first dot ends the name, unless it is the first character.
 void parseHost(Grammar const& grammar, std::string_view host, DataComponents* out) {
-  out->server = ZtbString("", true);
+  if (grammar.name != &DataComponents::server) out->server = ZtbString("", true);
   std::size_t const dot = host.find('.');
   bool const isTyped = dot != std::string_view::npos && dot > 0;
   ztURIUnescape(isTyped ? host.substr(0, dot) : host, &(out->*grammar.name));
-  if (isTyped) {
-    ztURIAssign(host.substr(dot + 1), &out->sourceType);
-  } else {
+  std::string_view const type = isTyped ? host.substr(dot + 1) : grammar.defaultType;
+  if (type == grammar.defaultType) {
     out->sourceType = ZtbString(grammar.defaultType, true);
+  } else {
+    ztURIAssign(type, &out->sourceType);
   }
 }
 

@@ -56,23 +56,9 @@ constexpr std::array<Escape, 256> kEscapes = [] {
   return table;
 }();
 
-// Whether a byte is escaped: those of characters of several bytes are, and those that callers list.
-using EscapedBytes = std::array<bool, 256>;
-
-constexpr EscapedBytes kHighBytes = [] {
-  EscapedBytes bytes{};
-  std::fill(bytes.begin() + 128, bytes.end(), true);
-  return bytes;
-}();
-
-EscapedBytes withListed(char const* listed, __int64 count) {
-  EscapedBytes bytes = kHighBytes;
-  for (__int64 i = 0; i < count; ++i) bytes[static_cast<unsigned char>(listed[i])] = true;
-  return bytes;
-}
-
 constexpr std::uint64_t kLowBits = 0x0101010101010101;
 constexpr std::uint64_t kHighBits = 0x8080808080808080;
+constexpr std::ptrdiff_t kWordBytes = sizeof(std::uint64_t);
 
 std::uint64_t loadWord(char const* from) {
   std::uint64_t word;
@@ -80,44 +66,67 @@ std::uint64_t loadWord(char const* from) {
   return word;
 }
 
-bool hasHighByte(std::uint64_t word) {
-  return (word & kHighBits) != 0;
-}
+// What ends a run of bytes that are copied: whether a byte does, and whether one in a word may.
 
-bool anyByte(std::uint64_t) {
-  return true;
-}
+// The bytes of characters of several bytes.
+struct HighByte {
+  bool operator()(char c) const { return static_cast<signed char>(c) < 0; }
+  bool mayBeIn(std::uint64_t word) const { return (word & kHighBits) != 0; }
+};
 
-bool hasPercent(std::uint64_t word) {
-  std::uint64_t const zeroAtPercent = word ^ (kLowBits * '%');
-  return ((zeroAtPercent - kLowBits) & ~zeroAtPercent & kHighBits) != 0;
-}
-
-// Copies bytes up to the first that `stopsAt`; words that `mayStop` tells to be free of such bytes
-// are copied whole. Gives where the copy ends, and moves `text` behind what was copied.
-template <class MayStop, class StopsAt>
-char* copyRun(char const** text, char const* end, char* target, MayStop mayStop, StopsAt stopsAt) {
-  constexpr std::ptrdiff_t kWordBytes = sizeof(std::uint64_t);
-  char const* at = *text;
-  for (; end - at >= kWordBytes && !mayStop(loadWord(at)); at += kWordBytes, target += kWordBytes) {
-    std::memcpy(target, at, kWordBytes);
+// Those, and the characters of one byte that a caller lists.
+class ListedByte {
+ public:
+  ListedByte(char const* listed, __int64 count) {
+    for (__int64 i = 0; i < count; ++i) mIsListed[static_cast<unsigned char>(listed[i])] = true;
   }
-  while (at < end && !stopsAt(*at)) *target++ = *at++;
+  bool operator()(char c) const {
+    return HighByte()(c) || mIsListed[static_cast<unsigned char>(c)];
+  }
+  bool mayBeIn(std::uint64_t) const { return true; }
+
+ private:
+  std::array<bool, 256> mIsListed{};
+};
+
+struct Percent {
+  bool operator()(char c) const { return c == '%'; }
+  bool mayBeIn(std::uint64_t word) const {
+    std::uint64_t const zeroAtPercent = word ^ (kLowBits * '%');
+    return ((zeroAtPercent - kLowBits) & ~zeroAtPercent & kHighBits) != 0;
+  }
+};
+
+// Copies bytes up to the first that ends the run, words at a time where none can. Gives where the
+// copy ends, and moves `text` behind what was copied.
+template <class End>
+char* copyRun(char const** text, char const* end, char* target, End const& endsRun) {
+  char const* at = *text;
+  for (; end - at >= kWordBytes && !endsRun.mayBeIn(loadWord(at)); at += kWordBytes) {
+    target = std::copy_n(at, kWordBytes, target);
+  }
+  while (at < end && !endsRun(*at)) *target++ = *at++;
   *text = at;
   return target;
 }
 
+// A component is mostly short, and then the call of a library function costs more than the look.
+bool hasEscape(std::string_view text) {
+  constexpr std::size_t kShort = 32;
+  if (text.size() > kShort) return text.find('%') != std::string_view::npos;
+  return std::find(text.begin(), text.end(), '%') != text.end();
+}
+
 bool isAscii(std::string_view text) {
-  std::size_t i = 0;
-  constexpr std::size_t kWordBytes = sizeof(std::uint64_t);
-  for (; i + 4 * kWordBytes <= text.size(); i += 4 * kWordBytes) {
-    char const* const at = text.data() + i;
-    std::uint64_t const both = loadWord(at) | loadWord(at + kWordBytes);
-    std::uint64_t const others = loadWord(at + 2 * kWordBytes) | loadWord(at + 3 * kWordBytes);
-    if (hasHighByte(both | others)) return false;
+  constexpr std::ptrdiff_t kBlockBytes = 4 * kWordBytes;
+  char const* at = text.data();
+  char const* const end = at + text.size();
+  for (; end - at >= kBlockBytes; at += kBlockBytes) {
+    std::uint64_t const front = loadWord(at) | loadWord(at + kWordBytes);
+    std::uint64_t const back = loadWord(at + 2 * kWordBytes) | loadWord(at + 3 * kWordBytes);
+    if (HighByte().mayBeIn(front | back)) return false;
   }
-  return std::none_of(text.begin() + static_cast<std::ptrdiff_t>(i), text.end(),
-                      [](char c) { return static_cast<signed char>(c) < 0; });
+  return std::none_of(at, end, HighByte());
 }
 
 // Room to build a text in: on the stack for the short ones, else on the heap.
@@ -136,21 +145,25 @@ class WorkArea {
   char* mBytes;
 };
 
+// Writes the escape of a byte, and a byte behind it that the next write covers.
+char* escapeOne(char byte, char* target) {
+  Escape const& escape = kEscapes[static_cast<unsigned char>(byte)];
+  std::memcpy(target, escape.text, sizeof escape.text);
+  return target + kEscapeBytes;
+}
+
 // Escapes a text up to its end or its first ill-formed byte: gives where it stopped, and moves
 // `target` behind what was written.
-char const* escapeInto(char** target, std::string_view text, EscapedBytes const& escaped,
-                       bool (*mayStop)(std::uint64_t)) {
+template <class Escaped>
+char const* escapeInto(char** target, std::string_view text, Escaped const& isEscaped) {
   char const* at = text.data();
   char const* const end = at + text.size();
   char* to = *target;
-  auto const isEscaped = [&](char c) { return escaped[static_cast<unsigned char>(c)]; };
   for (;;) {
-    to = copyRun(&at, end, to, mayStop, isEscaped);
-    int bytes = 0;
-    if (at == end || np_uchar_toint(at, &bytes) == np_uchar_illformed) break;
-    for (; bytes > 0; --bytes) {
-      to = std::copy_n(kEscapes[static_cast<unsigned char>(*at++)].text, kEscapeBytes, to);
-    }
+    to = copyRun(&at, end, to, isEscaped);
+    int bytes = at == end ? 0 : np_uchar_sequence(at);
+    if (bytes == 0) break;
+    for (; bytes > 0; --bytes) to = escapeOne(*at++, to);
   }
   *target = to;
   return at;
@@ -184,11 +197,11 @@ char* unescapeOne(char const* escape, char* target) {
 void unescapeInto(char* target, std::string_view text) {
   char const* at = text.data();
   char const* const end = at + text.size();
-  while (at < end) {
-    target = copyRun(&at, end, target, hasPercent, [](char c) { return c == '%'; });
-    if (end - at < kEscapeBytes) break;
-    target = unescapeOne(at, target);
-    at += kEscapeBytes;
+  while (end - at >= kEscapeBytes) {
+    target = copyRun(&at, end, target, Percent());
+    for (; end - at >= kEscapeBytes && *at == '%'; at += kEscapeBytes) {
+      target = unescapeOne(at, target);
+    }
   }
   *std::copy(at, end, target) = '\0';
 }
@@ -210,7 +223,7 @@ bool appendAscii(char const* text, std::size_t size, ZtbString* out) {
 
 // False if memory ran out, and `out` is null then. `text` must not lie in `out`.
 bool unescape(std::string_view text, ZtbString* out) {
-  if (text.find('%') == std::string_view::npos) {
+  if (!hasEscape(text)) {
     assignPiece(text, out);
     return !out->isNull();
   }
@@ -381,14 +394,12 @@ bool getEscapeStringForURI(ZtbString const& text, char* escapeChars, __int64 esc
   std::string_view const bytes = ztURIView(source);
   bool const hasList = escapeChars && escapeCount > 0;
   if (!hasList && isAscii(bytes)) return appendAscii(bytes.data(), bytes.size(), out);
-  WorkArea area(kEscapeBytes * bytes.size());
+  WorkArea area(kEscapeBytes * bytes.size() + 1);
   if (!area.bytes()) return false;
-  char* target = area.bytes();
-  char const* const stop =
-      hasList ? escapeInto(&target, bytes, withListed(escapeChars, escapeCount), anyByte)
-              : escapeInto(&target, bytes, kHighBytes, hasHighByte);
-  auto const size = static_cast<std::size_t>(target - area.bytes());
-  return appendAscii(area.bytes(), size, out) &&
+  char* end = area.bytes();
+  char const* const stop = hasList ? escapeInto(&end, bytes, ListedByte(escapeChars, escapeCount))
+                                   : escapeInto(&end, bytes, HighByte());
+  return appendAscii(area.bytes(), static_cast<std::size_t>(end - area.bytes()), out) &&
          stop - bytes.data() >= static_cast<std::ptrdiff_t>(source.length());
 }
 
