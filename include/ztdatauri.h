@@ -43,7 +43,8 @@
 //   - a "/" in a component and a "." in the name of the host position aren't protected;
 //   - a "%" with two hexadecimal digits behind it is an escape when it is read;
 //   - without a name, the type isn't in the text;
-//   - escaped, a component with multi-byte characters may end at an ill-formed byte (zturi.h).
+//   - escaped, a component with multi-byte characters may end at an ill-formed byte (zturi.h), and
+//     one with a multi-byte character within two bytes behind a "%" reads back differently.
 //
 // A text without a slash behind the host position has neither name nor parts: ztd://s.T reads like
 // ztd:///.
