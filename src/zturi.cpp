@@ -173,7 +173,7 @@ constexpr std::array<signed char, 256> kHexValues = [] {
   std::array<signed char, 256> values{};
   values.fill(-1);
   for (signed char i = 0; i < 16; ++i) {
-    values[static_cast<unsigned char>("0123456789ABCDEF"[i])] = i;
+    values[static_cast<unsigned char>(kHexDigits[i])] = i;
     values[static_cast<unsigned char>("0123456789abcdef"[i])] = i;
   }
   return values;

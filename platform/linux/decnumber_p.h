@@ -37,8 +37,9 @@ struct Finite {
 };
 
 // 10 to the powers 0 to 172; the first 58 have three words, the first 116 six.
+constexpr int kPowerCount = 173;
 struct Powers {
-  Wide<9> rows[173];
+  Wide<9> rows[kPowerCount];
 };
 extern Powers const kPowers;
 

@@ -10,7 +10,7 @@ namespace {
 constexpr Powers makePowers() {
   Powers table{};
   table.rows[0].w[0] = 1;
-  for (int i = 1; i < 173; ++i) {
+  for (int i = 1; i < kPowerCount; ++i) {
     table.rows[i] = table.rows[i - 1];
     multiplyAdd(table.rows[i], 10, 0);
   }
