@@ -160,6 +160,18 @@ int np_fio_open(char const* path, int flags, NpFile** result);
 // Ends a file. A null `file` does nothing.
 void np_fio_close(NpFile* file);
 
+// Makes a file of its own in `directory` (null or empty: the system's folder for temporary files).
+int np_fio_tmpfile(char const* directory, char const* prefix, char* pathResult, unsigned pathSize,
+                   NpFile** result);
+
+int np_fio_getb(NpFile* file, char* buffer, unsigned count);
+int np_fio_gets(NpFile* file, char* buffer, int size);
+int np_fio_putm(NpFile* file, char const* text, ...) __attribute__((sentinel));
+long long np_fio_seek64(NpFile* file, long long offset, int origin);
+unsigned np_fio_seek(NpFile* file, int offset, int origin);
+int np_fio_trunc(NpFile* file);
+int np_fio_unlink(char const* path);
+
 // ---- Status -------------------------------------------------------------------------------------
 
 // What a file is. Frozen.

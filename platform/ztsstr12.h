@@ -109,4 +109,8 @@ double zts_gmtimetoday();
 unsigned zts_format_time(wchar_t* target, unsigned targetChars, wchar_t const* format,
                          std::tm const* time);
 
+// Base64 (RFC 4648, section 4)
+
+int zts_b64_encode(char const* bytes, int count, char* target, int targetSize);
+
 #endif

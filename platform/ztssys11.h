@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The system: environment, the locale's character set, local time, loadable modules, unique text.
+// The system: environment, the locale's character set, local time, processes, loadable modules,
+// unique text.
 //
 // What holds for all functions here:
 // - Texts are NUL-terminated bytes; a size is in bytes and counts the terminator.
@@ -12,6 +13,8 @@
 
 #ifndef ZTSSYS11_H
 #define ZTSSYS11_H
+
+#include <cstdint>
 
 // --- Environment ---
 //
@@ -66,6 +69,39 @@ void np_stamp_zone();
 // untouched, if the year doesn't fit an `int`. No output may be null.
 int np_stamp_local(long long seconds, int* year, int* month, int* day, int* hour, int* minute,
                    int* second);
+
+// --- Processes ---
+
+struct NpProcess;
+
+// Bits of the flags word of a start. Frozen.
+enum NpProcessFlags : int {
+  np_proc_output = 4,        // standard output and error output go to `outputFile`
+  np_proc_environment = 32,  // `environment` is the program's environment
+  np_proc_base = 128,        // part of every word
+};
+
+// How a program is started. Four words.
+struct NpProcessStart {
+  std::uintptr_t reserved0;  // 0
+  std::uintptr_t reserved1;  // 0
+  char const* outputFile;    // null without np_proc_output
+  char** environment;        // ends in a null pointer; null without np_proc_environment
+};
+
+// What np_proc_wait tells. Frozen.
+enum NpProcessStatus : int {
+  np_proc_ended = 0,    // it has ended; the code is its exit code
+  np_proc_running = 1,  // the limit was reached first
+  np_proc_aborted = 3,  // a signal ended it; the code is the signal's number
+};
+
+int np_proc_shellexec(char const* commandLine, int flags, NpProcessStart const* start,
+                      NpProcess** result);
+int np_proc_execute(char const** argv, int flags, NpProcessStart const* start, NpProcess** result);
+int np_proc_wait(NpProcess* process, int waitLimit, int* status, int* code);
+char const* np_proc_geterr(NpProcess* process);
+void np_proc_destroy(NpProcess* process);
 
 // --- Loadable modules ---
 //
