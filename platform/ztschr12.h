@@ -112,6 +112,10 @@ int np_uchar_isspace(char const* position, int* charBytes);
 // other scripts, which no number of the suite has, and for everything else. `charBytes` as above.
 int np_uchar_isdigit(char const* position, int* charBytes);
 
+// Non-zero if the character at `position` is one of ASCII, U+0001 to U+007F; zero for every other,
+// for ill-formed bytes and the terminator. `charBytes` as above.
+int np_uchar_isascii(char const* position, int* charBytes);
+
 // Compares two texts without regard to case: below 0, 0, or above 0 as `a` comes before, with or
 // behind `b`.
 //
@@ -234,6 +238,10 @@ inline int np_uchar_isspace(char const* position, int* charBytes) {
 
 inline int np_uchar_isdigit(char const* position, int* charBytes) {
   return np_uchar_toint(position, charBytes) - '0' < 10;
+}
+
+inline int np_uchar_isascii(char const* position, int* charBytes) {
+  return np_uchar_toint(position, charBytes) - 1 < 0x7F;
 }
 
 inline char* np_uchar_seek(char const* text, int n) {

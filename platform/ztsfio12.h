@@ -157,19 +157,81 @@ int np_fio_text_geterr(NpTextFile* file);
 // 0, or a code with `*result` null. A null or empty path is a failure.
 int np_fio_open(char const* path, int flags, NpFile** result);
 
-// Ends a file. A null `file` does nothing.
+// Ends a file. A null `file` does nothing. There is nothing left to write that could fail.
 void np_fio_close(NpFile* file);
 
-// Makes a file of its own in `directory` (null or empty: the system's folder for temporary files).
+// Makes an empty file that nobody has yet, opens it for reading and writing, and gives it in
+// `*result`, to be ended with np_fio_close and removed with np_fio_unlink. Only the user of this
+// process may open it (mode 0600 less the process's mask), and programs that the process starts
+// don't inherit it. Its name is `prefix` (null is empty; no "/") and six random characters.
+//
+// A null or empty `directory` is the system's: the one that the variable TMPDIR names, if that is
+// an absolute path of a folder in which this process may make files, otherwise "/tmp".
+//
+// `pathResult` receives the path, `directory` and the name joined: so it is relative if `directory`
+// is. `pathSize` is its size in bytes, with the terminator.
+//
+// 0, or a code with the empty text in `pathResult`, `*result` null and no file left behind; a path
+// that doesn't fit is such a failure (ENAMETOOLONG).
 int np_fio_tmpfile(char const* directory, char const* prefix, char* pathResult, unsigned pathSize,
                    NpFile** result);
 
+// Of an open file, these hold for the functions below:
+//
+// - Bytes are bytes: nothing is decoded, and a line end is LF.
+// - There is one position for reading and writing, 0 after opening. The functions may be mixed in
+//   any order. Lines are read ahead, 64 KiB at most; what somebody else changes in those bytes
+//   meanwhile doesn't show until the file is positioned anew.
+// - Writing isn't buffered: after the call, the system has the bytes.
+// - A null `file` fails as an invalid argument. A file belongs to one thread at a time.
+
+// Reads `count` bytes into `buffer`, less only if the file ends first: interrupted and short reads
+// go on, and of a pipe it waits for them. A count above INT_MAX is INT_MAX. Gives the bytes, 0 at
+// the end of the file (which isn't final: what is appended later is read by a later call), or a
+// negative code. A failure behind some bytes is told by the next call.
 int np_fio_getb(NpFile* file, char* buffer, unsigned count);
+
+// Reads one line with its LF, or `size` - 1 bytes of it if it is longer, the rest coming with the
+// next call, and puts a terminator behind. Gives the bytes without the terminator, which tell the
+// line's length also where it has a NUL; 0 at the end of the file and nowhere else. The last line
+// may lack its LF.
+//
+// A negative code on failure, with the empty text in `buffer`: np_fio_err_small_buffer for a `size`
+// below 2. A failure behind some bytes is told by the next call. Costs a system call for each
+// 64 KiB, not for each line.
 int np_fio_gets(NpFile* file, char* buffer, int size);
+
+// Writes the texts in their order, up to the null pointer that must end them, without anything
+// between them. Up to 16 texts are one write to the system; interrupted and short writes go on.
+// Gives the bytes, INT_MAX if they are more, or a negative code with an unknown part written, the
+// position being behind it. A full disk is a failure, and so is a closed pipe, which raises no
+// signal.
+//
+//   np_fio_putm(file, name, ": ", value, "\r\n", nullptr);
 int np_fio_putm(NpFile* file, char const* text, ...) __attribute__((sentinel));
+
+// Where an offset counts from. Frozen.
+enum NpFileOrigin : int {
+  np_fio_from_start = 0,
+  np_fio_from_here = 1,
+  np_fio_from_end = 2,
+};
+
+// Moves the position by `offset` bytes from an NpFileOrigin, and gives the new one from the start.
+// It may lie behind the end; the gap reads as zeros once something is written there. A negative
+// code, with the position as it was, for another origin, a place before the start, and a pipe.
 long long np_fio_seek64(NpFile* file, long long offset, int origin);
+
+// The same for small files. All ones (0xFFFFFFFF) on failure, with the position as it was; a place
+// whose number the result can't tell, 4294967295 and on, is a failure.
 unsigned np_fio_seek(NpFile* file, int offset, int origin);
+
+// Cuts the file at its position, which stays; one that ends before is filled up with zeros to it.
+// 0 or a code.
 int np_fio_trunc(NpFile* file);
+
+// Removes the file at `path`; a link, not what it leads to. Who has it open keeps it. 0 or a code;
+// a folder is refused.
 int np_fio_unlink(char const* path);
 
 // ---- Status -------------------------------------------------------------------------------------

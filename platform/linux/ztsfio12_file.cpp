@@ -7,16 +7,47 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
+#include <climits>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <limits>
+#include <memory>
 #include <new>
+#include <span>
 
 #include "ztsfio12.h"
 #include "ztsfio12_handle.h"
 #include "ztsfio12_status.h"
+#include "ztsfio12_write.h"
+#include "ztssys11.h"
+
+namespace {
+
+// What a file has been read ahead for its lines.
+constexpr std::size_t kAheadBytes = 64 * 1024;
+
+}  // namespace
 
 struct NpFile {
+  explicit NpFile(NpDescriptor opened) : descriptor(std::move(opened)) {}
+
   NpDescriptor descriptor;
+  bool isRegular = false;
+  // The bytes between `begin` and `end` are read and not yet delivered; the system's position is
+  // behind them. The room is made for the first line.
+  std::unique_ptr<char[]> ahead;
+  std::size_t begin = 0;
+  std::size_t end = 0;
+
+  std::size_t aheadBytes() const { return end - begin; }
+  void take(char* target, std::size_t bytes) {
+    std::memcpy(target, ahead.get() + begin, bytes);
+    begin += bytes;
+  }
 };
 
 namespace {
@@ -48,12 +79,94 @@ int openBits(int flags) {
   return bits;
 }
 
-int openFile(char const* path, int flags, NpDescriptor& descriptor) {
-  int const failure = npOpenDescriptor(path, openBits(flags), descriptor);
-  if (failure != 0) return failure;
+// Wraps what was opened: 0 and the file, or a code.
+int wrap(NpDescriptor descriptor, NpFile** result) {
   struct stat status {};
   if (::fstat(descriptor.get(), &status) != 0) return npFioCode(errno);
-  return S_ISDIR(status.st_mode) ? npFioCode(EISDIR) : 0;
+  if (S_ISDIR(status.st_mode)) return npFioCode(EISDIR);
+  auto* const file = new (std::nothrow) NpFile(std::move(descriptor));
+  if (file == nullptr) return npFioCode(ENOMEM);
+  file->isRegular = S_ISREG(status.st_mode);
+  *result = file;
+  return 0;
+}
+
+bool isWritableFolder(char const* path) {
+  struct stat status {};
+  return *path == '/' && statusOf(path, status) == 0 && S_ISDIR(status.st_mode) &&
+         ::faccessat(AT_FDCWD, path, W_OK | X_OK, AT_EACCESS) == 0;
+}
+
+// Writes the path of a temporary file, up to its random characters. 0 or a code.
+int temporaryPath(char const* directory, char const* prefix, char* path, unsigned size) {
+  std::size_t const bytes = std::strlen(directory);
+  char const* const separator = directory[bytes - 1] == '/' ? "" : "/";
+  int const length = std::snprintf(path, size, "%s%s%sXXXXXX", directory, separator, prefix);
+  bool const fits = length >= 0 && static_cast<unsigned>(length) < size;
+  return fits ? 0 : npFioCode(ENAMETOOLONG);
+}
+
+int createTemporary(char const* directory, char const* prefix, char* path, unsigned size,
+                    NpFile** result) {
+  NpDescriptor descriptor;
+  do {
+    int const failure = temporaryPath(directory, prefix, path, size);
+    if (failure != 0) return failure;
+    descriptor = NpDescriptor(::mkostemp(path, O_CLOEXEC));
+  } while (!descriptor && errno == EINTR);
+  if (!descriptor) return npFioCode(errno);
+  int const failure = wrap(std::move(descriptor), result);
+  if (failure != 0) ::unlink(path);
+  return failure;
+}
+
+// Reads once, as much as there is. The bytes, or a negative code.
+int readSome(NpFile const& file, char* buffer, std::size_t size) {
+  ssize_t n = -1;
+  do {
+    n = ::read(file.descriptor.get(), buffer, std::min<std::size_t>(size, INT_MAX));
+  } while (n < 0 && errno == EINTR);
+  return n < 0 ? -npFioCode(errno) : static_cast<int>(n);
+}
+
+// Refills what is read ahead once it is used up. The bytes, 0 at the end, or a negative code.
+int readAhead(NpFile& file) {
+  if (file.ahead == nullptr) file.ahead.reset(new (std::nothrow) char[kAheadBytes]);
+  if (file.ahead == nullptr) return -npFioCode(ENOMEM);
+  int const n = readSome(file, file.ahead.get(), kAheadBytes);
+  file.begin = 0;
+  file.end = n > 0 ? static_cast<std::size_t>(n) : 0;
+  return n;
+}
+
+// Brings the system's position to that of the caller. 0 or a code, with what is ahead kept.
+int settle(NpFile& file) {
+  if (file.aheadBytes() == 0) return 0;
+  auto const back = static_cast<off_t>(file.aheadBytes());
+  if (::lseek(file.descriptor.get(), -back, SEEK_CUR) < 0) return npFioCode(errno);
+  file.begin = file.end = 0;
+  return 0;
+}
+
+int write(NpFile const& file, std::span<iovec> parts) {
+  int const fd = file.descriptor.get();
+  return npFioCode(file.isRegular ? npWriteAll(fd, parts) : npWriteAllWithoutSignal(fd, parts));
+}
+
+// Writes the texts up to the null pointer, a handful at a time. The bytes, or a negative code.
+int writeTexts(NpFile const& file, char const* text, va_list more) {
+  std::array<iovec, 16> parts;
+  std::size_t total = 0;
+  while (text != nullptr) {
+    std::size_t count = 0;
+    for (; text != nullptr && count < parts.size(); text = va_arg(more, char const*)) {
+      parts[count] = {const_cast<char*>(text), std::strlen(text)};
+      total += parts[count++].iov_len;
+    }
+    int const code = write(file, {parts.data(), count});
+    if (code != 0) return -code;
+  }
+  return static_cast<int>(std::min<std::size_t>(total, INT_MAX));
 }
 
 }  // namespace
@@ -104,12 +217,110 @@ int np_fio_open(char const* path, int flags, NpFile** result) {
   if (result != nullptr) *result = nullptr;
   if (result == nullptr || (flags & np_fio_flag_access) != 0) return testAccess(path, flags);
   NpDescriptor descriptor;
-  int const failure = openFile(path, flags, descriptor);
-  if (failure != 0) return failure;
-  *result = new (std::nothrow) NpFile{std::move(descriptor)};
-  return *result == nullptr ? npFioCode(ENOMEM) : 0;
+  int const failure = npOpenDescriptor(path, openBits(flags), descriptor);
+  return failure != 0 ? failure : wrap(std::move(descriptor), result);
 }
 
 void np_fio_close(NpFile* file) {
   delete file;
+}
+
+int np_fio_tmpfile(char const* directory, char const* prefix, char* pathResult, unsigned pathSize,
+                   NpFile** result) {
+  if (result != nullptr) *result = nullptr;
+  if (pathResult == nullptr || pathSize == 0) return npFioCode(EINVAL);
+  *pathResult = '\0';
+  if (prefix == nullptr) prefix = "";
+  if (result == nullptr || std::strchr(prefix, '/') != nullptr) return npFioCode(EINVAL);
+  char systemFolder[PATH_MAX];
+  if (directory == nullptr || *directory == '\0') {
+    np_env_get("TMPDIR", systemFolder, sizeof systemFolder);
+    directory = isWritableFolder(systemFolder) ? systemFolder : "/tmp";
+  }
+  int const failure = createTemporary(directory, prefix, pathResult, pathSize, result);
+  if (failure != 0) *pathResult = '\0';
+  return failure;
+}
+
+int np_fio_getb(NpFile* file, char* buffer, unsigned count) {
+  if (file == nullptr || (buffer == nullptr && count > 0)) return -npFioCode(EINVAL);
+  std::size_t const wanted = std::min<std::size_t>(count, INT_MAX);
+  std::size_t got = std::min(wanted, file->aheadBytes());
+  if (got > 0) file->take(buffer, got);
+  while (got < wanted) {
+    int const n = readSome(*file, buffer + got, wanted - got);
+    if (n < 0 && got == 0) return n;
+    if (n <= 0) break;
+    got += static_cast<std::size_t>(n);
+  }
+  return static_cast<int>(got);
+}
+
+int np_fio_gets(NpFile* file, char* buffer, int size) {
+  if (buffer != nullptr && size > 0) *buffer = '\0';
+  if (file == nullptr || buffer == nullptr) return -npFioCode(EINVAL);
+  if (size < 2) return -np_fio_err_small_buffer;
+  auto const room = static_cast<std::size_t>(size - 1);
+  std::size_t got = 0;
+  while (got < room && (got == 0 || buffer[got - 1] != '\n')) {
+    int const n = file->aheadBytes() > 0 ? 1 : readAhead(*file);
+    if (n < 0 && got == 0) return n;
+    if (n <= 0) break;
+    std::size_t const most = std::min(room - got, file->aheadBytes());
+    char const* const start = file->ahead.get() + file->begin;
+    auto const* const lineEnd = static_cast<char const*>(std::memchr(start, '\n', most));
+    std::size_t const piece =
+        lineEnd == nullptr ? most : static_cast<std::size_t>(lineEnd - start) + 1;
+    file->take(buffer + got, piece);
+    got += piece;
+  }
+  buffer[got] = '\0';
+  return static_cast<int>(got);
+}
+
+int np_fio_putm(NpFile* file, char const* text, ...) {
+  if (file == nullptr) return -npFioCode(EINVAL);
+  int const code = settle(*file);
+  if (code != 0) return -code;
+  va_list more;
+  va_start(more, text);
+  int const result = writeTexts(*file, text, more);
+  va_end(more);
+  return result;
+}
+
+long long np_fio_seek64(NpFile* file, long long offset, int origin) {
+  static_assert(np_fio_from_start == SEEK_SET && np_fio_from_here == SEEK_CUR &&
+                np_fio_from_end == SEEK_END);
+  bool const isKnown = origin >= np_fio_from_start && origin <= np_fio_from_end;
+  if (file == nullptr || !isKnown) return -npFioCode(EINVAL);
+  int const code = settle(*file);
+  if (code != 0) return -code;
+  off_t const position = ::lseek(file->descriptor.get(), offset, origin);
+  return position < 0 ? -npFioCode(errno) : position;
+}
+
+unsigned np_fio_seek(NpFile* file, int offset, int origin) {
+  constexpr unsigned kFailure = 0xFFFFFFFF;
+  long long const before = np_fio_seek64(file, 0, np_fio_from_here);
+  if (before < 0) return kFailure;
+  long long const position = np_fio_seek64(file, offset, origin);
+  if (position >= 0 && position < kFailure) return static_cast<unsigned>(position);
+  np_fio_seek64(file, before, np_fio_from_start);
+  return kFailure;
+}
+
+int np_fio_trunc(NpFile* file) {
+  long long const position = np_fio_seek64(file, 0, np_fio_from_here);
+  if (position < 0) return static_cast<int>(-position);
+  int result = -1;
+  do {
+    result = ::ftruncate(file->descriptor.get(), position);
+  } while (result != 0 && errno == EINTR);
+  return result == 0 ? 0 : npFioCode(errno);
+}
+
+int np_fio_unlink(char const* path) {
+  if (path == nullptr) return npFioCode(EINVAL);
+  return ::unlink(path) == 0 ? 0 : npFioCode(errno);
 }

@@ -3,74 +3,23 @@
 // Writing text: one call, one write to the system, so that a failure is seen by the call that met
 // it, and a line stays whole beside other appenders.
 
-#include <signal.h>
-#include <sys/uio.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <climits>
-#include <ctime>
 
 #include "ztschr12.h"
 #include "ztsfio12_text_p.h"
+#include "ztsfio12_write.h"
 
 namespace {
 
 // What the buffer of the encoded text may keep between calls.
 constexpr std::size_t kKeptBytes = 256 * 1024;
 
-// Keeps a write to a closed pipe from ending the process: the signal is held back for this thread
-// and taken away before it is let through again.
-class SigpipeGuard {
- public:
-  SigpipeGuard() {
-    sigemptyset(&mSigpipe);
-    sigaddset(&mSigpipe, SIGPIPE);
-    sigset_t pending;
-    sigpending(&pending);
-    mWasPending = sigismember(&pending, SIGPIPE) == 1;
-    pthread_sigmask(SIG_BLOCK, &mSigpipe, &mMaskBefore);
-  }
-  SigpipeGuard(SigpipeGuard const&) = delete;
-  SigpipeGuard& operator=(SigpipeGuard const&) = delete;
-  ~SigpipeGuard() {
-    timespec const noWait = {0, 0};
-    if (!mWasPending) {
-      while (sigtimedwait(&mSigpipe, nullptr, &noWait) < 0 && errno == EINTR) {
-      }
-    }
-    pthread_sigmask(SIG_SETMASK, &mMaskBefore, nullptr);
-  }
-
- private:
-  sigset_t mSigpipe;
-  sigset_t mMaskBefore;
-  bool mWasPending;
-};
-
 iovec part(std::string_view bytes) {
   return {const_cast<char*>(bytes.data()), bytes.size()};
-}
-
-// Takes `bytes` off the front of two pieces.
-void advance(std::string_view& first, std::string_view& second, std::size_t bytes) {
-  std::size_t const ofFirst = std::min(bytes, first.size());
-  first.remove_prefix(ofFirst);
-  second.remove_prefix(bytes - ofFirst);
-}
-
-// Writes both pieces whole, in one system call unless the system takes less. 0 or an errno value.
-int writeAll(int fd, std::string_view first, std::string_view second) {
-  while (!first.empty() || !second.empty()) {
-    iovec const parts[] = {part(first), part(second)};
-    ssize_t const n = ::writev(fd, parts, 2);
-    if (n < 0 && errno == EINTR) continue;
-    if (n < 0) return errno;
-    if (n == 0) return EIO;
-    advance(first, second, static_cast<std::size_t>(n));
-  }
-  return 0;
 }
 
 }  // namespace
@@ -132,7 +81,7 @@ int NpTextWriter::encode(std::string_view text) {
 }
 
 int NpTextWriter::put(std::string_view first, std::string_view second) {
-  if (mIsRegular) return -npFioCode(writeAll(mDescriptor.get(), first, second));
-  SigpipeGuard const guard;
-  return -npFioCode(writeAll(mDescriptor.get(), first, second));
+  iovec parts[] = {part(first), part(second)};
+  int const fd = mDescriptor.get();
+  return -npFioCode(mIsRegular ? npWriteAll(fd, parts) : npWriteAllWithoutSignal(fd, parts));
 }
