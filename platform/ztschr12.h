@@ -128,8 +128,8 @@ int np_uchar_icomp(char const* a, char const* b);
 // A hash of a text without regard to case: texts that np_uchar_icomp finds equal have the same one.
 // Below 2 to the power of 61; the lowest bits spread as well as any. For hash tables whose keys
 // come from outside: for a random `seed`, two different folded texts of at most n code points meet
-// in the lowest k bits with a probability of about n / 2^k, whoever chose them, so nobody who
-// doesn't know the seed can slow such a table down. Not for what leaves the process.
+// in the lowest k bits with a probability of the order of n / 2^k, whoever chose them, so nobody
+// who doesn't know the seed can slow such a table down. Not for what leaves the process.
 unsigned long long np_uchar_ihash(char const* text, unsigned long long seed);
 
 // Maps `source` to lower or upper case, each character by itself, as Unicode's simple mappings say;

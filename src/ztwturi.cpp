@@ -201,7 +201,7 @@ bool ColumnIndex::reserve() {
   return true;
 }
 
-// Random for each process, so that no text can be written whose names all meet in one bucket.
+// Random for each process, so that no text can be written whose names all ask for one slot.
 unsigned long long nameHash(ZtbString const& name) {
   static unsigned long long const seed = [] {
     char randomText[np_uniq_size];

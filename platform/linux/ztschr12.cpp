@@ -307,20 +307,21 @@ int np_uchar_icomp(char const* a, char const* b) {
 }
 
 // The folded text, two code points at a time, as a polynomial over the field of the Mersenne prime
-// 2^61 - 1, at the point that the seed gives: two polynomials of degree n that aren't the same are
-// equal at n points at most.
+// 2^61 - 1, at the point that the seed gives: two polynomials of degree n that aren't the same have
+// a given distance at n points at most. There is no constant term, since texts that differ in it
+// alone would have the same distance at every point.
 unsigned long long np_uchar_ihash(char const* text, unsigned long long seed) {
   __extension__ using Product = unsigned __int128;
   constexpr int kBits = 61;
   constexpr int kCodePointBits = 21;
   constexpr unsigned long long kPrime = (1ULL << kBits) - 1;
-  // Below 2^60, so that the unreduced hash stays below 2^62 and never wraps.
+  // Below 2^60, so that the unreduced hash stays below 2^63 and never wraps.
   unsigned long long const point = seed % (kPrime / 2) + 1;
   unsigned long long hash = 0;  // up to a multiple of the prime
   FoldedText folded(text);
   while (unsigned long long const first = folded.next()) {
     unsigned long long const pair = first << kCodePointBits | folded.next();
-    Product const product = static_cast<Product>(hash) * point + pair;
+    Product const product = static_cast<Product>(hash + pair) * point;
     hash = static_cast<unsigned long long>(product & kPrime) +
            static_cast<unsigned long long>(product >> kBits);
   }

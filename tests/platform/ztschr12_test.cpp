@@ -277,6 +277,21 @@ TEST(Chars, ComparisonFoldsCase) {
   }
 }
 
+// Texts that differ in one character once had the same low bits, whatever the seed was.
+TEST(Chars, HashesSpreadInTheirLowestBitsWhereverTheTextsDiffer) {
+  constexpr unsigned kTexts = 4096;
+  for (char const* const around : {"|", "|x", "x|", "xy|", "xy|z", "|xyz"}) {
+    std::string const frame = around;
+    std::size_t const gap = frame.find('|');
+    std::vector<int> slots(kTexts);
+    for (unsigned i = 0; i < kTexts; ++i) {
+      std::string const text = frame.substr(0, gap) + utf8(0x4E00 + i) + frame.substr(gap + 1);
+      ++slots[np_uchar_ihash(text.c_str(), 0x9E3779B97F4A7C15u) % kTexts];
+    }
+    EXPECT_GT(16, *std::max_element(slots.begin(), slots.end())) << frame;
+  }
+}
+
 TEST(Chars, ComparisonIsAStrictWeakOrdering) {
   static char const* const kPieces[] = {"a",  "A",   "s", "ss",     "ß",    "ẞ",    "ﬃ",
                                         "f",  "Ffi", "Σ", "ς",      "\x80", "\xE4", "\xE4\xB8",
