@@ -19,6 +19,7 @@
 #include "ztbmessage.h"
 #include "ztbparse.h"
 #include "ztbreal.h"
+#include "ztbsingleton.h"
 #include "ztbstartup.h"
 #include "ztbstring.h"
 #include "ztbstringformat.h"

@@ -147,6 +147,10 @@ void ztbUnlockGlobal() {
   ztLockRelease(globalLock);
 }
 
+ZtLock ztbSingletonLock() {
+  return singletonLock;
+}
+
 char const* ztbExecutableDir() {
   return executableDir;
 }

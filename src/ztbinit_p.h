@@ -5,6 +5,8 @@
 #ifndef ZTBINIT_P_H
 #define ZTBINIT_P_H
 
+#include "ztbb10.h"
+
 // Whether the library is up, that is whether the global lock exists.
 bool ztbIsInitialized();
 
@@ -12,6 +14,9 @@ bool ztbIsInitialized();
 // is down, taking it does nothing.
 void ztbLockGlobal();
 void ztbUnlockGlobal();
+
+// The lock of the registry of shared instances; null while the library is down.
+ZtLock ztbSingletonLock();
 
 // Holds the global lock for the length of a block.
 class ZtbGlobalHold {
