@@ -113,4 +113,58 @@ unsigned zts_format_time(wchar_t* target, unsigned targetChars, wchar_t const* f
 
 int zts_b64_encode(char const* bytes, int count, char* target, int targetSize);
 
+// The line coder
+//
+// Turns bytes into lines of text that nobody can read or change without the key, and back:
+// XChaCha20-Poly1305 in the secret-stream form of libsodium, one message a line. A line is 54 bytes
+// in base64, 72 characters; the last one is shorter or just as long. The first begins with the
+// header of the stream (24 bytes). Each message has 17 bytes for its tag, so that the first line
+// carries 13 bytes of the input and the others 37. The last message is marked as the last.
+//
+// The key is in the file that ZTB_KEY_FILE names: 64 hexadecimal digits, with white space at most
+// behind them, in a regular file that belongs to this user or to root and that nobody else may read
+// or write. Without the variable, or with an empty one, it is a built-in one: obfuscation only.
+//
+// A state belongs to one thread at a time; it is the caller's memory, needs no alignment, and is
+// used for writing or for reading, not both.
+
+inline constexpr int zts_xc_state_bytes = 340;
+inline constexpr int zts_xc_line_bytes = 72;   // the characters of a full line
+inline constexpr int zts_xc_input_bytes = 37;  // what a line carries at most
+
+// What zts_xc_reset tells about the key. Frozen.
+enum ZtsCoderKey : int {
+  zts_xc_key_ready = 0,
+  zts_xc_key_unreadable = 1,  // there is no such file, or it can't be read
+  zts_xc_key_exposed = 2,     // others may read or write it, or it is someone else's
+  zts_xc_key_form = 3,        // it isn't a regular file of 64 hexadecimal digits
+  zts_xc_key_system = 4,      // the system gives no random bytes
+};
+
+// Starts a run in `state`, and gives a ZtsCoderKey, in `*info` too. Without a key the run codes
+// nothing: zts_xc_write takes all input and never has a line, zts_xc_read gives nothing. The file
+// is read at each call.
+int zts_xc_reset(void* state, int* info);
+
+// The text of a ZtsCoderKey, in English; static. Empty for zts_xc_key_ready.
+char const* zts_xc_keytext(int info);
+
+// Takes bytes of `input`, at least one if there is any, and gives their number. If a line is ready,
+// it goes into `line` (75 bytes) with CR LF and a terminator, and `*lineReady` is 1, else 0. With a
+// null `input` and a count of 0 it gives the rest, a line a call, until `*lineReady` is 0; the run
+// is over then. No input at all gives one line too.
+int zts_xc_write(void* state, char const* input, int inputBytes, char* line, int* lineReady);
+
+// Decodes the line at the start of `text`, which ends behind 72 characters or before CR, LF or the
+// terminator, and gives the bytes that it puts into `out` (zts_xc_input_bytes + 1) with a
+// terminator. 0 for a line that isn't authentic, isn't the next one, or is under another key, and
+// for everything behind such a line or behind the last one.
+int zts_xc_read(void* state, char const* text, char* out);
+
+// Whether the last line of a run has been read, so that nothing is missing behind.
+int zts_xc_complete(void const* state);
+
+// Ends a run and overwrites the state.
+void zts_xc_end(void* state);
+
 #endif
