@@ -17,6 +17,8 @@
 #ifndef ZTBB10_H
 #define ZTBB10_H
 
+#include <atomic>
+
 struct ZtLockRecord;
 
 // A lock, or null for none. Belongs to whoever created it.
@@ -34,6 +36,13 @@ void ztbbTerminate();
 // A new lock: with `shared` 0 it is exclusive only, with 1 it has a shared and an exclusive mode.
 // With `held` 1 the calling thread already holds it exclusively. Null when memory ran out.
 ZtLock ztLockCreate(int shared, int held);
+
+// The lock that is kept in `place`, made as by ztLockCreate(shared, 0) by whoever asks first: for
+// what has to be guarded before `main` and while statics are destroyed, with a `place` that is
+// constant-initialised to null and a lock that is never destroyed. Unlike a static with an
+// initialiser, a child forked in the middle of it never waits for a thread that it doesn't have.
+// Null as long as memory is out.
+ZtLock ztLockAtFirstUse(std::atomic<ZtLock>& place, int shared);
 
 // Takes the lock in `mode` 1 exclusive or 0 shared; a lock without a shared mode is always taken
 // exclusively. Waits as long as it takes if `wait` is 1, and not at all if it is 0. 0 when the lock

@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: MIT
 //
-// Strings to values: number parsing and date operations.
+// Strings to values and back: number parsing, date operations, base64.
 //
 // Rules for all functions: no function throws, allocates memory, or keeps anything between two
 // calls. All may be called from any thread at once, also beside np_env_set. Only
 // zts_get_date_format, zts_format_time, and zts_string_to_date with the format 0, read the process
 // locale; only zts_timetoday and zts_format_time read the TZ setting. A pointer that takes a result
-// must not be null. Results are written on success only; after a failure they hold what they held
-// before. How success is told differs by function and stands with each.
+// must not be null, that of zts_b64_encode excepted. Results are written on success only; after a
+// failure they hold what they held before. How success is told differs by function and stands with
+// each.
 
 #ifndef ZTSSTR12_H
 #define ZTSSTR12_H
@@ -109,8 +110,15 @@ double zts_gmtimetoday();
 unsigned zts_format_time(wchar_t* target, unsigned targetChars, wchar_t const* format,
                          std::tm const* time);
 
-// Base64 (RFC 4648, section 4)
-
+// Base64
+//
+// Writes `count` bytes, whatever they are, as base64 by RFC 4648, section 4: with "+", "/" and the
+// padding "=", in one line without breaks, and a terminator behind. Result: the length of the text
+// without its terminator, 4 for each 3 bytes begun; 0 bytes make the empty text. With a null
+// `target` that is all: nothing is written, and `bytes` isn't looked at.
+// `targetSize` is in bytes and counts the terminator. -1, with the target left alone, for a text
+// that doesn't fit it or is longer than INT_MAX (from 1,610,612,734 bytes on), a negative count,
+// and null `bytes` with a count above 0. The two may not overlap.
 int zts_b64_encode(char const* bytes, int count, char* target, int targetSize);
 
 // The line coder

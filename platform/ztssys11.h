@@ -71,6 +71,33 @@ int np_stamp_local(long long seconds, int* year, int* month, int* day, int* hour
                    int* second);
 
 // --- Processes ---
+//
+// External programs: started, waited for, let go. The parent's memory isn't copied for a start, so
+// that its cost doesn't grow with it. What every program is started with:
+//
+// - Standard input is /dev/null. Standard output and error output are those of this process (a
+//   closed one is /dev/null), or both go to one file. No other descriptor is passed on, whether or
+//   not it is marked so. It works just as well when this process has closed its standard ones.
+// - No signal is blocked, and all have their default action, also where this process ignores them.
+// - The current folder, the process group, the limits and the file mask are those of this process.
+//
+// A handle belongs to the caller, who ends it with np_proc_destroy exactly once, and to one thread
+// at a time; different handles may be used side by side. A handle isn't good in a forked child.
+// Nothing here ends a program; a wait is for the program itself, and neither for what it has
+// started nor for what still has its output file open.
+//
+// SIGCHLD. A system that is told to ignore this signal (SIG_IGN or SA_NOCLDWAIT) throws exit codes
+// away. So while there is a program that was started here and neither its end was seen by
+// np_proc_wait nor its handle destroyed, an ignored SIGCHLD is set to its default. With the last
+// one it is ignored again, unless somebody has changed it since, and all children that have ended
+// meanwhile are collected, as the system would have done. A signal that the process begins to
+// ignore in between is found by the next np_proc_wait. An exit code that is lost all the same, as
+// to a `waitpid(-1)` of the process's own, makes np_proc_wait fail with a reason that says so.
+//
+// A handle that is destroyed while its program runs lets it run. There is no thread that would
+// collect it afterwards: each later np_proc_execute, np_proc_shellexec, np_proc_wait and
+// np_proc_destroy does so for all that have ended by then, at the cost of a system call for each
+// that was let go and still runs. Until then an ended one stays a zombie, and takes a descriptor.
 
 struct NpProcess;
 
@@ -81,26 +108,67 @@ enum NpProcessFlags : int {
   np_proc_base = 128,        // part of every word
 };
 
-// How a program is started. Four words.
+// How a program is started. Four words. A field whose flag isn't set isn't looked at; one whose
+// flag is set must not be null.
+//
+// The output file is made if need be (mode 0666 less the file mask), and emptied, before the start
+// and also if that fails. Output and error output share it in the order of their writes. All goes
+// to its end, so that a program that opens it once more, or another one that writes to it,
+// overwrites nothing. Opening a pipe waits for its reader.
 struct NpProcessStart {
   std::uintptr_t reserved0;  // 0
   std::uintptr_t reserved1;  // 0
-  char const* outputFile;    // null without np_proc_output
-  char** environment;        // ends in a null pointer; null without np_proc_environment
+  char const* outputFile;    // a path, relative to the current folder
+  char** environment;        // entries "NAME=value", a null pointer last: all that the program gets
 };
 
 // What np_proc_wait tells. Frozen.
 enum NpProcessStatus : int {
   np_proc_ended = 0,    // it has ended; the code is its exit code
-  np_proc_running = 1,  // the limit was reached first
+  np_proc_running = 1,  // the limit was reached first; the code is 0
   np_proc_aborted = 3,  // a signal ended it; the code is the signal's number
 };
 
+// Starts the program `argv[0]` with the arguments `argv`, which ends in a null pointer. A name
+// without "/" is looked for in the folders of this process's PATH, also if the program gets an
+// environment of its own; without PATH, in the system's standard folders. Nothing goes through a
+// shell: no character of an argument has a meaning, and a script needs its "#!" line. `flags` is
+// the sum of np_proc_base and what `start` holds; a null `start` holds nothing.
+//
+// 0 with the running program's handle in `*result`. Otherwise non-zero, with a handle that holds
+// the reason, to be destroyed like any other, or with null if there was no memory for one. A
+// program that can't be run at all is a failed start: it isn't there, may not be executed, isn't
+// for this machine, has too many or too long arguments (on Linux 128 KiB each).
+int np_proc_execute(char const** argv, int flags, NpProcessStart const* start, NpProcess** result);
+
+// The same for a command line that "/bin/sh -c" interprets, with all that a shell does to
+// characters in it: never put together a line from texts of unknown origin. What goes wrong in the
+// line is the shell's to tell, on error output and by its exit code: 127 for a program that isn't
+// there, 126 for one that can't be executed, 128 and the number for one that a signal ended. Only
+// the shell itself is waited for. An empty line does nothing and ends with 0.
 int np_proc_shellexec(char const* commandLine, int flags, NpProcessStart const* start,
                       NpProcess** result);
-int np_proc_execute(char const** argv, int flags, NpProcessStart const* start, NpProcess** result);
+
+// Waits until the program has ended, but no longer than `waitLimit` seconds, on the clock that
+// nobody sets; 0 only looks, and a negative limit is none. Signals that this process handles don't
+// shorten the wait. 0 with an NpProcessStatus and its code. After the end the answer stays the
+// same, however often it is asked for.
+//
+// Non-zero, with the outputs left alone, for a null handle, one whose start failed, and a program
+// whose exit code is lost; np_proc_geterr has the reason. No output may be null.
+//
+// The system's process descriptors (Linux 5.4) wake the wait at once. Without them a wait with a
+// limit looks in growing steps of 1 to 50 ms.
 int np_proc_wait(NpProcess* process, int waitLimit, int* status, int* code);
+
+// Why the start or the wait failed, with the name of the program (the shell's for a command line)
+// and the reason in the system's words: "nosuch: No such file or directory". The empty text if
+// nothing has failed; for a null handle a text about memory, for that is how one comes about. Never
+// null. Good until the handle is next used.
 char const* np_proc_geterr(NpProcess* process);
+
+// Ends a handle, also that of a failed start; a null handle does nothing. A program that still runs
+// goes on, and is collected later as told above.
 void np_proc_destroy(NpProcess* process);
 
 // --- Loadable modules ---

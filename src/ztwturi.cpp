@@ -201,6 +201,14 @@ bool ColumnIndex::reserve() {
   return true;
 }
 
+// Spreads what lies close together over all slots: the hashes of names that count up stand at equal
+// distances, and neighbours would then fill whole stretches. (The last steps of MurmurHash3.)
+unsigned long long mixed(unsigned long long hash) {
+  hash = (hash ^ (hash >> 33)) * 0xFF51AFD7ED558CCD;
+  hash = (hash ^ (hash >> 33)) * 0xC4CEB9FE1A85EC53;
+  return hash ^ (hash >> 33);
+}
+
 // Random for each process, so that no text can be written whose names all ask for one slot.
 unsigned long long nameHash(ZtbString const& name) {
   static unsigned long long const seed = [] {
@@ -209,7 +217,7 @@ unsigned long long nameHash(ZtbString const& name) {
     constexpr unsigned long long kAnyPoint = 0x9E3779B97F4A7C15;
     return np_uchar_ihash(randomText, kAnyPoint);
   }();
-  return np_uchar_ihash(name.asCstr(), seed);
+  return mixed(np_uchar_ihash(name.asCstr(), seed));
 }
 
 template <class Value>

@@ -185,6 +185,16 @@ ZtLock ztLockCreate(int shared, int held) {
   return lock;
 }
 
+// The thread that comes second throws its own lock away.
+ZtLock ztLockAtFirstUse(std::atomic<ZtLock>& place, int shared) {
+  ZtLock lock = place.load(std::memory_order_acquire);
+  if (lock != nullptr) return lock;
+  ZtLock const made = ztLockCreate(shared, 0);
+  if (place.compare_exchange_strong(lock, made, std::memory_order_acq_rel)) return made;
+  ztLockDestroy(made);
+  return lock;
+}
+
 int ztLockGetSlowly(ZtLock lock, int mode, int wait) {
   if (lock == nullptr) return 1;
   bool const exclusive = mode == 1 || !lock->shared;

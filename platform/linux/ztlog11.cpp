@@ -239,12 +239,7 @@ std::atomic<ZtLock> gLock{nullptr};
 Log* gLog = nullptr;  // guarded by gLock, made under it
 
 ZtLock logLock() {
-  ZtLock lock = gLock.load(std::memory_order_acquire);
-  if (lock != nullptr) return lock;
-  ZtLock const made = ztLockCreate(0, 0);
-  if (gLock.compare_exchange_strong(lock, made)) return made;
-  ztLockDestroy(made);
-  return lock;
+  return ztLockAtFirstUse(gLock, 0);
 }
 
 // The log, locked for the length of a block. False when there is no memory for it.

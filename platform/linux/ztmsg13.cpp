@@ -57,12 +57,7 @@ constinit Database const* gDatabase = nullptr;
 
 // Null when memory ran out.
 ZtLock databaseLock() {
-  ZtLock lock = gLock.load(std::memory_order_acquire);
-  if (lock != nullptr) return lock;
-  ZtLock const made = ztLockCreate(1, 0);
-  if (gLock.compare_exchange_strong(lock, made, std::memory_order_acq_rel)) return made;
-  ztLockDestroy(made);
-  return lock;
+  return ztLockAtFirstUse(gLock, 1);
 }
 
 // Keeps the open database from being closed. Takes no memory: without a lock none was ever opened.

@@ -36,15 +36,8 @@ std::string copyOfBlock() {
 
 }  // namespace
 
-// A static with an initialiser would leave a child forked in the middle of it waiting for ever;
-// here the thread that comes second throws its own lock away.
 ZtLock npEnvironmentLock() {
-  ZtLock lock = theLock.load(std::memory_order_acquire);
-  if (lock != nullptr) return lock;
-  ZtLock const fresh = ztLockCreate(1, 0);
-  if (theLock.compare_exchange_strong(lock, fresh, std::memory_order_acq_rel)) return fresh;
-  ztLockDestroy(fresh);
-  return lock;
+  return ztLockAtFirstUse(theLock, 1);
 }
 
 bool npTextDeliver(char const* text, char* buffer, unsigned size) {

@@ -209,6 +209,7 @@ TEST(Chars, EveryCodePointHasItsWidthAndClass) {
     ASSERT_EQ(text.size(), static_cast<std::size_t>(width));
     if (np_uchar_isspace(text.c_str(), &width) != 0) spaces += text;
     if (np_uchar_isdigit(text.c_str(), &width) != 0) digits += text;
+    ASSERT_EQ(c < 0x80, np_uchar_isascii(text.c_str(), &width) != 0);
   }
   EXPECT_EQ("0123456789", digits);
   EXPECT_EQ(

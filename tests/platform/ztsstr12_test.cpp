@@ -299,4 +299,59 @@ TEST(ZtsTimetoday, FollowsTheZoneSetting) {
   EXPECT_NEAR(static_cast<double>(std::time(nullptr)), zts_gmtimetoday(), 2);
 }
 
+std::string base64(std::string const& bytes) {
+  int const length = zts_b64_encode(nullptr, static_cast<int>(bytes.size()), nullptr, 0);
+  std::string text(static_cast<std::size_t>(length) + 1, '#');
+  std::vector<char> const exact(bytes.begin(), bytes.end());  // a byte too far is seen by ASan
+  EXPECT_EQ(-1, zts_b64_encode(exact.data(), static_cast<int>(bytes.size()), text.data(), length));
+  EXPECT_EQ('#', text[0]) << "left alone";
+  EXPECT_EQ(length,
+            zts_b64_encode(exact.data(), static_cast<int>(bytes.size()), text.data(), length + 1));
+  EXPECT_EQ('\0', text.back());
+  text.pop_back();
+  return text;
+}
+
+TEST(ZtsBase64, WritesTheStandardsVectorsAndEveryPair) {
+  std::pair<char const*, char const*> const rows[] = {
+      {"", ""},
+      {"f", "Zg=="},
+      {"fo", "Zm8="},
+      {"foo", "Zm9v"},
+      {"foob", "Zm9vYg=="},
+      {"fooba", "Zm9vYmE="},
+      {"foobar", "Zm9vYmFy"},
+  };
+  for (auto const& [bytes, text] : rows) EXPECT_EQ(text, base64(bytes));
+  // All lengths around the steps of the loops, over all values, against the definition by bits.
+  std::string const alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  std::string bytes;
+  for (unsigned i = 0; i < 12288; ++i) bytes += static_cast<char>(i * 167 + (i >> 8));
+  for (std::size_t const length : {1u, 5u, 6u, 7u, 8u, 9u, 13u, 14u, 57u, 58u, 12286u, 12288u}) {
+    std::string const text = base64(bytes.substr(0, length));
+    ASSERT_EQ((length + 2) / 3 * 4, text.size());
+    for (std::size_t at = 0; at < (length * 8 + 5) / 6; ++at) {
+      unsigned value = 0;
+      for (std::size_t bit = at * 6; bit < at * 6 + 6; ++bit) {
+        unsigned const byte = bit / 8 < length ? static_cast<unsigned char>(bytes[bit / 8]) : 0u;
+        value = value * 2 + (byte >> (7 - bit % 8) & 1u);
+      }
+      ASSERT_EQ(alphabet[value], text[at]) << length << " bytes, character " << at;
+    }
+  }
+}
+
+TEST(ZtsBase64, RefusesWhatItCantHold) {
+  char target[8] = "x";
+  EXPECT_EQ(-1, zts_b64_encode("a", -1, target, 8));
+  EXPECT_EQ(-1, zts_b64_encode(nullptr, 1, target, 8));
+  EXPECT_EQ(-1, zts_b64_encode("a", 1, target, -5));
+  EXPECT_EQ(2147483644, zts_b64_encode(nullptr, 1610612733, nullptr, 0));
+  EXPECT_EQ(-1, zts_b64_encode(nullptr, 1610612734, nullptr, 0));
+  EXPECT_EQ(-1, zts_b64_encode(nullptr, INT_MAX, nullptr, 0));
+  EXPECT_STREQ("x", target);
+  EXPECT_EQ(0, zts_b64_encode(nullptr, 0, target, 1));
+  EXPECT_STREQ("", target);
+}
+
 }  // namespace
