@@ -65,7 +65,8 @@ ZtbString ztbEncryptString(ZtbString const& text) {
   Buffer const buffer(new (std::nothrow) char[size]);
   if (buffer == nullptr) return ZtbString();
   Coder coder;
-  return textOf(buffer, writeLines(coder, text.asCstr(), static_cast<int>(bytes), buffer.get()));
+  char const* const end = writeLines(coder, text.asCstr(), static_cast<int>(bytes), buffer.get());
+  return end != buffer.get() ? textOf(buffer, end) : ZtbString();
 }
 
 ZtbString ztbDecryptString(ZtbString const& text) {
