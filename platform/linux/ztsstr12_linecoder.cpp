@@ -151,10 +151,14 @@ int openLine(Run& run, std::span<unsigned char const> raw, char* out) {
   return static_cast<int>(length);
 }
 
+bool endsLine(char character) {
+  return character == '\r' || character == '\n' || character == '\0';
+}
+
 // The characters of the line at the start of a text, looking no further.
 std::size_t lineLengthOf(char const* text) {
   std::size_t length = 0;
-  while (length < zts_xc_line_bytes && std::strchr("\r\n", text[length]) == nullptr) ++length;
+  while (length < zts_xc_line_bytes && !endsLine(text[length])) ++length;
   return length;
 }
 
