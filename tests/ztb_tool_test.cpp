@@ -41,6 +41,7 @@ TEST_F(ZtbTool, ExitCodesAndOutputs) {
                 "\xEF\xBB\xBF"
                 "12\r\n\n-7\r\n1.5\nn/a\xff\n" +
                     std::string(2 << 20, '1'));
+  mFolder.write("t.txt", "1: {a}\n2: {{[C]}}\n");
   mFolder.write("uris.txt", std::string("x\n\nztr://h/(Folder)\r\na\0b\n", 25));
   struct {
     char const* arguments;
@@ -178,6 +179,23 @@ TEST_F(ZtbTool, ExitCodesAndOutputs) {
        "null, "
        "\"value\": \"b\"}]}"},
       {"attributes <uris.txt", 1, "x\n  (null) = \"x\"\n\nztr://h/(Folder)\n"},
+      {"template t.txt --set A=1 --set a='[x,y]' --set c=", 0, "1: [x,y]\n2: {}\n"},
+      {"template - --missing=empty --set zz=1 <t.txt", 0, "no variable \"zz\""},
+      {"--version; LC_ALL=de_DE.ISO-8859-1 " ZTB_TEST_BIN
+       "/ztb template t.txt --json --set a=$(printf '\\374') --missing=empty --set z=",
+       0, "{\"text\": \"1: \u00fc\\n2: {}\\n\", \"unused\": [{\"name\": \"z\"}]}"},
+      {"template t.txt --set a=$(printf '\\374')", 1, "\"a\" is neither UTF-8 nor"},
+      {"template t.txt", 1, "no value for: a, C; give"},
+      {"template t.txt --list", 0, "{a}\n[C]\n"},
+      {"template t.txt --list --json", 0, "{\"name\": \"C\", \"bracketed\": true}"},
+      {"template latin.txt", 1, "isn't UTF-8; convert it"},
+      {"template wide.txt", 1, "holds a NUL"},
+      {"template f.cfg --set", 2, "--set"},
+      {"template f.cfg --missing=no", 2, "--missing"},
+      {"--version; echo '}' | " ZTB_TEST_BIN "/ztb template -", 1,
+       "ztb template: standard input: "},
+      {"template .", 1, "\".\" can't be read"},
+      {"template t.txt --missing=empty >/dev/full", 1, "output can't be written"},
       {"options >/dev/full", 1, "output can't be written"},
   };
   for (auto const& row : rows) {

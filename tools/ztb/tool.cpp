@@ -107,14 +107,18 @@ void chooseHome(std::string const& home) {
 
 // The argument is declared for the help, and so that CLI11 leaves what follows "--" to `app`; no
 // text passes its check, so that all come as they are, and in their order, among the extras.
-void takeTexts(CLI::App& app, std::string const& name, std::string const& description,
-               std::size_t least) {
+void describeTexts(CLI::App& app, std::string const& name, std::string const& description) {
   app.add_option(
          name, [](CLI::results_t const&) { return true; }, description)
       ->check([](std::string const&) { return std::string("not here"); })
       ->type_name("");
   app.validate_positionals();
   app.allow_extras();
+}
+
+void takeTexts(CLI::App& app, std::string const& name, std::string const& description,
+               std::size_t least) {
+  describeTexts(app, name, description);
   app.callback([&app, name, least] {
     for (std::string const& text : app.remaining()) {
       if (text == "--") break;
@@ -143,6 +147,15 @@ std::string printable(std::string_view text) {
     text.remove_prefix(character.size());
   }
   return result;
+}
+
+bool isUtf8(std::string_view text) {
+  while (!text.empty()) {
+    std::size_t const bytes = characterBytes(text);
+    if (bytes == 0) return false;
+    text.remove_prefix(bytes);
+  }
+  return true;
 }
 
 std::string jsonText(std::string_view text) {
