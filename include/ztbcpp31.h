@@ -5,6 +5,7 @@
 #ifndef ZTBCPP31_H
 #define ZTBCPP31_H
 
+#include "rtprofiler.h"
 #include "ztbconfigfile.h"
 #include "ztbconfigoptions.h"
 #include "ztbdatavar.h"

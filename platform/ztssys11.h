@@ -70,6 +70,23 @@ void np_stamp_zone();
 int np_stamp_local(long long seconds, int* year, int* month, int* day, int* hour, int* minute,
                    int* second);
 
+// --- Time stamps ---
+
+// A moment or a span of time. The fractions are 0 to 999, also of a negative span: -1 us is -1 s,
+// 999 ms and 999 us.
+struct ProfileTime {
+  std::int64_t seconds;
+  std::int16_t milliseconds;
+  std::int16_t microseconds;
+};
+
+// The present moment, by a clock that starts anywhere and never runs backwards; nobody sets it.
+// Fractions of a microsecond are dropped.
+void np_stamp_current(ProfileTime* now);
+
+// The span from `b` to `a`, or the difference of two spans, in `*out`, which may be one of them.
+void np_stamp_diff(ProfileTime const* a, ProfileTime const* b, ProfileTime* out);
+
 // --- Processes ---
 //
 // External programs: started, waited for, let go. The parent's memory isn't copied for a start, so
