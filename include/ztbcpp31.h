@@ -8,6 +8,7 @@
 #include "rtprofiler.h"
 #include "ztbconfigfile.h"
 #include "ztbconfigoptions.h"
+#include "ztbconfigoverlay.h"
 #include "ztbdatavar.h"
 #include "ztbdate.h"
 #include "ztbdefs.h"
