@@ -6,6 +6,7 @@
 #define ZTBCPP31_H
 
 #include "rtprofiler.h"
+#include "sssharedbuffer.h"
 #include "ztbconfigfile.h"
 #include "ztbconfigoptions.h"
 #include "ztbconfigoverlay.h"

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Building blocks: their start and stop, locks, atomic counters.
+// Building blocks: their start and stop, locks, events, atomic counters.
 //
 // Rules for all of them:
 // 1. Everything works at any time: before ztbbInitialize, before main, while static objects are
@@ -12,7 +12,7 @@
 //    ztLockCreate runs with all locks held: it must take none.
 // 3. The uncontended way of an exclusive lock or a counter is a few inlined instructions. While the
 //    process has one thread, none of them, shared mode included, takes the bus lock.
-// 4. Nothing here allocates but ztbbInitialize and ztLockCreate, and nothing throws.
+// 4. Nothing here allocates but ztbbInitialize, ztLockCreate and ztEventCreate, and nothing throws.
 
 #ifndef ZTBB10_H
 #define ZTBB10_H
@@ -85,6 +85,32 @@ class ZtBriefHold {
  private:
   ZtLock mLock;
 };
+
+struct ZtEventRecord;
+
+// An event, or null for none. Belongs to whoever created it.
+using ZtEvent = ZtEventRecord*;
+
+// A new event, cleared. The argument is 0. Null when memory ran out.
+ZtEvent ztEventCreate(int reserved);
+
+// Signals the event, which stays signalled until it is cleared, and wakes all who wait for it. What
+// this thread did before is seen by those who find it signalled. `stay` is 1. A null event does
+// nothing, here and below.
+void ztEventPost(ZtEvent event, int stay);
+
+// Clears the event: from now on ztEventWait waits again.
+void ztEventClear(ZtEvent event);
+
+// Waits until the event at `events` is signalled, and leaves it so; at most `timeoutMs`
+// milliseconds, or as long as it takes if that is negative. 0 if it is signalled; non-zero when the
+// time has run out, and at once for a null event. `count` and `all` are 1, `reserved` is 0, and
+// `result` isn't looked at.
+int ztEventWait(int count, ZtEvent const* events, int all, int timeoutMs, int reserved,
+                int* result);
+
+// Ends an event that nobody waits for or will post.
+void ztEventDestroy(ZtEvent event);
 
 // A counter that threads may change side by side. Plain data; ztAtomInit begins its life.
 struct ZtAtom {
