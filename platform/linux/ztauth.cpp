@@ -30,7 +30,7 @@ namespace {
 enum Result : int { kDone = 0, kRefused = 1, kNoMemory = 2 };
 
 constexpr Source kSources[] = {
-    {"file:", "file:PATH or file:PATH,pass=SECRET", ztauth::logInByFile},
+    {"file:", ztauth::kFileForm, ztauth::logInByFile},
 };
 
 // The failures of an object. A text stays where it is while other threads fail with other ones, so
@@ -78,15 +78,9 @@ std::string_view trim(std::string_view text) {
   return text.substr(0, text.find_last_not_of(kBlanks) + 1);
 }
 
-bool beginsWith(std::string_view text, std::string_view scheme) {
-  return text.size() >= scheme.size() &&
-         std::equal(scheme.begin(), scheme.end(), text.begin(),
-                    [](char wanted, char byte) { return ztauth::isLetter(byte, wanted); });
-}
-
 // The text doesn't repeat the location, which may hold a secret.
 std::string unknownPlace() {
-  std::string text = "The location of users in BASE/AUTH_SERVER_LOC must have the form";
+  std::string text = "The location of users must have the form";
   char const* between = " ";
   for (Source const& source : kSources) {
     text += between + std::string(source.form);
@@ -100,7 +94,7 @@ SessionPtr logIn(Attempt attempt, std::string& reason) {
   if (attempt.place.empty()) return logInByHome(attempt, reason);
   auto const* const source =
       std::find_if(std::begin(kSources), std::end(kSources),
-                   [&](Source const& s) { return beginsWith(attempt.place, s.scheme); });
+                   [&](Source const& s) { return ztauth::beginsWith(attempt.place, s.scheme); });
   if (source == std::end(kSources)) {
     reason = unknownPlace();
     return nullptr;

@@ -82,19 +82,30 @@ SessionPtr logIn(std::string path, std::string_view secret, Attempt const& attem
   return nullptr;
 }
 
+constexpr std::string_view kSecretWord = "pass=";
+
+bool hasSecretWord(std::string_view text) {
+  return std::search(text.begin(), text.end(), kSecretWord.begin(), kSecretWord.end(), isLetter) !=
+         text.end();
+}
+
+// Leaves the secret of what stands behind the path, which is nothing or a comma and the word.
+bool takeSecretWord(std::string_view& text) {
+  if (text.empty()) return true;
+  text.remove_prefix(std::min(text.find_first_not_of(" \t", 1), text.size()));
+  bool const isWord = beginsWith(text, kSecretWord);
+  if (isWord) text.remove_prefix(kSecretWord.size());
+  return isWord;
+}
+
 }  // namespace
 
 SessionPtr logInByFile(Attempt const& attempt, std::string& reason) {
-  constexpr std::string_view kSecretWord = ",pass=";
-  std::string_view const place = attempt.place;
-  auto const word =
-      std::search(place.begin(), place.end(), kSecretWord.begin(), kSecretWord.end(), isLetter);
-  std::string_view const path(place.begin(), word);
-  std::string_view const secret = word == place.end()
-                                      ? std::string_view()
-                                      : std::string_view(word + kSecretWord.size(), place.end());
-  if (path.empty()) {
-    reason = std::string("The location of users names no file: ") + kConfigure;
+  std::string_view const path = attempt.place.substr(0, attempt.place.find(','));
+  std::string_view secret = attempt.place.substr(path.size());
+  // A secret that was given in another way must not show in a text as a part of the path.
+  if (path.empty() || hasSecretWord(path) || !takeSecretWord(secret)) {
+    reason = std::string("The location of users must have the form ") + kFileForm;
     return nullptr;
   }
   // The same file, wherever the process goes later.

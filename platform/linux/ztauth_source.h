@@ -6,6 +6,7 @@
 #ifndef ZTAUTH_SOURCE_H
 #define ZTAUTH_SOURCE_H
 
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -61,7 +62,16 @@ inline bool isLetter(char byte, char lower) {
   return byte == lower || (byte >= 'A' && byte <= 'Z' && byte - 'A' + 'a' == lower);
 }
 
-// The file that `place` names, as PATH or PATH,pass=SECRET.
+// Whether a location begins with such a word.
+inline bool beginsWith(std::string_view text, std::string_view word) {
+  return text.size() >= word.size() &&
+         std::equal(word.begin(), word.end(), text.begin(),
+                    [](char lower, char byte) { return isLetter(byte, lower); });
+}
+
+inline constexpr char kFileForm[] = "file:PATH or file:PATH,pass=SECRET";
+
+// The file that `place` names, as in kFileForm.
 LogIn logInByFile;
 
 // The file etc/users of the home; `place` is empty.

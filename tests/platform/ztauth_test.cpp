@@ -144,8 +144,8 @@ TEST_F(ZtauthTest, RefusesFilesThatAreNotInOrder) {
       {head + kim + "%FF::::\n", "', line 3: the user's name isn't one"},
       {head + kim + "a%00::::\n", "', line 3: the user's name isn't one"},
       {head + kim + "a%4::::\n", "', line 3: the user's name isn't one"},
-      {head + kim + "::::\n", "', line 3: the user's name isn't one"},
-      {head + kim + "a::::\r\n", "', line 3: the record holds a control character"},
+      {head + kim + "::::x\n", "', line 3: the user's name isn't one"},
+      {head + kim.substr(0, kim.size() - 1) + "\r\n", "', line 2: it holds a control character"},
       {head + kim + std::string((1 << 20) + 1, '#') + "\n", "', line 3: the line is too long"},
       {head + kim + std::string(3 << 20, 'x'), "', line 3: the line is too long"},
       {head + hashed + "argon2id,11,8,AAAAAAAAAAAAAAAAAAAAAA,x:x\n", "the password isn't a record"},
@@ -198,10 +198,13 @@ TEST_F(ZtauthTest, FindsThePlaceOfUsers) {
   } const rows[] = {
       {" FILE:" + path + "\n", ""},
       {"file:" + path + ",PASS=hush", ""},
-      {"file:", "The location of users names no file: set the option BASE/AUTH_SERVER_LOC"},
-      {"file:,pass=hush", "The location of users names no file"},
+      {"file:" + path + ", pass=", ""},
+      {"file:", "The location of users must have the form file:PATH or file:PATH,pass=SECRET"},
+      {"file:,pass=hush", "must have the form"},
+      {"file:" + path + ";pass=hush", "must have the form"},
+      {"file:" + path + ",password=hush", "must have the form"},
       {"file:" + path + "\0x"s, "users%00x': no path holds a NUL"},
-      {"ldap://host,pass=hush", "BASE/AUTH_SERVER_LOC must have the form file:PATH or file:PATH,"},
+      {"ldap://host,pass=hush", "must have the form file:PATH or file:PATH,"},
       {"fil", "must have the form file:PATH"},
   };
   for (auto const& [location, reason] : rows) {
