@@ -204,7 +204,7 @@ TEST_F(ZtbTool, ExitCodesAndOutputs) {
       {"run --json -- /nosuch", 1, "{\"done\": false, \"output\": \"Failed to execute command /no"},
       {"run --env A=1 -- env", 0, "A=1\n"},
       {"run --shell --capture -- echo 'a  b' '|' wc -w", 0, "2 \n"},
-      {"run --wait 0 -- sleep 3", 0, ""},
+      {"run --wait 0 -- sleep 1", 0, ""},
       {"run -- sh -c 'kill -9 $$'", 1, "aborted with code 9"},
       {"run --wait 1", 2, "CMD"},
       {"run --waite 1 true", 2, "--waite"},

@@ -42,24 +42,24 @@ class Interruptions {
   Interruptions() {
     struct sigaction action = {};
     action.sa_handler = [](int number) { interruption = number; };
-    sigaction(SIGINT, &action, &mOld[0]);
-    sigaction(SIGQUIT, &action, &mOld[1]);
-    keepIgnored(SIGINT, mOld[0]);
-    keepIgnored(SIGQUIT, mOld[1]);
+    for (Signal& signal : mSignals) {
+      sigaction(signal.number, nullptr, &signal.old);
+      if (signal.old.sa_handler != SIG_IGN) sigaction(signal.number, &action, nullptr);
+    }
   }
   Interruptions(Interruptions const&) = delete;
   Interruptions& operator=(Interruptions const&) = delete;
   ~Interruptions() {
-    sigaction(SIGINT, &mOld[0], nullptr);
-    sigaction(SIGQUIT, &mOld[1], nullptr);
+    for (Signal const& signal : mSignals) sigaction(signal.number, &signal.old, nullptr);
     if (interruption != 0) raise(interruption);
   }
 
  private:
-  static void keepIgnored(int number, struct sigaction const& old) {
-    if (old.sa_handler == SIG_IGN) sigaction(number, &old, nullptr);
-  }
-  struct sigaction mOld[2] = {};
+  struct Signal {
+    int number;
+    struct sigaction old;
+  };
+  Signal mSignals[2] = {{SIGINT, {}}, {SIGQUIT, {}}};
 };
 
 // What stands behind the options, without the mark in front of it.
@@ -109,12 +109,6 @@ int run(Arguments const& arguments, std::vector<std::string> const& command) {
   return 0;
 }
 
-std::string needsName(std::string const& entry) {
-  std::size_t const equals = entry.find('=');
-  bool const isGood = equals != std::string::npos && equals > 0;
-  return isGood ? "" : "write it as K=V: " + printable(entry);
-}
-
 }  // namespace
 
 Run declareRun(CLI::App& app) {
@@ -123,7 +117,7 @@ Run declareRun(CLI::App& app) {
   app.add_option("--env", arguments->environment,
                  "Entry of the program's environment, which then holds these entries alone, "
                  "without PATH; may be repeated")
-      ->check(CLI::Validator(needsName, "K=V"))
+      ->check(nameAndValue("K=V"))
       ->allow_extra_args(false);
   app.add_flag("--capture", arguments->capture,
                "Collect output and error output, and print the first 8 KB as one line");
