@@ -2,10 +2,12 @@
 
 #include "ztbtemplate.h"
 
-#include <memory>
+#include <algorithm>
+#include <cstddef>
 #include <new>
 
 #include "ztbmessage.h"
+#include "ztbnameindex_p.h"
 #include "ztbtemplate_p.h"
 #include "ztlog11.h"
 #include "ztschr12.h"
@@ -110,7 +112,8 @@ class ZtbTemplateImpl::Parser {
   // Adds literal text that ends in front of `end`.
   void addConstant(char const* end);
   // Adds a token with the text from the start to `end`.
-  void addToken(TemplateToken* token, char const* end);
+  template <class Token>
+  Token* addToken(ZtLogger* logger, char const* end);
 
   ZtbTemplateImpl* mOwner;
   ZtbString* mError;
@@ -121,6 +124,7 @@ class ZtbTemplateImpl::Parser {
   char mOpen = '\0';   // the opening bracket in hand
   char mCloser = '\0';
   int mLine = 1;
+  ZtbNameIndex mNames;  // of the variables so far
 };
 
 bool ZtbTemplateImpl::Parser::scan() {
@@ -207,29 +211,31 @@ bool ZtbTemplateImpl::Parser::readClosed(char byte) {
 // A name needs no trimming, since white space has no place in it.
 bool ZtbTemplateImpl::Parser::addVariable() {
   if (mStart == mCursor) return fail(mError, __LINE__, 1763, mLine, 1);
-  auto* const token = new TokenVariable(mOwner->mVariableLogger, mOwner);
-  addToken(token, mCursor);
-  auto const [entry, isNew] = mOwner->mVariables.try_emplace(token->name(), nullptr);
-  if (!isNew) return fail(mError, __LINE__, 1666, token->name().asCstr());
-  entry->second = new TemplateVariable;
-  entry->second->bracketed = mOpen == '[';
-  token->bind(entry->second);
+  auto* const token = addToken<TokenVariable>(mOwner->mVariableLogger, mCursor);
+  ZtbString const& name = token->name();
+  unsigned long long const hash = ZtbNameIndex::hashOf(name);
+  if (mNames.has(name, hash)) return fail(mError, __LINE__, 1666, name.asCstr());
+  if (!mNames.reserve()) throw std::bad_alloc();
+  auto* const entry = mOwner->make<Entry>();
+  mOwner->mVariables.push_back(entry);
+  entry->name = name;
+  entry->variable.bracketed = mOpen == '[';
+  mNames.add(&name, hash);
+  token->bind(&entry->variable);
   return true;
 }
 
 void ZtbTemplateImpl::Parser::addConstant(char const* end) {
-  if (mStart == end) return;
-  addToken(new TokenConstant(mOwner->mConstantLogger, mOwner), end);
+  if (mStart != end) addToken<TokenConstant>(mOwner->mConstantLogger, end);
 }
 
-void ZtbTemplateImpl::Parser::addToken(TemplateToken* token, char const* end) {
-  struct Release {
-    void operator()(TemplateToken* owned) const { owned->release(); }
-  };
-  std::unique_ptr<TemplateToken, Release> owned(token);
-  token->setText(stringOf(mStart, end));
+template <class Token>
+Token* ZtbTemplateImpl::Parser::addToken(ZtLogger* logger, char const* end) {
+  ZtbString const text = stringOf(mStart, end);
+  Token* const token = mOwner->make<Token>(logger, mOwner);
   mOwner->mTokens.push_back(token);
-  owned.release();
+  token->setText(text);
+  return token;
 }
 
 bool ZtbTemplateImpl::Parser::finish() {
@@ -255,11 +261,11 @@ ZtbTemplateImpl::ZtbTemplateImpl(ZtbTemplateValueCB* callback)
       mVariableLogger(ztlogGetLogger("ZT.Base.Template.TokenVariable")) {}
 
 void ZtbTemplateImpl::clear() {
-  mListing.clear();
-  for (auto const& [name, variable] : mVariables) delete variable;
+  for (Entry* const entry : mVariables) entry->~Entry();
   mVariables.clear();
   for (TemplateToken* const token : mTokens) token->release();
   mTokens.clear();
+  mMemory.release();
 }
 
 void ZtbTemplateImpl::release() {
@@ -269,6 +275,7 @@ void ZtbTemplateImpl::release() {
 bool ZtbTemplateImpl::parse(ZtbString const& text, ZtbString* error) {
   clear();
   mText = text;
+  mIsOrdered = false;
   error->setNull();
   Parser parser(this, error);
   try {
@@ -290,44 +297,47 @@ ZtbString ZtbTemplateImpl::getVariable(int index, bool* bracketed, ZtbString* er
     fail(error, __LINE__, 1420);
     return ZtbString();
   }
-  try {
-    if (mListing.empty()) {
-      mListing.reserve(mVariables.size());
-      for (auto const& entry : mVariables) mListing.push_back(&entry);
-    }
-  } catch (std::bad_alloc const&) {
-    failForMemory(error, __LINE__);
-    return ZtbString();
-  }
-  auto const& [name, variable] = *mListing[static_cast<std::size_t>(index)];
-  *bracketed = variable->bracketed;
+  orderVariables();
+  Entry const& entry = *mVariables[static_cast<std::size_t>(index)];
+  *bracketed = entry.variable.bracketed;
   error->setNull();
-  return name;
+  return entry.name;
+}
+
+void ZtbTemplateImpl::orderVariables() {
+  if (mIsOrdered) return;
+  std::sort(mVariables.begin(), mVariables.end(),
+            [](Entry const* a, Entry const* b) { return a->name.compare(b->name, false) < 0; });
+  mIsOrdered = true;
 }
 
 TemplateVariable* ZtbTemplateImpl::findVariable(ZtbString const& name, ZtbString* error) {
-  auto const entry = mVariables.find(name);
-  if (entry != mVariables.end()) return entry->second;
+  orderVariables();
+  auto const place = std::lower_bound(mVariables.begin(), mVariables.end(), name,
+                                      [](Entry const* entry, ZtbString const& wanted) {
+                                        return entry->name.compare(wanted, false) < 0;
+                                      });
+  bool const isThere = place != mVariables.end() && (*place)->name.compare(name, false) == 0;
+  if (isThere) return &(*place)->variable;
   fail(error, __LINE__, 1762, name.asCstr());
   return nullptr;
 }
 
 bool ZtbTemplateImpl::fetchValue(ZtbString const& name, TemplateVariable* variable,
                                  ZtbString* error) {
-  if (!variable->fetched) {
-    if (mCallback && !mCallback->getValue(name, &variable->value, error)) return false;
-    variable->fetched = true;
-  }
+  if (variable->fetched) return true;
+  if (mCallback && !mCallback->getValue(name, &variable->value, error)) return false;
+  variable->fetched = true;
   error->setNull();
   return true;
 }
 
 ZtbString ZtbTemplateImpl::expand(ZtbString* error) {
+  error->setNull();
   ZtbString result;
   for (TemplateToken* const token : mTokens) {
     if (!token->expand(&result, error)) return ZtbString();
   }
-  error->setNull();
   return result;
 }
 

@@ -6,7 +6,8 @@
 #ifndef ZTBTEMPLATE_P_H
 #define ZTBTEMPLATE_P_H
 
-#include <map>
+#include <memory_resource>
+#include <new>
 #include <vector>
 
 #include "ztbtemplate.h"
@@ -29,7 +30,7 @@ class TemplateToken {
   // Adds what the token comes to. False with a message in `error` on failure; only one of memory
   // changes `out`, to null.
   virtual bool expand(ZtbString* out, ZtbString* error) = 0;
-  // Destroys the token.
+  // Destroys the token; its memory is the template's.
   virtual void release() = 0;
   virtual void setText(ZtbString const& text) { mText = text; }
 
@@ -49,7 +50,7 @@ class TokenConstant final : public TemplateToken {
  public:
   TokenConstant(ZtLogger* logger, ZtbTemplateImpl* owner) : TemplateToken(logger, owner) {}
   bool expand(ZtbString* out, ZtbString* error) override;
-  void release() override { delete this; }
+  void release() override { this->~TokenConstant(); }
 };
 
 // A variable; the text is its name.
@@ -57,7 +58,7 @@ class TokenVariable final : public TemplateToken {
  public:
   TokenVariable(ZtLogger* logger, ZtbTemplateImpl* owner) : TemplateToken(logger, owner) {}
   bool expand(ZtbString* out, ZtbString* error) override;
-  void release() override { delete this; }
+  void release() override { this->~TokenVariable(); }
   void setText(ZtbString const& text) override;
   ZtbString const& name() const { return mText; }
   // Spares expand the search for the name.
@@ -81,31 +82,41 @@ class ZtbTemplateImpl final : public ZtbTemplate {
 
   // The variable of a name; null with a message in `error` if there is none.
   TemplateVariable* findVariable(ZtbString const& name, ZtbString* error);
-  // Asks the callback for the value, once for each variable. False if it fails, with its text in
-  // `error`; true sets that null.
+  // Asks the callback for the value, unless it has given it. False if it fails, with its text in
+  // `error`; otherwise that is null if it was before.
   bool fetchValue(ZtbString const& name, TemplateVariable* variable, ZtbString* error);
 
  private:
   class Parser;
-  struct NameLess {
-    bool operator()(ZtbString const& a, ZtbString const& b) const {
-      return a.compare(b, false) < 0;
-    }
+  struct Entry {
+    TemplateVariable variable;
+    ZtbString name;
   };
-  using VariableMap = std::map<ZtbString, TemplateVariable*, NameLess>;
 
   ~ZtbTemplateImpl() { clear(); }
   void clear();
+  // Makes a token or an entry, which holds nothing to lose until it has its text. Throws
+  // std::bad_alloc.
+  template <class Object, class... Arguments>
+  Object* make(Arguments... arguments) {
+    return new (mMemory.allocate(sizeof(Object), alignof(Object))) Object(arguments...);
+  }
+  // Orders mVariables, if nobody has since the last parse.
+  void orderVariables();
 
   ZtLogger* mLogger;
   ZtbTemplateValueCB* mCallback;
   ZtbString mText;
   std::vector<TemplateToken*> mTokens;
-  VariableMap mVariables;
+  // A map by the order of names without regard to case. It is only put in order when somebody looks
+  // something up in it: a parse tells duplicates by their hashes, which takes the same time for
+  // each variable of any number, and tokens know their variables.
+  std::vector<Entry*> mVariables;
+  bool mIsOrdered = true;
+  // Holds the tokens and the entries.
+  std::pmr::monotonic_buffer_resource mMemory{std::pmr::new_delete_resource()};
   ZtLogger* mConstantLogger;
   ZtLogger* mVariableLogger;
-  // The variables by their position, from the first getVariable after a parse on.
-  std::vector<VariableMap::value_type const*> mListing;
 };
 
 #endif

@@ -19,11 +19,11 @@
 #include <utility>
 
 #include "ztbmessage.h"
+#include "ztbnameindex_p.h"
 #include "ztbstring_p.h"
 #include "ztlog11.h"
 #include "ztschr12.h"
 #include "ztsstr12.h"
-#include "ztssys11.h"
 #include "zturi_p.h"
 #include "ztwturi_p.h"
 
@@ -132,94 +132,6 @@ struct WorkTableColumn {
   ztbType type;
 };
 
-// Finds columns by their names without regard to case; owns none of them. A column has the first
-// free slot from the one that its hash asks for, and half of the slots stay free; they hold the
-// hashes too, since a column that is looked at is mostly a cache miss.
-class ColumnIndex {
- public:
-  ColumnIndex() = default;
-  ColumnIndex(ColumnIndex const&) = delete;
-  ColumnIndex& operator=(ColumnIndex const&) = delete;
-  ~ColumnIndex() { freeSlots(mSlots); }
-
-  bool has(ZtbString const& name, unsigned long long hash) const;
-  // Makes room for one more column; false, with nothing changed, when memory ran out.
-  bool reserve();
-  void add(WorkTableColumn* column, unsigned long long hash);
-
- private:
-  struct Slot {
-    unsigned long long hash;
-    WorkTableColumn* column;
-  };
-  static constexpr std::size_t kFirstSlots = 16;
-
-  // Calls use(slot) for the slots that `hash` may have, until it gives true.
-  template <class Use>
-  void probe(unsigned long long hash, Use use) const {
-    for (std::size_t i = hash & (mSlotCount - 1); !use(mSlots[i]);) i = (i + 1) & (mSlotCount - 1);
-  }
-  void freeSlots(Slot* slots) {
-    if (slots != mFirstSlots) delete[] slots;
-  }
-
-  std::size_t mCount = 0;
-  std::size_t mSlotCount = kFirstSlots;  // a power of two
-  Slot* mSlots = mFirstSlots;
-  Slot mFirstSlots[kFirstSlots] = {};
-};
-
-bool ColumnIndex::has(ZtbString const& name, unsigned long long hash) const {
-  bool found = false;
-  probe(hash, [&](Slot const& slot) {
-    found = slot.column && slot.hash == hash && slot.column->name.compare(name, false) == 0;
-    return found || !slot.column;
-  });
-  return found;
-}
-
-void ColumnIndex::add(WorkTableColumn* column, unsigned long long hash) {
-  probe(hash, [&](Slot& slot) {
-    if (slot.column) return false;
-    slot = {hash, column};
-    return true;
-  });
-  ++mCount;
-}
-
-bool ColumnIndex::reserve() {
-  if (2 * mCount < mSlotCount) return true;
-  auto* const wider = new (std::nothrow) Slot[2 * mSlotCount]();
-  if (!wider) return false;
-  Slot* const slots = std::exchange(mSlots, wider);
-  std::size_t const count = std::exchange(mSlotCount, 2 * mSlotCount);
-  mCount = 0;
-  for (Slot const* slot = slots; slot < slots + count; ++slot) {
-    if (slot->column) add(slot->column, slot->hash);
-  }
-  freeSlots(slots);
-  return true;
-}
-
-// Spreads what lies close together over all slots: the hashes of names that count up stand at equal
-// distances, and neighbours would then fill whole stretches. (The last steps of MurmurHash3.)
-unsigned long long mixed(unsigned long long hash) {
-  hash = (hash ^ (hash >> 33)) * 0xFF51AFD7ED558CCD;
-  hash = (hash ^ (hash >> 33)) * 0xC4CEB9FE1A85EC53;
-  return hash ^ (hash >> 33);
-}
-
-// Random for each process, so that no text can be written whose names all ask for one slot.
-unsigned long long nameHash(ZtbString const& name) {
-  static unsigned long long const seed = [] {
-    char randomText[np_uniq_size];
-    np_uniq_s64(randomText);
-    constexpr unsigned long long kAnyPoint = 0x9E3779B97F4A7C15;
-    return np_uchar_ihash(randomText, kAnyPoint);
-  }();
-  return mixed(np_uchar_ihash(name.asCstr(), seed));
-}
-
 template <class Value>
 void give(Value* out, Value const& value) {
   if (out) *out = value;
@@ -272,7 +184,7 @@ class ZtWorkTableURIImpl final : public ZtWorkTableURI {
   WorkTableColumn* lastColumn = nullptr;
   ZtbString query;
   ZtbString fragment;
-  ColumnIndex mIndex;
+  ZtbNameIndex mIndex;
   // Where getColumn was last, so that a walk by index takes one step a call.
   WorkTableColumn* mLastRead = nullptr;
   int mLastReadIndex = 0;
@@ -303,7 +215,7 @@ bool ZtWorkTableURIImpl::appendItem(ZtbString const& name, ZtbString const& valu
 bool ZtWorkTableURIImpl::addColumn(ZtbString const& name, ZtbString const& value, ztbType type,
                                    ZtbString* errorText) {
   if (name.length() == 0) return fail(errorText, __LINE__, 1795);
-  unsigned long long const hash = nameHash(name);
+  unsigned long long const hash = ZtbNameIndex::hashOf(name);
   if (mIndex.has(name, hash)) {
     return fail(errorText, __LINE__, 1776, "column", name.asCstr());
   }
@@ -312,7 +224,7 @@ bool ZtWorkTableURIImpl::addColumn(ZtbString const& name, ZtbString const& value
   if (!column || !mIndex.reserve()) return failForColumnMemory(errorText, __LINE__);
   if (!checkValue(value, type, errorText)) return false;
   if (!appendItem(name, value, type)) return failForColumnMemory(errorText, __LINE__);
-  mIndex.add(column.get(), hash);
+  mIndex.add(&column->name, hash);
   (lastColumn ? lastColumn->next : firstColumn) = column.get();
   lastColumn = column.release();
   ++columnCount;

@@ -292,7 +292,7 @@ TEST(Process, IgnoredChildSignalLosesNoExitCode) {
 TEST(Process, ChildSignalThatIsIgnoredLaterIsFound) {
   ChildSignal const signal(SIG_DFL, 0);
   Program program;
-  EXPECT_EQ(0, program.shell("sleep 0.2; exit 7"));
+  EXPECT_EQ(0, program.shell("sleep 0.5; exit 7"));
   std::signal(SIGCHLD, SIG_IGN);
   EXPECT_EQ("0 7", program.wait());
   EXPECT_TRUE(ChildSignal::is(SIG_IGN, 0));

@@ -8,18 +8,10 @@
 #include <cstring>
 #include <utility>
 
+#include "input.h"
+
 namespace tool {
 namespace {
-
-constexpr std::size_t kLongestMegabytes = 128;
-constexpr std::size_t kLongest = kLongestMegabytes << 20;
-
-void checkText(std::string const& text) {
-  if (text.find('\0') != std::string::npos) throw Refused("the text holds a NUL, which ends it");
-  if (text.size() > kLongest) {
-    throw Refused("the text is longer than " + std::to_string(kLongestMegabytes) + " MB");
-  }
-}
 
 // Goes through the texts, and tells of those that are refused.
 class Worker {
@@ -108,7 +100,7 @@ int workOnTexts(std::string const& command, std::vector<std::string> const& text
   Worker worker(command, json, work);
   for (std::string const& text : texts) worker.take(text, "");
   if (!texts.empty()) return worker.finish();
-  Lines lines(kLongest);
+  Lines lines(kLongestText);
   long long number = 0;
   for (std::string line; lines.next(line);) {
     ++number;

@@ -35,6 +35,9 @@ constexpr Command kCommands[] = {
     {"uri", "Show what URIs hold, and make URIs from components", tool::declareUri},
     {"attributes", "Show the attributes of texts such as name=value;name=value",
      tool::declareAttributes},
+    {"template", "Fill in the variables of a text", tool::declareTemplate},
+    {"run", "Run a program as applications do", tool::declareRun},
+    {"mail", "Compose a mail and hand it to a mail program", tool::declareMail},
 };
 
 constexpr int kRefused = 1;
@@ -66,13 +69,31 @@ int finish(std::string const& name, tool::Run const& run) {
   }
 }
 
+// The arguments in the order in which CLI11 wants them, the last one first. It takes the argument
+// behind "--text=" for the option's value; as two arguments, the value is the empty text. What
+// stands behind a program that is run is the program's.
+std::vector<std::string> argumentsFor(CLI::App const& app, int argc, char** argv) {
+  std::vector<std::string> arguments;
+  bool areOptionsOver = app.get_prefix_command();
+  for (int i = 1; i < argc; ++i) {
+    std::string const argument = argv[i];
+    areOptionsOver = areOptionsOver || argument == "--";
+    bool const isEmptyOption = !areOptionsOver && argument.size() > 3 &&
+                               argument.substr(0, 2) == "--" &&
+                               argument.find('=') == argument.size() - 1;
+    arguments.push_back(isEmptyOption ? argument.substr(0, argument.size() - 1) : argument);
+    if (isEmptyOption) arguments.emplace_back();
+  }
+  return {arguments.rbegin(), arguments.rend()};
+}
+
 // Each command has a parser of its own: one below another's would take "++" for the end of its
 // arguments. `argv` begins with the command's name.
 int runCommand(Command const& command, int argc, char** argv) {
   CLI::App app(command.summary, std::string("ztb ") + command.name);
   tool::Run const run = command.declare(app);
   try {
-    app.parse(argc, argv);
+    app.parse(argumentsFor(app, argc, argv));
   } catch (CLI::ParseError const& error) {
     return app.exit(error) == 0 ? 0 : kWrongUsage;
   }

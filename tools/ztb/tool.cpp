@@ -107,14 +107,18 @@ void chooseHome(std::string const& home) {
 
 // The argument is declared for the help, and so that CLI11 leaves what follows "--" to `app`; no
 // text passes its check, so that all come as they are, and in their order, among the extras.
-void takeTexts(CLI::App& app, std::string const& name, std::string const& description,
-               std::size_t least) {
+void describeTexts(CLI::App& app, std::string const& name, std::string const& description) {
   app.add_option(
          name, [](CLI::results_t const&) { return true; }, description)
       ->check([](std::string const&) { return std::string("not here"); })
       ->type_name("");
   app.validate_positionals();
   app.allow_extras();
+}
+
+void takeTexts(CLI::App& app, std::string const& name, std::string const& description,
+               std::size_t least) {
+  describeTexts(app, name, description);
   app.callback([&app, name, least] {
     for (std::string const& text : app.remaining()) {
       if (text == "--") break;
@@ -133,6 +137,15 @@ std::vector<std::string> textsOf(CLI::App const& app) {
   return texts;
 }
 
+CLI::Validator nameAndValue(std::string const& form) {
+  auto const check = [form](std::string const& text) {
+    std::size_t const equals = text.find('=');
+    bool const isGood = equals != std::string::npos && equals > 0;
+    return isGood ? std::string() : "write it as " + form + ": " + printable(text);
+  };
+  return {check, form};
+}
+
 std::string printable(std::string_view text) {
   std::string result;
   while (!text.empty()) {
@@ -143,6 +156,15 @@ std::string printable(std::string_view text) {
     text.remove_prefix(character.size());
   }
   return result;
+}
+
+bool isUtf8(std::string_view text) {
+  while (!text.empty()) {
+    std::size_t const bytes = characterBytes(text);
+    if (bytes == 0) return false;
+    text.remove_prefix(bytes);
+  }
+  return true;
 }
 
 std::string jsonText(std::string_view text) {

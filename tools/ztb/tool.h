@@ -8,6 +8,7 @@
 
 #include <CLI/CLI.hpp>
 #include <functional>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -29,8 +30,11 @@ Run declareConfig(CLI::App& app);
 Run declareConvert(CLI::App& app);
 Run declareDate(CLI::App& app);
 Run declareDir(CLI::App& app);
+Run declareMail(CLI::App& app);
 Run declareMessage(CLI::App& app);
 Run declareOptions(CLI::App& app);
+Run declareRun(CLI::App& app);
+Run declareTemplate(CLI::App& app);
 Run declareText(CLI::App& app);
 Run declareType(CLI::App& app);
 Run declareUri(CLI::App& app);
@@ -41,6 +45,12 @@ Run declareUri(CLI::App& app);
 void takeTexts(CLI::App& app, std::string const& name, std::string const& description,
                std::size_t least);
 std::vector<std::string> textsOf(CLI::App const& app);
+
+// Declares the arguments that `app` takes as extras, for the help alone.
+void describeTexts(CLI::App& app, std::string const& name, std::string const& description);
+
+// Lets an option take a name that isn't empty, "=" and a value. `form` is how the help writes it.
+CLI::Validator nameAndValue(std::string const& form);
 
 // Ends the command with exit code 1 and this text on stderr: what went wrong, and what to do.
 class Refused : public std::runtime_error {
@@ -73,6 +83,16 @@ void takeUserLocale();
 // beside the tool.
 void chooseHome(std::string const& home);
 
+// Objects of the library that are ended by their own `release`.
+struct Release {
+  template <class Object>
+  void operator()(Object* object) const {
+    object->release();
+  }
+};
+template <class Object>
+using Owned = std::unique_ptr<Object, Release>;
+
 inline ZtbString toZtb(std::string const& text) {
   return ZtbString(text.c_str(), false);
 }
@@ -83,6 +103,9 @@ inline std::string fromZtb(ZtbString const& text) {
 // The text with control codes and ill-formed bytes as \xNN, so that a value can't steer the
 // terminal.
 std::string printable(std::string_view text);
+
+// Whether the text is well-formed UTF-8.
+bool isUtf8(std::string_view text);
 
 // A JSON text of `text` with its quotes; ill-formed UTF-8 becomes U+FFFD.
 std::string jsonText(std::string_view text);

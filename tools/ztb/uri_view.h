@@ -5,7 +5,6 @@
 #ifndef ZTB_URI_VIEW_H
 #define ZTB_URI_VIEW_H
 
-#include <memory>
 #include <utility>
 
 #include "tool.h"
@@ -16,12 +15,6 @@ class ZtReposURI;
 class ZtWorkTableURI;
 
 namespace tool {
-
-struct ReleaseURI {
-  void operator()(ZtURI* uri) const { uri->release(); }
-};
-template <class URI>
-using Owned = std::unique_ptr<URI, ReleaseURI>;
 
 // What a URI holds. Its strings must go before the library does.
 class UriView {
