@@ -34,8 +34,12 @@ struct ASPrincipals;
 //   file:PATH,pass=SECRET        the same; its credentials are sealed with SECRET too, which goes
 //                                on to the end of the text and counts in the case it has
 //
-// The names of the two words count in any case. Counts are bytes without the terminator; user and
-// password may hold any byte and any number of them. `now` becomes the moment of authentication.
+// White space around it and behind the comma doesn't count, nor the case of the two words. PATH
+// holds neither a comma nor "pass="; an empty SECRET is none. A relative PATH starts at the current
+// folder of the login, also for asSubjectRefresh. Counts are bytes without the terminator, and 0 or
+// less is the empty text; user and password may hold any byte and any number of them. `now` becomes
+// the moment of authentication. SECRET isn't needed to log in, but for the credentials of users
+// whose record says so: see asSubjectPrincipals.
 //
 // 0 with the subject in `*subject`. Otherwise `*subject` holds nothing but the reason
 // (asSubjectGetErrorMessage), or is null if memory ran out; either is for asSubjectDestroy. A user
@@ -67,18 +71,20 @@ int asSubjectConnected(ASSubject* subject);
 // again. `now` is the present moment.
 int asSubjectRefresh(ASSubject* subject, double now);
 
-// The text of the subject's last failure, in English; empty if there was none.
+// The text of the subject's last failure, in English; empty if there was none. It stays as it is
+// while the subject fails again, in whichever thread.
 char const* asSubjectGetErrorMessage(ASSubject* subject);
 
 // ---- Principals ---------------------------------------------------------------------------------
 
-// The subject's credentials for other domains, as of its login. 0 with the object in `*principals`.
-// Otherwise it holds nothing but the reason, such as credentials that are sealed with another
-// secret, or is null if memory ran out; either is for asPrincipalsDestroy.
+// The subject's credentials for other domains, as of its login. 0 with the object in `*principals`,
+// which may outlive the subject. Otherwise it holds nothing but the reason, such as credentials
+// that are sealed with another secret or with one that the location didn't give, or is null if
+// memory ran out; either is for asPrincipalsDestroy.
 int asSubjectPrincipals(ASSubject* subject, ASPrincipals** principals);
 
-// The user and password for a domain, whose name counts byte by byte. Non-zero, with both null, if
-// there are none for it.
+// The user and password for a domain, whose name counts byte by byte. They are opened when they are
+// first asked for. Non-zero, with both null, if there are none for it or if they are damaged.
 int asPrincipalsGetByDomain(ASPrincipals* principals, char const* domain, char const** user,
                             char const** password);
 
@@ -93,18 +99,20 @@ void asPrincipalsDestroy(ASPrincipals* principals);
 // Results of asDecodePW. Frozen.
 enum AsDecodeResult : int {
   as_decode_done = 0,
-  as_decode_form = 1,      // not an encoded password, a damaged one, or one under another key
+  as_decode_form = 1,      // not an encoded password, a damaged or cut one, one under another key
   as_decode_too_long = 2,  // the password doesn't fit
   as_decode_key = 3,       // the key file can't be used (see zts_xc_reset)
 };
 
 // What an encoded password begins with; behind it stands the password as zts_xc_write protects it,
-// its lines joined without line ends.
+// its lines joined without line ends, and nothing else. The password is UTF-8 without NUL: other
+// bytes are no password, since the texts that take it would cut or change it.
 inline constexpr char as_encoded_prefix[] = "{ztb}";
 
 // Undoes an encoded password: the plain one with its terminator goes into `buffer`, which has
 // `capacity` bytes. Gives an AsDecodeResult; the buffer then holds the password, or the empty text
-// if it has a byte at all. A password is never cut.
+// if it has a byte at all, and nothing of what was decoded before a failure. A password is never
+// cut.
 int asDecodePW(char const* encoded, char* buffer, int capacity);
 
 // Overwrites `bytes` bytes at `memory` with zeros, in a way that no optimiser takes out.

@@ -40,12 +40,12 @@ ZtbConfigOptions* mainOptions() {
   return ztbGetConfigOptions(ZtbString());
 }
 
-// The subject whose name the option has, guarded by the singleton lock. A new one may come while its
-// predecessor is being destroyed, and must not lose its option then.
+// The subject whose name the option has, guarded by the singleton lock. A new one may come while
+// its predecessor is being destroyed, and must not lose its option then.
 constinit ASSubject* published = nullptr;
 
+// With the singleton lock held, so that nobody can release the subject before it has its option.
 void publish(ASSubject* subject) {
-  ZtLockHold const hold(ztbSingletonLock());
   published = subject;
   mainOptions()->setOption(ZtbString(kUserOption, true),
                            ZtbString(asSubjectGetName(subject), false));
@@ -69,7 +69,10 @@ class ZTB_SubjectSingleton : public ZtbAutoSingleton {
   ASSubject* subject() const { return static_cast<ASSubject*>(mInstance); }
 
   char const* getSingletonName() override { return "ZTB_Subject"; }
-  void* createInstance() override { return mSubject; }
+  void* createInstance() override {
+    if (mSubject != nullptr) publish(mSubject);
+    return mSubject;
+  }
   void destroyInstance(void* instance) override {
     if (instance != nullptr) endSubject(static_cast<ASSubject*>(instance));
   }
@@ -170,7 +173,6 @@ bool ztbSubjectSet(ASSubject* subject, ZtbString* error) {
     singleton.terminate();
     return fail(error, ZtbString("A process wide subject is already assigned.", true));
   }
-  publish(subject);
   error->setNull();
   return true;
 }

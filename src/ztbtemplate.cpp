@@ -231,9 +231,10 @@ void ZtbTemplateImpl::Parser::addConstant(char const* end) {
 
 template <class Token>
 Token* ZtbTemplateImpl::Parser::addToken(ZtLogger* logger, char const* end) {
+  ZtbString const text = stringOf(mStart, end);
   Token* const token = mOwner->make<Token>(logger, mOwner);
   mOwner->mTokens.push_back(token);
-  token->setText(stringOf(mStart, end));
+  token->setText(text);
   return token;
 }
 
@@ -327,15 +328,16 @@ bool ZtbTemplateImpl::fetchValue(ZtbString const& name, TemplateVariable* variab
   if (variable->fetched) return true;
   if (mCallback && !mCallback->getValue(name, &variable->value, error)) return false;
   variable->fetched = true;
+  error->setNull();
   return true;
 }
 
 ZtbString ZtbTemplateImpl::expand(ZtbString* error) {
+  error->setNull();
   ZtbString result;
   for (TemplateToken* const token : mTokens) {
     if (!token->expand(&result, error)) return ZtbString();
   }
-  error->setNull();
   return result;
 }
 

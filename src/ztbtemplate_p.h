@@ -83,7 +83,7 @@ class ZtbTemplateImpl final : public ZtbTemplate {
   // The variable of a name; null with a message in `error` if there is none.
   TemplateVariable* findVariable(ZtbString const& name, ZtbString* error);
   // Asks the callback for the value, unless it has given it. False if it fails, with its text in
-  // `error`.
+  // `error`; otherwise that is null if it was before.
   bool fetchValue(ZtbString const& name, TemplateVariable* variable, ZtbString* error);
 
  private:
@@ -95,7 +95,8 @@ class ZtbTemplateImpl final : public ZtbTemplate {
 
   ~ZtbTemplateImpl() { clear(); }
   void clear();
-  // Makes a token or an entry; throws std::bad_alloc.
+  // Makes a token or an entry, which holds nothing to lose until it has its text. Throws
+  // std::bad_alloc.
   template <class Object, class... Arguments>
   Object* make(Arguments... arguments) {
     return new (mMemory.allocate(sizeof(Object), alignof(Object))) Object(arguments...);
@@ -113,7 +114,7 @@ class ZtbTemplateImpl final : public ZtbTemplate {
   std::vector<Entry*> mVariables;
   bool mIsOrdered = true;
   // Holds the tokens and the entries.
-  std::pmr::monotonic_buffer_resource mMemory;
+  std::pmr::monotonic_buffer_resource mMemory{std::pmr::new_delete_resource()};
   ZtLogger* mConstantLogger;
   ZtLogger* mVariableLogger;
 };

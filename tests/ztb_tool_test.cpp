@@ -196,6 +196,37 @@ TEST_F(ZtbTool, ExitCodesAndOutputs) {
        "ztb template: standard input: "},
       {"template .", 1, "\".\" can't be read"},
       {"template t.txt --missing=empty >/dev/full", 1, "output can't be written"},
+      {"run -- false", 0, ""},
+      {"run -- printf '[%s]' '' '[a,b]' -- --json", 0, "[][[a,b]][--][--json]"},
+      {"run printf %s --wait", 0, "--wait"},
+      {"run --capture -- printf 'a\\tb\\033\\n'", 0, "a b\\x1b \n"},
+      {"run --json -- true", 0, "{\"done\": true, \"output\": null, \"error\": null}"},
+      {"run --json -- /nosuch", 1, "{\"done\": false, \"output\": \"Failed to execute command /no"},
+      {"run --env A=1 -- env", 0, "A=1\n"},
+      {"run --shell --capture -- echo 'a  b' '|' wc -w", 0, "2 \n"},
+      {"run --wait 0 -- sleep 1", 0, ""},
+      {"run -- sh -c 'kill -9 $$'", 1, "aborted with code 9"},
+      {"run --wait 1", 2, "CMD"},
+      {"run --waite 1 true", 2, "--waite"},
+      {"run --env A -- true", 2, "K=V"},
+      {"run --capture -- echo x >/dev/full", 1, "output can't be written"},
+      {"mail --to a --subject= --from '' --text= --dry-run", 0, "To: a\r\nFrom: \r\nSubject: \r\n"},
+      {"mail --to a --subject s --text - --attach t.txt --dry-run --json <f.cfg", 0,
+       "\\u000d\\n# first\\nA=1\\n"},
+      {"--version; LC_ALL=de_DE.ISO-8859-1 " ZTB_TEST_BIN
+       "/ztb mail --to a --subject $(printf '\\374') --dry-run",
+       0, "Subject: =?UTF-8?B?w7w=?=\r\n"},
+      {"mail --to a --subject $(printf '\\374') --dry-run", 1, "--subject is neither UTF-8"},
+      {"mail --to a --subject s --text - --text - --dry-run", 2, "standard input"},
+      {"mail --to a --subject s --text - --dry-run <uris.txt", 1, "holds a NUL"},
+      {"mail --to a --subject s", 2, "--command is required"},
+      {"mail --to a --subject s --attach absent --dry-run", 1, "\"absent\" can't be read: No such"},
+      {"mail --to a --subject s --attach . --dry-run", 1, "\".\" can't be read: Is a directory"},
+      {"mail --to a --subject s --dry-run >/dev/full", 1, "output can't be written"},
+      {"mail --to a --subject s --command 'cp \"%B\" %T.eml'; cat a.eml", 0, "To: a\r\n"},
+      {"mail --to a --subject s --command 'exit 67' --json", 1,
+       "{\"sent\": false, \"exitCode\": 67, \"running\": false, \"folder\": null"},
+      {"mail --to a --subject s --command 'echo no %T; exit 1'", 1, "reported: no a\n"},
       {"options >/dev/full", 1, "output can't be written"},
   };
   for (auto const& row : rows) {
@@ -269,6 +300,29 @@ TEST_F(ZtbTool, AFullDiskLeavesTheOldBytes) {
   ztbtest::shell("umount " + disk);
 }
 
+// The keyboard's signal reaches ztb and the program; a signal for ztb alone can't be waited for.
+TEST_F(ZtbTool, AnInterruptionLeavesNoFile) {
+  ztbtest::Variable const folder("TMPDIR", mFolder.path().c_str());
+  for (char const* command :
+       {"run --capture -- sleep 30", "mail --to a --subject s --command 'sleep 30'"}) {
+    std::string const line = std::string("timeout -s INT 0.5 " ZTB_TEST_BIN "/ztb ") + command;
+    EXPECT_EQ(124, ztbtest::shell(line).exitCode) << command;
+    EXPECT_TRUE(fs::is_empty(mFolder.path())) << command;
+  }
+}
+
+TEST_F(ZtbTool, TheMailOfAProgramThatStillRunsStays) {
+  ztbtest::Variable const folder("TMPDIR", mFolder.path().c_str());
+  ztbtest::Outcome const outcome =
+      ztb("mail --to a --subject s --command 'sleep 11; cp \"%B\" late.eml'");
+  EXPECT_EQ(0, outcome.exitCode);
+  std::string const mark = "remove its files: ";
+  std::size_t const at = outcome.output.find(mark);
+  ASSERT_NE(std::string::npos, at) << outcome.output;
+  std::string const place = outcome.output.substr(at + mark.size());
+  EXPECT_FALSE(fs::is_empty(place.substr(0, place.find('\n'))));
+}
+
 std::vector<std::string> linesOf(std::string const& page) {
   std::istringstream text(ztbtest::readFile(ZTB_TEST_DOCS "/" + page));
   std::vector<std::string> lines;
@@ -291,7 +345,8 @@ std::vector<std::string> cellsOf(std::string const& line) {
 // Each command of a page prints what stands below it.
 TEST_F(ZtbTool, CommandsOfThePagesPrintWhatThePagesSay) {
   ztbtest::Variable const path("PATH", (ZTB_TEST_BIN ":" + std::string(getenv("PATH"))).c_str());
-  for (char const* page : {"uris.md", "attributes.md", "command-line.md"}) {
+  for (char const* page :
+       {"uris.md", "attributes.md", "programs.md", "mail.md", "command-line.md"}) {
     std::string command, expected;
     int commands = 0;
     for (std::string const& line : linesOf(page)) {

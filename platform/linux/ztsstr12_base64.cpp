@@ -38,10 +38,17 @@ std::uint64_t load(unsigned char const* bytes) {
   return __builtin_bswap64(word);
 }
 
+// The two bytes at `bytes`, the first one in bits 16 to 23 and the second in 8 to 15.
+unsigned loadTwo(unsigned char const* bytes, bool hasSecond) {
+  unsigned const first = bytes[0];
+  unsigned const second = hasSecond ? bytes[1] : 0;
+  return first << 16 | second << 8;
+}
+
 // The last one or two bytes, filled up with "=".
 char* putRest(char* target, unsigned char const* bytes, int count) {
   if (count == 0) return target;
-  unsigned const bits = bytes[0] << 16u | (count == 2 ? bytes[1] << 8u : 0u);
+  unsigned const bits = loadTwo(bytes, count == 2);
   target = putPair(target, bits >> 12);
   *target++ = count == 2 ? kAlphabet[bits >> 6 & 63u] : '=';
   *target++ = '=';
@@ -63,7 +70,7 @@ int zts_b64_encode(char const* bytes, int count, char* target, int targetSize) {
     for (int shift = 52; shift >= 16; shift -= 12) target = putPair(target, word >> shift);
   }
   for (; count >= 3; count -= 3, source += 3) {
-    unsigned const bits = source[0] << 16u | source[1] << 8u | source[2];
+    unsigned const bits = loadTwo(source, true) | source[2];
     target = putPair(putPair(target, bits >> 12), bits);
   }
   *putRest(target, source, count) = '\0';

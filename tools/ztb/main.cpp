@@ -36,6 +36,8 @@ constexpr Command kCommands[] = {
     {"attributes", "Show the attributes of texts such as name=value;name=value",
      tool::declareAttributes},
     {"template", "Fill in the variables of a text", tool::declareTemplate},
+    {"run", "Run a program as applications do", tool::declareRun},
+    {"mail", "Compose a mail and hand it to a mail program", tool::declareMail},
 };
 
 constexpr int kRefused = 1;

@@ -111,10 +111,6 @@ std::string fitsUserPath(std::string const& path) {
   return path.size() <= kMaxBytes ? "" : "the path of the user folder is longer than 259 bytes";
 }
 
-std::string needsEquals(std::string const& setting) {
-  return setting.find('=') != std::string::npos ? "" : "write it as KEY=VALUE: " + setting;
-}
-
 }  // namespace
 
 Run declareOptions(CLI::App& app) {
@@ -127,7 +123,7 @@ Run declareOptions(CLI::App& app) {
   app.add_option("--file", arguments->files, "Further configuration file; may be repeated")
       ->allow_extra_args(false);
   app.add_option("--set", arguments->settings, "Option that overrides all; may be repeated")
-      ->check(CLI::Validator(needsEquals, "KEY=VALUE"))
+      ->check(nameAndValue("KEY=VALUE"))
       ->allow_extra_args(false);
   app.add_option("--filter", arguments->filter, "Show only keys that match, such as 'BASE/*'");
   app.add_flag("--json", arguments->json, "Print a JSON array");

@@ -167,12 +167,6 @@ int run(Arguments const& arguments) {
   return 0;
 }
 
-std::string needsName(std::string const& setting) {
-  std::size_t const equals = setting.find('=');
-  bool const isGood = equals != std::string::npos && equals > 0;
-  return isGood ? "" : "write it as NAME=VALUE: " + printable(setting);
-}
-
 }  // namespace
 
 Run declareTemplate(CLI::App& app) {
@@ -181,7 +175,7 @@ Run declareTemplate(CLI::App& app) {
       ->required();
   auto* const set = app.add_option("--set", arguments->settings,
                                    "Value of a variable; may be repeated, the last one counts")
-                        ->check(CLI::Validator(needsName, "NAME=VALUE"))
+                        ->check(nameAndValue("NAME=VALUE"))
                         ->allow_extra_args(false);
   auto* const missing =
       app.add_option("--missing", arguments->missing,

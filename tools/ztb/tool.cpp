@@ -137,6 +137,15 @@ std::vector<std::string> textsOf(CLI::App const& app) {
   return texts;
 }
 
+CLI::Validator nameAndValue(std::string const& form) {
+  auto const check = [form](std::string const& text) {
+    std::size_t const equals = text.find('=');
+    bool const isGood = equals != std::string::npos && equals > 0;
+    return isGood ? std::string() : "write it as " + form + ": " + printable(text);
+  };
+  return {check, form};
+}
+
 std::string printable(std::string_view text) {
   std::string result;
   while (!text.empty()) {

@@ -30,8 +30,10 @@ Run declareConfig(CLI::App& app);
 Run declareConvert(CLI::App& app);
 Run declareDate(CLI::App& app);
 Run declareDir(CLI::App& app);
+Run declareMail(CLI::App& app);
 Run declareMessage(CLI::App& app);
 Run declareOptions(CLI::App& app);
+Run declareRun(CLI::App& app);
 Run declareTemplate(CLI::App& app);
 Run declareText(CLI::App& app);
 Run declareType(CLI::App& app);
@@ -46,6 +48,9 @@ std::vector<std::string> textsOf(CLI::App const& app);
 
 // Declares the arguments that `app` takes as extras, for the help alone.
 void describeTexts(CLI::App& app, std::string const& name, std::string const& description);
+
+// Lets an option take a name that isn't empty, "=" and a value. `form` is how the help writes it.
+CLI::Validator nameAndValue(std::string const& form);
 
 // Ends the command with exit code 1 and this text on stderr: what went wrong, and what to do.
 class Refused : public std::runtime_error {

@@ -1,0 +1,414 @@
+// SPDX-License-Identifier: MIT
+//
+// Composing mails and handing them to a command. Commands are shell lines that keep what they get.
+
+#include "ztbemail.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <functional>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "ztbtest.h"
+
+namespace {
+
+using ztbtest::contains;
+using ztbtest::readFile;
+using ztbtest::TempFolder;
+
+ZtbString str(std::string const& text) {
+  return {text.c_str(), false};
+}
+
+std::size_t entries(std::string const& folder) {
+  std::filesystem::directory_iterator const all(folder);
+  return static_cast<std::size_t>(std::distance(begin(all), end(all)));
+}
+
+// The message as it is while no texts are loaded: its number and its arguments.
+std::string said(ZtbEmail& mail) {
+  std::string const message = mail.getErrorMessage().asCstr();
+  std::string const group = "[Base Services ";
+  std::string const noText = "] no text in the message database";
+  std::size_t const end = message.find(noText);
+  if (end == std::string::npos) return message;
+  return message.substr(group.size(), end - group.size()) + message.substr(end + noText.size());
+}
+
+// Mails go through the folder `temp`, and commands leave what they have to say beside it.
+class ZtbEmailTest : public ztbtest::LibraryTest {
+ protected:
+  ZtbEmailTest() { std::filesystem::create_directory(temp); }
+
+  void prepare(ZtbEmail& mail, std::string const& command) {
+    ASSERT_TRUE(mail.initialize(str(temp), str(command))) << mail.getErrorMessage().asCstr();
+    mail.setTo(ZtbString("ops@example.com", true));
+    mail.setSubject(ZtbString("Load", true));
+  }
+  // The command that keeps the mail, and the mail that it has kept.
+  std::string keep() const { return "cat '%B' > " + folder.path("sent"); }
+  std::string kept() const { return readFile(folder.path("sent")); }
+
+  std::string random(std::size_t size) {
+    std::string bytes(size, '\0');
+    for (char& byte : bytes) byte = static_cast<char>(mRandom() >> 7);
+    return bytes;
+  }
+
+  TempFolder const folder;
+  std::string const temp = folder.path("temp");
+
+ private:
+  std::minstd_rand mRandom{11};
+};
+
+// A mail of header lines only.
+constexpr char kPlain[] = "To: ops@example.com\r\nSubject: Load\r\n";
+constexpr char kHead[] =
+    "Content-Type: multipart/mixed; boundary=\"ZT_EMAIL_00\"\r\n"
+    "MIME-version: 1.0\r\n"
+    "This is a multi-part message in MIME format.\r\n\r\n";
+constexpr char kAscii[] =
+    "--ZT_EMAIL_00\r\nContent-Type: text/plain; charset=US-ASCII\r\n"
+    "Content-Transfer-Encoding: 7bit\r\n\r\n";
+constexpr char kUtf8[] =
+    "--ZT_EMAIL_00\r\nContent-Type: text/plain; charset=UTF-8\r\n"
+    "Content-Transfer-Encoding: base64\r\n\r\n";
+constexpr char kEnd[] = "--ZT_EMAIL_00--\r\n";
+
+std::string attached(std::string const& name) {
+  return "--ZT_EMAIL_00\r\nContent-Type: application/octet-stream\r\n"
+         "Content-Transfer-Encoding: base64\r\n"
+         "Content-Disposition: attachment; filename=\"" +
+         name + "\"\r\n\r\n";
+}
+
+TEST_F(ZtbEmailTest, TheTextIsExactlyThis) {
+  std::string const longValue(2000, 'x');
+  struct {
+    char const* from;
+    std::string subject;
+    std::vector<std::string> messages;
+    std::vector<std::pair<std::string, std::string>> files;
+    std::string expected;
+  } const rows[] = {
+      {nullptr, "Load", {}, {}, "Subject: Load\r\n"},
+      {"", "", {}, {}, "From: \r\nSubject: \r\n"},
+      {"me@example.com",
+       longValue,
+       {},
+       {},
+       "From: me@example.com\r\nSubject: " + longValue + "\r\n"},
+      {nullptr,
+       "Läuft",
+       {"a\nb\r\n.", "", "ä\n"},
+       {},
+       std::string("Subject: =?UTF-8?B?TMOkdWZ0?=\r\n") + kHead + kAscii + "a\nb\r\n.\r\n" +
+           kAscii + "\r\n" + kUtf8 + "w6QK\r\n" + kEnd},
+      {nullptr,
+       "\xFF",
+       {"\x80"},
+       {},
+       std::string("Subject: =?UTF-8?B?/w==?=\r\n") + kHead + kUtf8 + "gA==\r\n" + kEnd},
+      {nullptr,
+       "s",
+       {},
+       {{"empty", ""}, {"a/b/deep.bin", std::string("\0\1\2", 3)}},
+       std::string("Subject: s\r\n") + kHead + attached("empty") + attached("deep.bin") +
+           "AAEC\r\n" + kEnd},
+      {nullptr,
+       "s",
+       {},
+       {{"q\"b\\ \tä; name=x", "?"}},
+       std::string("Subject: s\r\n") + kHead + attached("q\\\"b\\\\ \tä; name=x") + "Pw==\r\n" +
+           kEnd},
+  };
+  for (auto const& row : rows) {
+    SCOPED_TRACE(row.expected.substr(0, 80));
+    ZtbEmail mail;
+    prepare(mail, keep());
+    if (row.from != nullptr) mail.setFrom(str(row.from));
+    mail.setSubject(str(row.subject));
+    for (auto const& message : row.messages) mail.addMessage(str(message));
+    for (auto const& [name, bytes] : row.files) mail.addAttachment(str(folder.write(name, bytes)));
+    EXPECT_TRUE(mail.sendMail()) << mail.getErrorMessage().asCstr();
+    EXPECT_EQ("To: ops@example.com\r\n" + row.expected, kept());
+  }
+}
+
+// Around one line and around the block of lines that is made at once, from files and from a pipe
+// that gives its bytes in crumbs: only the last line may be short.
+TEST_F(ZtbEmailTest, AttachmentsAreLinesOf76Characters) {
+  std::string const pipe = folder.path("file-pipe");
+  ASSERT_EQ(0, mkfifo(pipe.c_str(), 0600));
+  for (std::size_t const size : {1u, 56u, 57u, 58u, 58'367u, 58'368u, 58'369u, 200'000u}) {
+    SCOPED_TRACE(size);
+    std::string const bytes = random(size);
+    std::string const path = folder.write("file", bytes);
+    std::string lines = ztbtest::shell("base64 -w 76 " + path + " | sed 's/$/\\r/'").output;
+    ZtbEmail mail;
+    prepare(mail, keep());
+    mail.addAttachment(str(path));
+    mail.addAttachment(str(pipe));
+    std::thread writing([&] {
+      int const fd = open(pipe.c_str(), O_WRONLY | O_CLOEXEC);
+      for (std::size_t at = 0; at < size; at += 999) {
+        EXPECT_LT(0, write(fd, bytes.data() + at, std::min<std::size_t>(999, size - at)));
+      }
+      close(fd);
+    });
+    bool const isSent = mail.sendMail();
+    writing.join();
+    EXPECT_TRUE(isSent) << mail.getErrorMessage().asCstr();
+    EXPECT_EQ(std::string(kPlain) + kHead + attached("file") + lines + attached("file-pipe") +
+                  lines + kEnd,
+              kept());
+  }
+}
+
+TEST_F(ZtbEmailTest, WhatCantBeComposedRunsNoCommandAndIsWrittenAnewOnceItIsMended) {
+  std::string const badName = folder.write("two\nlines", "");
+  struct {
+    std::function<void(ZtbEmail&)> spoil;
+    char const* message;
+  } const rows[] = {
+      {[](ZtbEmail& mail) { mail.setTo(ZtbString()); }, "450"},
+      {[](ZtbEmail& mail) { mail.setSubject(ZtbString()); }, "451"},
+      {[](ZtbEmail& mail) { mail.setTo(str("a@b\r\nBcc: c@d")); },
+       "449: \"To\", \"a@b\r\nBcc: c@d\""},
+      {[](ZtbEmail& mail) { mail.setFrom(str("a@b\n")); }, "449: \"From\", \"a@b\n\""},
+      {[](ZtbEmail& mail) { mail.setSubject(str("ä\r")); }, "449: \"Subject\", \"ä\r\""},
+      {[&](ZtbEmail& mail) { mail.addAttachment(str(badName)); }, "452"},
+      {[](ZtbEmail& mail) { mail.addAttachment(str("/no/file")); }, "471: \"No such file"},
+      {[](ZtbEmail& mail) { mail.addAttachment(str("/etc/")); }, "471: \"Is a directory"},
+      {[](ZtbEmail& mail) { mail.addAttachment(ZtbString()); }, "471: \"No such file"},
+      {[](ZtbEmail& mail) { mail.addAttachment(str("/proc/self/mem")); }, "97"},
+  };
+  for (auto const& row : rows) {
+    SCOPED_TRACE(row.message);
+    ZtbEmail mail;
+    prepare(mail, keep());
+    mail.addMessage(str(std::string(100, 'x')));
+    row.spoil(mail);
+    EXPECT_FALSE(mail.sendMail());
+    EXPECT_TRUE(contains(said(mail), row.message));
+    EXPECT_FALSE(std::filesystem::exists(folder.path("sent")));
+    prepare(mail, keep());
+    mail.setFrom(ZtbString());
+    EXPECT_TRUE(mail.sendMail());
+    EXPECT_EQ(kPlain, kept());
+    std::filesystem::remove(folder.path("sent"));
+  }
+  ZtbEmail mail;
+  prepare(mail, keep());
+  mail.addMessage(str(std::string(100, 'x')));
+  mail.addAttachment(str("/no/file"));
+  EXPECT_FALSE(mail.sendMail());
+  mail.clearMessages();
+  mail.clearAttachments();
+  EXPECT_TRUE(mail.sendMail());
+  EXPECT_EQ(kPlain, kept());
+}
+
+TEST_F(ZtbEmailTest, WithoutFilesOrACommandNothingIsSent) {
+  ZtbEmail mail;
+  mail.setTo(str("a@b"));
+  mail.setSubject(str("s"));
+  EXPECT_FALSE(mail.sendMail());
+  EXPECT_TRUE(contains(said(mail), "449: \"To\", \"a@b\""));
+  EXPECT_STREQ("", mail.getEmailFile().asCstr());
+  EXPECT_FALSE(mail.initialize(str("/proc/no"), str(keep())));
+  EXPECT_TRUE(contains(said(mail), "332: 1002, \"/proc/no\", \"No such file"));
+  EXPECT_FALSE(mail.sendMail());
+  {
+    int const next = dup(0);
+    close(next);
+    ztbtest::Limit const oneMore(RLIMIT_NOFILE, static_cast<rlim_t>(next) + 1);
+    EXPECT_FALSE(mail.initialize(str(temp), str(keep()))) << "room for the first file only";
+  }
+  EXPECT_EQ(0u, entries(temp));
+  for (ZtbString const& command : {ZtbString(), ZtbString("", true)}) {
+    ASSERT_TRUE(mail.initialize(str(temp), command));
+    EXPECT_FALSE(mail.sendMail());
+    EXPECT_TRUE(contains(said(mail), "380"));
+  }
+}
+
+TEST_F(ZtbEmailTest, TheTemplateTakesRecipientsAndFileWhereverTheyStand) {
+  std::string const spoken = folder.path("spoken");
+  ZtbEmail mail;
+  prepare(mail, "echo '%T %B %T %B %t %%B' > " + spoken);
+  mail.setTo(str("a,b"));
+  EXPECT_TRUE(mail.sendMail());
+  std::string file = mail.getEmailFile().asCstr();
+  EXPECT_EQ("a,b " + file + " a,b " + file + " %t %" + file + "\n", readFile(spoken));
+  // Sent again: a fresh file, the recipients of now, and the old file is gone.
+  mail.setTo(str("%B"));
+  EXPECT_TRUE(mail.sendMail());
+  EXPECT_NE(file, mail.getEmailFile().asCstr());
+  EXPECT_FALSE(std::filesystem::exists(file));
+  file = mail.getEmailFile().asCstr();
+  EXPECT_EQ(file + " " + file + " " + file + " " + file + " %t %" + file + "\n", readFile(spoken));
+  EXPECT_EQ("To: %B\r\nSubject: Load\r\n", readFile(file));
+  EXPECT_EQ(2u, entries(temp));
+}
+
+TEST_F(ZtbEmailTest, WhatTheCommandDoesDecides) {
+  std::string const longLine(5000, 'x');
+  struct {
+    std::string command;
+    bool isSent;
+    int exitCode;
+    std::string message;  // a part of it
+    bool isSilent = false;
+  } const rows[] = {
+      {"exit 3", true, 3, ""},
+      {"kill -9 $$", false, 9, "378: 9"},
+      {"echo one; echo 'two \t ' >&2; echo; echo ' three'; exit 4", false, 4,
+       ", \"one two   three\""},
+      {"printf 'half'; kill -9 $$", false, 9, ", \"half\""},
+      {"printf 'a\\000b\\351c'", false, 0, ", \"a b\351c\""},
+      {"echo '" + longLine + "'", false, 0, ""},
+      {"yes '" + longLine + "' | head -c 30000000", false, 0, ""},
+      {"head -c 30000000 /dev/zero", false, 0, "", true},
+      {"yes '' | head -c 3000000", false, 0, ""},
+      {"for i in 1 2 3 4 5 6 7 8 9; do printf \"%0500d\" 0 | sed s/0/ä/g; done", false, 0, ""},
+      {"echo", false, 0, "", true},
+      {"/no/program", false, 127, "not found"},
+      {"( exec >&- 2>&-; sleep 30 ) & exit 0", true, 0, ""},
+  };
+  for (auto const& row : rows) {
+    SCOPED_TRACE(row.command.substr(0, 80));
+    ZtbEmail mail;
+    prepare(mail, row.command);
+    EXPECT_EQ(0, mail.getExitCode());
+    EXPECT_EQ(row.isSent, mail.sendMail());
+    EXPECT_EQ(row.exitCode, mail.getExitCode());
+    std::string const message = said(mail);
+    EXPECT_TRUE(contains(message, row.message));
+    EXPECT_TRUE(row.isSent || row.isSilent || !message.empty());
+    EXPECT_GT(2048u, message.size());
+  }
+}
+
+TEST_F(ZtbEmailTest, AReportIsNeitherBrokenNorCutInsideACharacter) {
+  ZtbEmail mail;
+  std::string umlauts;
+  for (int i = 0; i < 9000; ++i) umlauts += "ä";
+  prepare(mail, "cat " + folder.write("output", std::string(1500, 'x') + "\n" + umlauts));
+  EXPECT_FALSE(mail.sendMail());
+  std::string message = said(mail);
+  message.erase(0, message.find(", \"") + 3);
+  EXPECT_EQ(std::string(1500, 'x') + " ", message.substr(0, 1501));
+  message.erase(0, 1501);
+  EXPECT_LT(400u, message.size());
+  for (std::size_t at = 0; at < message.size(); at += 2) {
+    ASSERT_EQ("ä", message.substr(at, 2)) << at;
+  }
+}
+
+TEST_F(ZtbEmailTest, FilesGoWithTheObjectAndWithTheNextPair) {
+  {
+    ZtbEmail mail;
+    prepare(mail, "exit 0");
+    std::string const file = mail.getEmailFile().asCstr();
+    EXPECT_EQ(temp + "/cmd_email", file.substr(0, file.size() - 6));
+    mail.addMessage(str("gone with the next pair"));
+    prepare(mail, keep());
+    EXPECT_EQ(2u, entries(temp));
+    EXPECT_FALSE(std::filesystem::exists(file));
+    EXPECT_TRUE(mail.sendMail());
+    EXPECT_EQ(kPlain, kept());
+  }
+  EXPECT_EQ(0u, entries(temp));
+}
+
+TEST_F(ZtbEmailTest, FiveHundredMailsLeaveNothingBehind) {
+  std::string const file = folder.write("file", random(10'000));
+  ZtbEmail again;
+  prepare(again, "exit 0");
+  auto const send = [&](int i) {
+    ZtbEmail mail;
+    char const* const commands[] = {"exit 0", "echo no", "/no/program", "kill -9 $$", ""};
+    prepare(mail, commands[i % 5]);
+    mail.addMessage(str("Täglich"));
+    mail.addAttachment(str(i % 7 == 0 ? "/no/file" : file));
+    EXPECT_EQ(i % 5 == 0 && i % 7 != 0, mail.sendMail());
+    EXPECT_TRUE(again.sendMail());
+  };
+  send(0);
+  std::size_t const descriptors = entries("/proc/self/fd");
+  for (int i = 0; i < 250; ++i) send(i);
+  EXPECT_GE(descriptors, entries("/proc/self/fd"));
+  EXPECT_EQ(2u, entries(temp));
+  EXPECT_EQ(-1, waitpid(-1, nullptr, WNOHANG));
+  EXPECT_EQ(ECHILD, errno);
+}
+
+// The command sleeps longer than the wait, the first time only.
+TEST_F(ZtbEmailTest, AProgramThatStillRunsKeepsItsFilesAndOnlyThose) {
+  std::string const mark = folder.path("mark");
+  std::string file;
+  {
+    ZtbEmail mail;
+    prepare(mail, "test -e " + mark + " || { touch " + mark + "; sleep 11; }");
+    EXPECT_TRUE(mail.sendMail()) << "after ten seconds it counts as sent";
+    EXPECT_EQ(0, mail.getExitCode());
+    file = mail.getEmailFile().asCstr();
+    EXPECT_TRUE(mail.sendMail());
+    EXPECT_EQ(4u, entries(temp));
+  }
+  EXPECT_EQ(2u, entries(temp));
+  EXPECT_EQ(kPlain, readFile(file));
+}
+
+// Through a mail program and an SMTP server, which another implementation reads.
+TEST_F(ZtbEmailTest, ARealServerReceivesWhatWasGiven) {
+  if (ztbtest::shell("msmtp --version && " ZTB_TEST_PYTHON " -c 'import aiosmtpd'").exitCode != 0) {
+    GTEST_SKIP() << "skipped: msmtp or Python's aiosmtpd isn't there; scripts/setup installs both";
+  }
+  std::string const bytes = random(100'000);
+  std::string const name = "Lauf \"7\" \\ ä.bin";
+  std::string const found = folder.path("found");
+  std::filesystem::create_directory(found);
+  FILE* const sink =
+      popen((ZTB_TEST_PYTHON " " ZTB_TEST_SOURCES "/mail_sink.py " + found).c_str(), "re");
+  ASSERT_NE(nullptr, sink);
+  int port = 0;
+  ASSERT_EQ(1, fscanf(sink, "%d", &port));
+  {
+    ZtbEmail mail;
+    prepare(mail, "msmtp --file=/dev/null --auth=off --tls=off --host=127.0.0.1 --port=" +
+                      std::to_string(port) + " --from=load@example.com --read-recipients < '%B'");
+    mail.setTo(str("ops@example.com, b@example.com"));
+    mail.setFrom(str("load@example.com"));
+    mail.setSubject(str("Nächtlicher Lauf: 日本語 \xF0\x9F\x9A\x80 = ok?"));
+    mail.addMessage(str("Größe: 3 €\n.\n\n.. Ende"));
+    mail.addAttachment(str(folder.write(name, bytes)));
+    EXPECT_TRUE(mail.sendMail()) << mail.getErrorMessage().asCstr();
+    EXPECT_EQ(0, mail.getExitCode());
+  }
+  EXPECT_EQ(0, pclose(sink));
+  std::pair<char const*, std::string> const rows[] = {
+      {"recipients", "ops@example.com b@example.com"},
+      {"to", "ops@example.com, b@example.com"},
+      {"from", "load@example.com"},
+      {"subject", "Nächtlicher Lauf: 日本語 \xF0\x9F\x9A\x80 = ok?"},
+      {"body", "Größe: 3 €\n.\n\n.. Ende"},
+      {"name", name},
+      {"attachment", bytes},
+  };
+  for (auto const& [what, expected] : rows)
+    EXPECT_EQ(expected, readFile(found + "/" + what)) << what;
+}
+
+}  // namespace
