@@ -33,6 +33,8 @@
 #include "ztbdefs.h"
 #include "ztbmempool.h"
 
+class ZtUtf8ToUC;
+
 class ZTB_API ZtbString {
  public:
   // The null string.
@@ -150,6 +152,16 @@ class ZTB_API ZtbString {
   // memory ran out, with the string unchanged.
   bool lowercase();
   bool uppercase();
+
+  // A new converter that holds the text as UTF-16 (see ztconvert.h, which the caller includes): the
+  // empty text for the null string. The caller gives it back with its `release`. Null when memory
+  // ran out.
+  ZtUtf8ToUC* asUCS2() const;
+
+  // Gives this string the UTF-8 form of a UTF-16 text that ends with a unit of 0, and the string
+  // itself back. A surrogate that isn't half of a pair becomes U+FFFD. A null `text` gives an empty
+  // string. When memory runs out the string stays as it was, or is null.
+  ZtbString const& fromUCS2(unsigned short const* text);
 
  private:
   struct ZTB_LOCAL InternalString;
