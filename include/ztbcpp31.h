@@ -30,6 +30,8 @@
 #include "ztbsubject.h"
 #include "ztbtemplate.h"
 #include "ztbtxtfile.h"
+#include "ztbtxtfilefw.h"
+#include "ztconvert.h"
 #include "ztdatauri.h"
 #include "ztreposuri.h"
 #include "zturi.h"

@@ -210,6 +210,10 @@ int np_fio_gets(NpFile* file, char* buffer, int size);
 //   np_fio_putm(file, name, ": ", value, "\r\n", nullptr);
 int np_fio_putm(NpFile* file, char const* text, ...) __attribute__((sentinel));
 
+// Writes `count` bytes, all of them: interrupted and short writes go on. Gives the bytes, or a
+// negative code as np_fio_putm does; a negative count and a null `bytes` with a count are invalid.
+int np_fio_putb(NpFile* file, char const* bytes, int count);
+
 // Where an offset counts from. Frozen.
 enum NpFileOrigin : int {
   np_fio_from_start = 0,
@@ -219,7 +223,8 @@ enum NpFileOrigin : int {
 
 // Moves the position by `offset` bytes from an NpFileOrigin, and gives the new one from the start.
 // It may lie behind the end; the gap reads as zeros once something is written there. A negative
-// code, with the position as it was, for another origin, a place before the start, and a pipe.
+// code, with the position as it was, for another origin, a place before the start or beyond
+// 2^63 - 1, and a pipe. Costs no system call in a regular file, except from its end.
 long long np_fio_seek64(NpFile* file, long long offset, int origin);
 
 // The same for small files. All ones (0xFFFFFFFF) on failure, with the position as it was; a place

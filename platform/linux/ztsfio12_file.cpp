@@ -36,9 +36,12 @@ struct NpFile {
   explicit NpFile(NpDescriptor opened) : descriptor(std::move(opened)) {}
 
   NpDescriptor descriptor;
-  bool isRegular = false;
-  // The bytes between `begin` and `end` are read and not yet delivered; the system's position is
-  // behind them. The room is made for the first line.
+  // Whether positions mean something: not for pipes and the like. Such a file is read and written
+  // at `position`, so that to move there costs nothing, and a record by its number one system call.
+  bool isSeekable = false;
+  long long position = 0;
+  // The bytes between `begin` and `end` are read and not yet delivered; `position` is behind them.
+  // The room is made for the first line.
   std::unique_ptr<char[]> ahead;
   std::size_t begin = 0;
   std::size_t end = 0;
@@ -86,7 +89,7 @@ int wrap(NpDescriptor descriptor, NpFile** result) {
   if (S_ISDIR(status.st_mode)) return npFioCode(EISDIR);
   auto* const file = new (std::nothrow) NpFile(std::move(descriptor));
   if (file == nullptr) return npFioCode(ENOMEM);
-  file->isRegular = S_ISREG(status.st_mode);
+  file->isSeekable = ::lseek(file->descriptor.get(), 0, SEEK_CUR) >= 0;
   *result = file;
   return 0;
 }
@@ -121,12 +124,16 @@ int createTemporary(char const* directory, char const* prefix, char* path, unsig
 }
 
 // Reads once, as much as there is. The bytes, or a negative code.
-int readSome(NpFile const& file, char* buffer, std::size_t size) {
+int readSome(NpFile& file, char* buffer, std::size_t size) {
+  int const fd = file.descriptor.get();
+  std::size_t const most = std::min<std::size_t>(size, INT_MAX);
   ssize_t n = -1;
   do {
-    n = ::read(file.descriptor.get(), buffer, std::min<std::size_t>(size, INT_MAX));
+    n = file.isSeekable ? ::pread(fd, buffer, most, file.position) : ::read(fd, buffer, most);
   } while (n < 0 && errno == EINTR);
-  return n < 0 ? -npFioCode(errno) : static_cast<int>(n);
+  if (n < 0) return -npFioCode(errno);
+  file.position += n;
+  return static_cast<int>(n);
 }
 
 // Refills what is read ahead once it is used up. The bytes, 0 at the end, or a negative code.
@@ -139,22 +146,32 @@ int readAhead(NpFile& file) {
   return n;
 }
 
-// Brings the system's position to that of the caller. 0 or a code, with what is ahead kept.
+// Forgets what is read ahead, so that `position` is the caller's. 0, or a code with it kept.
 int settle(NpFile& file) {
   if (file.aheadBytes() == 0) return 0;
-  auto const back = static_cast<off_t>(file.aheadBytes());
-  if (::lseek(file.descriptor.get(), -back, SEEK_CUR) < 0) return npFioCode(errno);
+  if (!file.isSeekable) return npFioCode(ESPIPE);
+  file.position -= static_cast<long long>(file.aheadBytes());
   file.begin = file.end = 0;
   return 0;
 }
 
-int write(NpFile const& file, std::span<iovec> parts) {
+// 0 or a code; the position is behind what was written in either case.
+int write(NpFile& file, std::span<iovec> parts) {
   int const fd = file.descriptor.get();
-  return npFioCode(file.isRegular ? npWriteAll(fd, parts) : npWriteAllWithoutSignal(fd, parts));
+  return npFioCode(file.isSeekable ? npWriteAllAt(fd, parts, file.position)
+                                   : npWriteAllWithoutSignal(fd, parts));
+}
+
+// Where the file ends. 0 or a code.
+int endOf(NpFile const& file, long long& end) {
+  off_t const result = ::lseek(file.descriptor.get(), 0, SEEK_END);
+  if (result < 0) return npFioCode(errno);
+  end = result;
+  return 0;
 }
 
 // Writes the texts up to the null pointer, a handful at a time. The bytes, or a negative code.
-int writeTexts(NpFile const& file, char const* text, va_list more) {
+int writeTexts(NpFile& file, char const* text, va_list more) {
   std::array<iovec, 16> parts;
   std::size_t total = 0;
   while (text != nullptr) {
@@ -289,15 +306,35 @@ int np_fio_putm(NpFile* file, char const* text, ...) {
   return result;
 }
 
+int np_fio_putb(NpFile* file, char const* bytes, int count) {
+  if (file == nullptr || count < 0 || (bytes == nullptr && count > 0)) return -npFioCode(EINVAL);
+  int code = settle(*file);
+  iovec part = {const_cast<char*>(bytes), static_cast<std::size_t>(count)};
+  if (code == 0) code = write(*file, {&part, 1});
+  return code == 0 ? count : -code;
+}
+
 long long np_fio_seek64(NpFile* file, long long offset, int origin) {
-  static_assert(np_fio_from_start == SEEK_SET && np_fio_from_here == SEEK_CUR &&
-                np_fio_from_end == SEEK_END);
-  bool const isKnown = origin >= np_fio_from_start && origin <= np_fio_from_end;
-  if (file == nullptr || !isKnown) return -npFioCode(EINVAL);
-  int const code = settle(*file);
-  if (code != 0) return -code;
-  off_t const position = ::lseek(file->descriptor.get(), offset, origin);
-  return position < 0 ? -npFioCode(errno) : position;
+  if (file == nullptr) return -npFioCode(EINVAL);
+  if (!file->isSeekable) return -npFioCode(ESPIPE);
+  long long base = 0;
+  switch (origin) {
+    case np_fio_from_start:
+      break;
+    case np_fio_from_here:
+      base = file->position - static_cast<long long>(file->aheadBytes());
+      break;
+    case np_fio_from_end:
+      if (int const code = endOf(*file, base)) return -code;
+      break;
+    default:
+      return -npFioCode(EINVAL);
+  }
+  long long position = 0;
+  if (__builtin_add_overflow(base, offset, &position)) return -npFioCode(EOVERFLOW);
+  if (position < 0) return -npFioCode(EINVAL);
+  file->begin = file->end = 0;
+  return file->position = position;
 }
 
 unsigned np_fio_seek(NpFile* file, int offset, int origin) {

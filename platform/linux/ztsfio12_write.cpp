@@ -52,17 +52,32 @@ void drop(std::span<iovec>& parts, std::size_t bytes) {
   }
 }
 
-}  // namespace
-
-int npWriteAll(int fd, std::span<iovec> parts) {
+// `writeSome(pieces, count)` writes as much as the system takes, as writev(2) does.
+template <class WriteSome>
+int writeAll(std::span<iovec> parts, WriteSome writeSome) {
   for (drop(parts, 0); !parts.empty();) {
-    ssize_t const n = ::writev(fd, parts.data(), static_cast<int>(parts.size()));
+    ssize_t const n = writeSome(parts.data(), static_cast<int>(parts.size()));
     if (n < 0 && errno == EINTR) continue;
     if (n < 0) return errno;
     if (n == 0) return EIO;
     drop(parts, static_cast<std::size_t>(n));
   }
   return 0;
+}
+
+}  // namespace
+
+int npWriteAll(int fd, std::span<iovec> parts) {
+  return writeAll(parts,
+                  [fd](iovec const* pieces, int count) { return ::writev(fd, pieces, count); });
+}
+
+int npWriteAllAt(int fd, std::span<iovec> parts, long long& position) {
+  return writeAll(parts, [fd, &position](iovec const* pieces, int count) {
+    ssize_t const n = ::pwritev(fd, pieces, count, position);
+    if (n > 0) position += n;
+    return n;
+  });
 }
 
 int npWriteAllWithoutSignal(int fd, std::span<iovec> parts) {

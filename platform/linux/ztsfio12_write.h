@@ -14,6 +14,10 @@
 // signal.
 [[nodiscard]] int npWriteAll(int fd, std::span<iovec> parts);
 
+// The same at `position`, which moves behind what was written, also on failure. The system's own
+// position stays.
+[[nodiscard]] int npWriteAllAt(int fd, std::span<iovec> parts, long long& position);
+
 // The same for anything else, such as a pipe: SIGPIPE is held back, so that a closed one is a
 // failure like any other.
 [[nodiscard]] int npWriteAllWithoutSignal(int fd, std::span<iovec> parts);

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstring>
 #include <filesystem>
 #include <memory>
@@ -153,7 +154,9 @@ TEST(NpFileTest, LinesBytesPositionsAndWritesMix) {
         position += bytes.size();
         break;
       case 2:
-        ASSERT_EQ(static_cast<int>(count), np_fio_putm(file.get(), bytes.c_str(), nullptr));
+        ASSERT_EQ(static_cast<int>(count),
+                  i % 2 == 0 ? np_fio_putm(file.get(), bytes.c_str(), nullptr)
+                             : np_fio_putb(file.get(), bytes.data(), static_cast<int>(count)));
         if (count > rest) content.resize(position + count);
         content.replace(position, count, bytes);
         position += count;
@@ -174,6 +177,7 @@ TEST(NpFileTest, PositionsCountFromThreeOriginsAndFilesAreCutThere) {
   EXPECT_EQ(kFailure, np_fio_seek(file.get(), 1, np_fio_from_here)) << "the result can't tell it";
   EXPECT_EQ(kFailure, np_fio_seek(file.get(), -1, np_fio_from_start));
   EXPECT_EQ(-code(EINVAL), np_fio_seek64(file.get(), 0, 3));
+  EXPECT_EQ(-code(EOVERFLOW), np_fio_seek64(file.get(), LLONG_MAX, np_fio_from_here));
   EXPECT_EQ(4'294'967'294, np_fio_seek64(file.get(), 0, np_fio_from_here)) << "as it was";
   EXPECT_EQ(8, np_fio_seek64(file.get(), -1, np_fio_from_end));
   EXPECT_EQ(0u, np_fio_seek(file.get(), 0, np_fio_from_start));
@@ -196,7 +200,12 @@ TEST(NpFileTest, WritesEndInAFailureWhereTheSystemTakesNoMore) {
   EXPECT_EQ(0, np_fio_putm(file.get(), "", "", nullptr));
   EXPECT_EQ(20, np_fio_putm(file.get(), "a", "b", "c", "d", "e", "f", "g", "h", "i", "j", "k", "l",
                             "m", "n", "o", "p", "q", "r", "", "st", nullptr));
-  EXPECT_EQ("abcdefghijklmnopqrst", readFile(folder.path("new")));
+  EXPECT_EQ(3, np_fio_putb(file.get(), "\0u\0", 3));
+  EXPECT_EQ(0, np_fio_putb(file.get(), nullptr, 0));
+  EXPECT_EQ(-code(EINVAL), np_fio_putb(file.get(), nullptr, 1));
+  EXPECT_EQ(-code(EINVAL), np_fio_putb(file.get(), "a", -1));
+  EXPECT_EQ(-code(EINVAL), np_fio_putb(nullptr, "a", 1));
+  EXPECT_EQ(std::string("abcdefghijklmnopqrst\0u\0", 23), readFile(folder.path("new")));
 }
 
 TEST(NpFileTest, PipesAreReadAndWrittenWholeThoughTheyTakeLess) {
