@@ -96,7 +96,7 @@ class ZTB_API SharedBufferManager {
   virtual SharedBuffer* acquireFilledOutput() = 0;
 
   // The buffers of a pool that are filled and not yet taken, and those that are free. The rest is
-  // held by somebody.
+  // held by somebody. A null pointer isn't filled in.
   virtual void getInputCounts(int* filled, int* free) = 0;
   virtual void getOutputCounts(int* filled, int* free) = 0;
 

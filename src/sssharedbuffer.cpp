@@ -3,8 +3,11 @@
 #include "sssharedbuffer.h"
 
 #include <algorithm>
+#include <atomic>
 #include <memory>
 #include <new>
+#include <thread>
+#include <utility>
 
 #include "ztbb10.h"
 
@@ -80,15 +83,14 @@ class Waiter {
 
   bool isGood() const { return mEvent != nullptr; }
 
-  // Both under the manager's lock.
+  // Both under the manager's lock. Who takes the announcement has to post.
   void announce() { mWaiting = true; }
-  void wake() {
-    if (!mWaiting) return;
-    mWaiting = false;
-    ztEventPost(mEvent, 1);
-  }
+  bool takeAnnouncement() { return std::exchange(mWaiting, false); }
 
-  // Without the lock: true if woken, false if it is time to look at the callback.
+  // The rest is without the lock.
+  void post() { ztEventPost(mEvent, 1); }
+
+  // True if woken, false if it is time to look at the callback.
   bool wait() {
     int unused = 0;
     if (ztEventWait(1, &mEvent, 1, kLookAgainMs, 0, &unused) != 0) return false;
@@ -157,8 +159,9 @@ bool Pool::create(SharedBufferManagerImpl* manager, bool isInput, int count, int
 
 SharedBuffer* Pool::findFree() {
   if (mFilled >= mCount) return nullptr;
-  for (int i = 0; i < mCount; ++i) {
-    auto const at = static_cast<std::size_t>((mHead + i) % mCount);
+  auto const size = static_cast<std::size_t>(mCount);
+  for (std::size_t i = 0; i < size; ++i) {
+    std::size_t const at = (static_cast<std::size_t>(mHead) + i) % size;
     if (!mFree[at]) continue;
     if (!mBuffers[at]->prepare(true)) return nullptr;
     mFree[at] = false;
@@ -214,10 +217,10 @@ class SharedBufferManagerImpl final : public SharedBufferManager {
   bool waitForOutputDrained(SharedBufferWaitCallback* callback) override;
 
  private:
-  // Who hands a buffer back may still be on its way out when the last wait ends; the lock, taken
-  // once more, sees it out.
+  // Who hands a buffer back may still be on its way out when the last wait ends: it is seen out.
   ~SharedBufferManagerImpl() {
     ztLockGet(mLock, 1, 1);
+    while (mPosting.load(std::memory_order_acquire) != 0) std::this_thread::yield();
     ztLockDestroy(mLock);
   }
 
@@ -225,13 +228,16 @@ class SharedBufferManagerImpl final : public SharedBufferManager {
                         SharedBufferWaitCallback* callback);
   bool find(SharedBuffer** freeInput, SharedBuffer** filledOutput);
   void count(Pool const& pool, int* filled, int* free);
+  Waiter* give(SharedBuffer const* buffer, bool isInput, bool wasReading);
+  Waiter& waiterFor(bool isInput, bool wasReading);
 
   ZtLock mLock;
   Pool mInput;
   Pool mOutput;
-  Waiter mClient;       // waitForBuffers
-  Waiter mOutputFree;   // acquireFreeOutput, waitForOutputDrained
-  Waiter mInputFilled;  // acquireFilledInput
+  Waiter mClient;                // waitForBuffers
+  Waiter mOutputFree;            // acquireFreeOutput, waitForOutputDrained
+  Waiter mInputFilled;           // acquireFilledInput
+  std::atomic<int> mPosting{0};  // grows under the lock
 };
 
 bool SharedBufferManagerImpl::create(int inputCount, int inputRows, int inputColumns,
@@ -304,20 +310,33 @@ bool SharedBufferManagerImpl::waitForOutputDrained(SharedBufferWaitCallback* cal
   }
 }
 
-void SharedBufferManagerImpl::returnBuffer(SharedBuffer* buffer, bool isInput, bool wasReading) {
+Waiter& SharedBufferManagerImpl::waiterFor(bool isInput, bool wasReading) {
+  if (isInput == wasReading) return mClient;
+  return isInput ? mInputFilled : mOutputFree;
+}
+
+// The waiter to be woken, or null.
+Waiter* SharedBufferManagerImpl::give(SharedBuffer const* buffer, bool isInput, bool wasReading) {
   ZtLockHold const hold(mLock);
-  if (!(isInput ? mInput : mOutput).give(buffer, wasReading)) return;
-  if (isInput == wasReading) {
-    mClient.wake();
-  } else {
-    (isInput ? mInputFilled : mOutputFree).wake();
-  }
+  if (!(isInput ? mInput : mOutput).give(buffer, wasReading)) return nullptr;
+  Waiter& waiter = waiterFor(isInput, wasReading);
+  if (!waiter.takeAnnouncement()) return nullptr;
+  mPosting.fetch_add(1, std::memory_order_relaxed);
+  return &waiter;
+}
+
+// Posts without the lock, which the woken thread would only run into.
+void SharedBufferManagerImpl::returnBuffer(SharedBuffer* buffer, bool isInput, bool wasReading) {
+  Waiter* const waiter = give(buffer, isInput, wasReading);
+  if (waiter == nullptr) return;
+  waiter->post();
+  mPosting.fetch_sub(1, std::memory_order_release);
 }
 
 void SharedBufferManagerImpl::count(Pool const& pool, int* filled, int* free) {
   ZtLockHold const hold(mLock);
-  *filled = pool.filled();
-  *free = pool.free();
+  if (filled != nullptr) *filled = pool.filled();
+  if (free != nullptr) *free = pool.free();
 }
 
 void SharedBufferImpl::release() {

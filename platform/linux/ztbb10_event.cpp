@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Events on Linux: one futex word each, 1 while the event is signalled.
+// Events on Linux: one futex word each, which also says whether anybody sleeps on it, so that a
+// post that nobody sleeps for is no system call.
 
 #include <linux/futex.h>
 #include <sys/syscall.h>
@@ -15,7 +16,8 @@
 #include "ztbb10.h"
 
 struct ZtEventRecord {
-  std::atomic<unsigned> signalled{0};
+  enum State : unsigned { kClear = 0, kSignalled = 1, kSleptOn = 2 };
+  std::atomic<unsigned> state{kClear};
 };
 static_assert(sizeof(std::atomic<unsigned>) == 4 && std::atomic<unsigned>::is_always_lock_free);
 
@@ -33,17 +35,19 @@ timespec deadlineIn(int milliseconds) {
   return time;
 }
 
-// Sleeps while the word is 0, or until the deadline, which may be null. True once the deadline has
-// passed; a sleep may also end without a reason.
-bool sleepUntil(ZtEvent event, timespec const* deadline) {
-  long const result =
-      ::syscall(SYS_futex, &event->signalled, FUTEX_WAIT_BITSET | FUTEX_PRIVATE_FLAG, 0u, deadline,
-                nullptr, FUTEX_BITSET_MATCH_ANY);
-  return result != 0 && errno == ETIMEDOUT;
+bool isSignalled(ZtEvent event) {
+  return event->state.load(std::memory_order_acquire) == ZtEventRecord::kSignalled;
 }
 
-bool isSignalled(ZtEvent event) {
-  return event->signalled.load(std::memory_order_acquire) != 0;
+// Sleeps unless the event is signalled, or until the deadline, which may be null. True once the
+// deadline has passed; a sleep may also end without a reason.
+bool sleepUntil(ZtEvent event, timespec const* deadline) {
+  unsigned seen = ZtEventRecord::kClear;
+  event->state.compare_exchange_strong(seen, ZtEventRecord::kSleptOn, std::memory_order_relaxed);
+  if (seen == ZtEventRecord::kSignalled) return false;
+  long const result = ::syscall(SYS_futex, &event->state, FUTEX_WAIT_BITSET | FUTEX_PRIVATE_FLAG,
+                                ZtEventRecord::kSleptOn, deadline, nullptr, FUTEX_BITSET_MATCH_ANY);
+  return result != 0 && errno == ETIMEDOUT;
 }
 
 }  // namespace
@@ -53,12 +57,18 @@ ZtEvent ztEventCreate(int) {
 }
 
 void ztEventPost(ZtEvent event, int) {
-  if (event == nullptr || event->signalled.exchange(1, std::memory_order_release) != 0) return;
-  ::syscall(SYS_futex, &event->signalled, FUTEX_WAKE_PRIVATE, INT_MAX, nullptr, nullptr, 0);
+  if (event == nullptr) return;
+  unsigned const before =
+      event->state.exchange(ZtEventRecord::kSignalled, std::memory_order_release);
+  if (before != ZtEventRecord::kSleptOn) return;
+  ::syscall(SYS_futex, &event->state, FUTEX_WAKE_PRIVATE, INT_MAX, nullptr, nullptr, 0);
 }
 
 void ztEventClear(ZtEvent event) {
-  if (event != nullptr) event->signalled.store(0, std::memory_order_relaxed);
+  if (event == nullptr) return;
+  // The mark of those who sleep stays.
+  unsigned seen = ZtEventRecord::kSignalled;
+  event->state.compare_exchange_strong(seen, ZtEventRecord::kClear, std::memory_order_relaxed);
 }
 
 int ztEventWait(int, ZtEvent const* events, int, int timeoutMs, int, int*) {
