@@ -457,9 +457,18 @@ std::string composeUserLine(UserRecord const& record) {
 
 // ---- Passwords and credentials ------------------------------------------------------------------
 
+std::string checkSecret(std::string_view secret) {
+  constexpr std::string_view kBlanks = " \t\r\n\f\v";
+  bool const isGood = secret.find_first_of(std::string_view("/,\0", 3)) == secret.npos &&
+                      (secret.empty() || (kBlanks.find(secret.front()) == kBlanks.npos &&
+                                          kBlanks.find(secret.back()) == kBlanks.npos));
+  return isGood ? "" : "A secret can hold neither '/' nor ',', nor white space at its ends";
+}
+
 std::string setPassword(UserRecord& record, std::string_view password, std::string_view secret,
                         HashCost cost) {
-  std::string const reason = checkNames(record);
+  std::string reason = checkNames(record);
+  if (reason.empty()) reason = checkSecret(secret);
   if (!reason.empty()) return reason;
   startSodium();
   record.password.cost = cost;
