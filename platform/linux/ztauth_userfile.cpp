@@ -325,6 +325,7 @@ SecretBytes derive(PasswordCheck const& check, std::string_view password) {
   startSodium();
   SecretBytes memory(sizeof(Derived));
   auto* const keys = new (memory.data()) Derived;
+  if (password.empty()) password = "";  // not null
   if (crypto_pwhash(keys->master, sizeof keys->master, password.data(), password.size(),
                     check.salt.data(), check.cost.passes, std::size_t{check.cost.kibibytes} * 1024,
                     crypto_pwhash_ALG_ARGON2ID13) != 0) {
