@@ -43,6 +43,13 @@ struct DomainUser {
   std::string user;
 };
 
+std::string holdsNoSecret(std::string const& location) {
+  std::string lower = location;
+  for (char& c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  bool const isGood = lower.find("pass=") == std::string::npos;
+  return isGood ? "" : "a secret on the command line is for all to read; use --secret-fd";
+}
+
 void setLocation(Arguments const& arguments, Secret const& secret) {
   ZtbConfigOptions* const options = ztbGetConfigOptions(ZtbString());
   ZtbString const key("BASE/AUTH_SERVER_LOC", true);
@@ -52,6 +59,9 @@ void setLocation(Arguments const& arguments, Secret const& secret) {
   options->getOption(key, &location);
   if (location.isNull()) {
     throw Refused("--secret-fd needs a location: give --location or set BASE/AUTH_SERVER_LOC");
+  }
+  if (!holdsNoSecret(fromZtb(location)).empty()) {
+    throw Refused("BASE/AUTH_SERVER_LOC has a secret already: leave --secret-fd out");
   }
   location.trim(true, true);
   location.append(",pass=", nullptr);
@@ -129,13 +139,6 @@ int run(Arguments arguments) {
   int const result = findCredentials(arguments, credentials);
   arguments.json ? printJson(info, credentials) : printInfo(info, credentials);
   return result;
-}
-
-std::string holdsNoSecret(std::string const& location) {
-  std::string lower = location;
-  for (char& c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  bool const isGood = lower.find("pass=") == std::string::npos;
-  return isGood ? "" : "a secret on the command line is for all to read; use --secret-fd";
 }
 
 }  // namespace

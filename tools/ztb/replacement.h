@@ -13,6 +13,8 @@
 #include <string>
 #include <string_view>
 
+#include "held_signals.h"
+
 namespace tool {
 
 // The file that a path stands for: a link is followed, also one whose target isn't there yet.
@@ -61,7 +63,8 @@ class Original {
   bool mIsThere;
 };
 
-// A new file beside the original, with its mode and owner, that is gone unless it takes its place.
+// A new file beside the original, with its mode and owner, that is gone unless it takes its place,
+// also if somebody interrupts the command.
 // Where there was none, it has `newMode` less what the user's mask takes off.
 class Replacement {
  public:
@@ -77,6 +80,7 @@ class Replacement {
  private:
   bool setModeAndOwner(int number, mode_t newMode) const;
 
+  HeldSignals const mSignals;
   Original const& mOriginal;
   std::string mPath;
 };

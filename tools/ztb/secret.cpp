@@ -4,7 +4,6 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <signal.h>
 #include <sodium.h>
 #include <sys/signalfd.h>
 #include <sys/stat.h>
@@ -16,6 +15,7 @@
 #include <cstring>
 #include <optional>
 
+#include "held_signals.h"
 #include "replacement.h"
 #include "tool.h"
 
@@ -62,29 +62,20 @@ Secret readSecret(int descriptor, std::string const& what) {
 
 // ---- The terminal -------------------------------------------------------------------------------
 
-// Signals that would end or stop the process in the midst of a question. As long as they are held
-// they wait; `get` becomes readable when there is one.
-class HeldSignals {
+// Becomes readable when a signal is held back.
+class SignalSource {
  public:
-  HeldSignals() {
-    sigset_t held;
-    sigemptyset(&held);
-    for (int const number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP}) sigaddset(&held, number);
-    mDescriptor = ::signalfd(-1, &held, SFD_CLOEXEC);
+  explicit SignalSource(HeldSignals const& held)
+      : mDescriptor(::signalfd(-1, &held.signals(), SFD_CLOEXEC)) {
     if (mDescriptor < 0) throw Refused(std::string("can't wait: ") + std::strerror(errno));
-    sigprocmask(SIG_BLOCK, &held, &mBefore);
   }
-  HeldSignals(HeldSignals const&) = delete;
-  HeldSignals& operator=(HeldSignals const&) = delete;
-  ~HeldSignals() {
-    ::close(mDescriptor);
-    sigprocmask(SIG_SETMASK, &mBefore, nullptr);
-  }
+  SignalSource(SignalSource const&) = delete;
+  SignalSource& operator=(SignalSource const&) = delete;
+  ~SignalSource() { ::close(mDescriptor); }
   int get() const { return mDescriptor; }
 
  private:
   int mDescriptor;
-  sigset_t mBefore;
 };
 
 // Keeps a terminal from showing what is typed, a line at a time.
@@ -118,9 +109,11 @@ void show(int terminal, std::string const& text) {
   }
 }
 
-// A line that is typed; none if a signal wants to be heard.
-std::optional<Secret> typedLine(int terminal, int signals, std::string const& what) {
-  constexpr std::size_t kTerminalLine = 4096;  // with its end; what is longer comes cut
+constexpr std::size_t kTerminalLine = 4096;  // with its end; what is longer comes cut
+
+// A line that is typed, or what there is of it at the end of all input; none if a signal wants to
+// be heard.
+std::optional<Secret> typedLine(int terminal, int signals) {
   Secret line;
   for (;;) {
     pollfd sources[] = {{signals, POLLIN, 0}, {terminal, POLLIN, 0}};
@@ -128,29 +121,27 @@ std::optional<Secret> typedLine(int terminal, int signals, std::string const& wh
     if (sources[0].revents != 0) return std::nullopt;
     if (sources[1].revents == 0) continue;
     ssize_t const got = readSome(terminal, line.room(kTerminalLine), kTerminalLine);
-    if (got <= 0 && line.text().empty()) throw Refused("no " + what + " was given");
-    if (got > 0) line.grow(static_cast<std::size_t>(got));
-    if (line.text().size() >= kTerminalLine) {
-      throw Refused("the " + what +
-                    " is longer than a terminal takes; give it through a file descriptor");
-    }
-    if (got <= 0 || line.text().back() == '\n') return line;
+    if (got <= 0) return line;
+    line.grow(static_cast<std::size_t>(got));
+    if (line.text().size() >= kTerminalLine || line.text().back() == '\n') return line;
   }
 }
 
 std::optional<Secret> askLine(int terminal, int signals, std::string const& question,
                               std::string const& what) {
   show(terminal, question);
-  std::optional<Secret> line = typedLine(terminal, signals, what);
+  std::optional<Secret> line = typedLine(terminal, signals);
   show(terminal, "\n");
-  if (line) line = checked(std::move(*line), what);
-  return line;
+  if (!line) return line;
+  if (line->text().size() < kTerminalLine) return checked(std::move(*line), what);
+  throw Refused("the " + what + " is longer than a terminal takes; give it through a descriptor");
 }
 
 enum class Times { kOnce, kTwice };
 
 std::optional<Secret> ask(int terminal, std::string const& what, Times times) {
-  HeldSignals const signals;
+  HeldSignals const held;
+  SignalSource const signals(held);
   NoEcho const quiet(terminal);
   std::optional<Secret> first = askLine(terminal, signals.get(), "The " + what + ": ", what);
   if (!first || times == Times::kOnce) return first;
@@ -169,7 +160,7 @@ Descriptor openTerminal(std::string const& what) {
   }
 }
 
-// A signal that neither ended the process nor was a pause asks once more.
+// Asks again after a pause.
 Secret askTerminal(std::string const& what, Times times) {
   Descriptor const terminal = openTerminal(what);
   for (;;) {
@@ -202,7 +193,7 @@ void Secret::cut(std::size_t length) {
 void addSecretOption(CLI::App& app, std::string const& name, SecretPlace& place,
                      std::string const& description) {
   app.add_option("--" + name, place.descriptor, description)
-      ->check(CLI::NonNegativeNumber)
+      ->check(CLI::Range(0, 1 << 20))
       ->type_name("N");
 }
 

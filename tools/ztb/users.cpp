@@ -69,14 +69,15 @@ Refused alreadyThere(std::string const& user) {
 // Gives what takes the place of the user's line; nothing removes it.
 using Change = std::function<std::optional<std::string>(std::string_view line)>;
 
-class Stream {
+// The file that is written, a line at a time; refuses if there is no room.
+class NewFile {
  public:
-  explicit Stream(std::string const& path) : mPath(path), mFile(std::fopen(path.c_str(), "we")) {
+  explicit NewFile(std::string const& path) : mFile(std::fopen(path.c_str(), "we")) {
     if (mFile == nullptr) refuse();
   }
-  Stream(Stream const&) = delete;
-  Stream& operator=(Stream const&) = delete;
-  ~Stream() {
+  NewFile(NewFile const&) = delete;
+  NewFile& operator=(NewFile const&) = delete;
+  ~NewFile() {
     if (mFile != nullptr) std::fclose(mFile);
   }
   void writeLine(std::string_view line) {
@@ -94,13 +95,12 @@ class Stream {
                   std::string(std::strerror(errno)));
   }
 
-  std::string mPath;
   std::FILE* mFile;
 };
 
 // Copies the file with the change made to each line of the user's; false if there is none.
 bool copyChanged(std::string const& path, std::string const& user, Change const& change,
-                 Stream& to) {
+                 NewFile& to) {
   bool isFound = false;
   refuseFor(ztauth::scanUserFile(path, [&](UserLine const& line) -> std::string {
     if (!line.isRecord || line.name != user) {
@@ -123,7 +123,7 @@ void edit(Arguments const& arguments, Change const& change, std::string const& a
     throw Refused("there is no file " + shown(target.string()));
   }
   Replacement replacement(original, 0600);
-  Stream to(replacement.path());
+  NewFile to(replacement.path());
   bool isFound = false;
   if (original.isThere()) {
     isFound = copyChanged(target.string(), arguments.user, change, to);
