@@ -93,15 +93,9 @@ void sweepAbandoned() {
 
 // --- SIGCHLD ---
 
-// An action that this layer has set differs from the host's in one signal of its mask, so that it
-// can be told from the same one set by the host: nothing else shows who set a default action.
-bool isMarked(struct sigaction const& action) {
-  return sigismember(&action.sa_mask, SIGRTMAX) == 1;
-}
-
-void mark(struct sigaction& action) {
-  isMarked(action) ? sigdelset(&action.sa_mask, SIGRTMAX) : sigaddset(&action.sa_mask, SIGRTMAX);
-}
+// Flipped in a default action that this layer sets, where it has no effect: nothing else tells it
+// from one that the host sets. A flag, as the thread sanitizer changes masks.
+constexpr int kMark = SA_NODEFER;
 
 // Sees to it that the system keeps exit codes until they are collected. Under the lock.
 void keepExitCodes() {
@@ -113,7 +107,7 @@ void keepExitCodes() {
   gChildren.isSignalChanged = true;
   if (isIgnored) action.sa_handler = SIG_DFL;
   action.sa_flags &= ~SA_NOCLDWAIT;
-  mark(action);
+  if (action.sa_handler == SIG_DFL) action.sa_flags ^= kMark;
   sigaction(SIGCHLD, &action, nullptr);
 }
 
@@ -126,7 +120,8 @@ void giveSignalBack() {
   auto* const changedTo = host.sa_handler == SIG_IGN ? SIG_DFL : host.sa_handler;
   struct sigaction action {};
   sigaction(SIGCHLD, nullptr, &action);
-  if (action.sa_handler != changedTo || isMarked(action) == isMarked(host)) return;
+  bool const isMarked = ((action.sa_flags ^ host.sa_flags) & kMark) != 0;
+  if (action.sa_handler != changedTo || isMarked != (changedTo == SIG_DFL)) return;
   sigaction(SIGCHLD, &host, nullptr);
   siginfo_t end{};
   while (waitid(P_ALL, 0, &end, WEXITED | WNOHANG) == 0 && end.si_pid != 0) end = {};
