@@ -72,8 +72,18 @@ int testAccess(char const* path, int flags) {
   return ::faccessat(AT_FDCWD, path, wanted, AT_EACCESS) == 0 ? 0 : npFioCode(errno);
 }
 
-int openBits(int flags) {
-  int bits = (flags & np_fio_flag_write) != 0 ? O_RDWR : O_RDONLY;
+// Whether a file that is opened for writing only can be read back as well. A pipe can't: with its
+// other end in the same hands, opening would wait for nobody, and nobody would be missed by writes.
+bool canBeReadBack(char const* path) {
+  struct stat status {};
+  if (statusOf(path, status) != 0) return true;
+  return !S_ISFIFO(status.st_mode) && ::faccessat(AT_FDCWD, path, R_OK, AT_EACCESS) == 0;
+}
+
+int openBits(char const* path, int flags) {
+  bool const reads = (flags & np_fio_flag_read) != 0;
+  int bits = O_RDONLY;
+  if ((flags & np_fio_flag_write) != 0) bits = reads || canBeReadBack(path) ? O_RDWR : O_WRONLY;
   if ((flags & np_fio_flag_create) != 0) bits |= O_CREAT;
   if ((flags & np_fio_flag_truncate) != 0) bits |= O_TRUNC;
   return bits;
@@ -139,11 +149,14 @@ int readAhead(NpFile& file) {
   return n;
 }
 
-// Brings the system's position to that of the caller. 0 or a code, with what is ahead kept.
+// Brings the system's position to that of the caller. 0 or a code, with what is ahead kept. What
+// has no position, such as a terminal, keeps it too, for later reads.
 int settle(NpFile& file) {
   if (file.aheadBytes() == 0) return 0;
   auto const back = static_cast<off_t>(file.aheadBytes());
-  if (::lseek(file.descriptor.get(), -back, SEEK_CUR) < 0) return npFioCode(errno);
+  if (::lseek(file.descriptor.get(), -back, SEEK_CUR) < 0) {
+    return errno == ESPIPE ? 0 : npFioCode(errno);
+  }
   file.begin = file.end = 0;
   return 0;
 }
@@ -217,12 +230,21 @@ int np_fio_open(char const* path, int flags, NpFile** result) {
   if (result != nullptr) *result = nullptr;
   if (result == nullptr || (flags & np_fio_flag_access) != 0) return testAccess(path, flags);
   NpDescriptor descriptor;
-  int const failure = npOpenDescriptor(path, openBits(flags), descriptor);
+  int const failure = npOpenDescriptor(path, openBits(path, flags), descriptor);
   return failure != 0 ? failure : wrap(std::move(descriptor), result);
 }
 
 void np_fio_close(NpFile* file) {
   delete file;
+}
+
+int np_fio_issame(NpFile const* first, NpFile const* second) {
+  struct stat a {};
+  struct stat b {};
+  if (first == nullptr || second == nullptr) return 0;
+  bool const isKnown =
+      ::fstat(first->descriptor.get(), &a) == 0 && ::fstat(second->descriptor.get(), &b) == 0;
+  return isKnown && a.st_dev == b.st_dev && a.st_ino == b.st_ino ? 1 : 0;
 }
 
 int np_fio_tmpfile(char const* directory, char const* prefix, char* pathResult, unsigned pathSize,
