@@ -6,6 +6,7 @@
 #include "ztbemail.h"
 
 #include <benchmark/benchmark.h>
+#include <sodium.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -15,9 +16,6 @@
 #include <string>
 #include <vector>
 
-#ifdef ZTB_HAVE_SODIUM
-#include <sodium.h>
-#endif
 #ifdef ZTB_HAVE_GLIB
 #include <glib.h>
 #endif
@@ -95,7 +93,6 @@ void encodeOurs(benchmark::State& state) {
   for (auto _ : state) benchmark::DoNotOptimize(mail.encodeBody(text));
 }
 
-#ifdef ZTB_HAVE_SODIUM
 void encodeSodium(benchmark::State& state) {
   constexpr int kVariant = sodium_base64_VARIANT_ORIGINAL;
   std::string const text = randomBytes(kTextBytes);
@@ -108,7 +105,6 @@ void encodeSodium(benchmark::State& state) {
   }
 }
 BENCHMARK(encodeSodium)->Name("email/base64_1mb/libsodium");
-#endif
 
 #ifdef ZTB_HAVE_GLIB
 void encodeGlib(benchmark::State& state) {

@@ -99,7 +99,8 @@ class ZTB_API ZtbEmail {
   // Adds a text part, or the path of a file to attach, behind those that are there. A file is first
   // looked at by sendMail. It is called by the last component of its path; a double quote and a
   // backslash in that name get a backslash in front, as quoted texts of a mail have them, and other
-  // characters go as they are, also outside ASCII. A pipe may be attached, and is read to its end.
+  // characters go as they are, also outside ASCII. A pipe may be attached: it is
+  // waited for, and read to its end, without a limit.
   void addMessage(ZtbString text);
   void addAttachment(ZtbString path);
 
@@ -117,13 +118,14 @@ class ZTB_API ZtbEmail {
   //   449, 448, 452      a header line, a boundary, a part couldn't be written: the disk is full, a
   //                      header value or an attachment's name holds a line end, or there was no
   //                      successful `initialize`
-  //   471, 97            an attachment can't be opened, or not be read to its end
+  //   471, 97            an attachment can't be opened, or is this mail's own text; can't be read
+  //                      to its end
   //   29, 444            no memory: for a message or attachment when it was added, for base64
   //   332, 453, 454      the files couldn't be made or prepared
   //   380                the command couldn't be started, or the template is null or empty
   //   377, 378           its state is unknown; a signal ended it
-  //   333                it wrote something: the words, as one line, as far as the message holds
-  //   them
+  //   333                it wrote something: the words, as one line, as far as the message
+  //                      holds them
   // Up to 454 no command runs. Output of nothing but line ends fails too, maybe without a message.
   //
   // May be called again. After a failure before the command, the text is written anew; once the

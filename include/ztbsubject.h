@@ -14,6 +14,8 @@
 //
 // Users are found where the option BASE/AUTH_SERVER_LOC says, in a file of users: docs/users.md.
 //
+// Passwords that these functions give are ordinary strings, whose memory nobody overwrites.
+//
 // In all functions `error` must not be null. It is null after success, unless a function says
 // otherwise, and has the reason, in English, after a failure. They work between ztbInitialize and
 // ztbShutdown, from any thread. Two threads that log in at once: one succeeds, the other is told
@@ -59,7 +61,9 @@ struct ZTB_API ZtbSubjectInfoParm {
 // subject any more. Does nothing without one.
 ZTB_API void ztbSubjectRelease();
 
-// The user name and password that the process subject has for `domain`; both are null on failure.
+// The user name and password that the process subject has for `domain`, as of its login; both are
+// null on failure, also if the place of users has sealed them with a secret that isn't in
+// BASE/AUTH_SERVER_LOC.
 [[nodiscard]] ZTB_API bool ztbSubjectCredentials(ZtbString const& domain, ZtbString& user,
                                                  ZtbString& password, ZtbString* error);
 

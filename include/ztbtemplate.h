@@ -16,8 +16,9 @@
 // compared as ZtbString compares without regard to case. docs/templates.md has the whole grammar.
 //
 // Errors. Each operation with an `error`, which must not be null, sets it null when it succeeds,
-// and otherwise to a message of the group "Base Services". Texts are strings, which end at a NUL,
-// so a template can't hold one.
+// and otherwise to a message of the group "Base Services", or to "Out of memory" where the message
+// finds no memory either: after a failure it is never null, but for a callback that gives no
+// reason. Texts are strings, which end at a NUL, so a template can't hold one.
 //
 // Exceptions. The library throws none, also when memory runs out: that is message 444. One that the
 // callback throws goes through `expand` to its caller; the variable counts as not fetched, and the
@@ -77,6 +78,7 @@ class ZTB_API ZtbTemplateValueCB {
 // The operations' slots stand in this order, with nothing in front.
 class ZTB_API ZtbTemplate {
  public:
+  // For the library's own templates: there is no data, so nothing is copied.
   ZtbTemplate();
   ZtbTemplate(ZtbTemplate const& other);
 
@@ -104,7 +106,8 @@ class ZTB_API ZtbTemplate {
   virtual ZtbString expand(ZtbString* error) = 0;
 
   // Forgets what the template holds, reads `text` and gives true. Null and empty are a text without
-  // tokens. Otherwise false with one of these messages:
+  // tokens; a text in the static form must outlive the call only. Otherwise false with one of these
+  // messages:
   //   1758  a single closing bracket: which one was expected again, what stands there, line, 1
   //   1760  an opening bracket or white space in a name: the variable's opening bracket, line, 1
   //   1763  an empty name: line, 1

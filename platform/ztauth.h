@@ -31,15 +31,16 @@ struct ASPrincipals;
 //   location                     the users are
 //   (empty, or white space)      in the file etc/users below ZTEXEC_HOME, if there is one
 //   file:PATH                    in that file
-//   file:PATH,pass=SECRET        the same; its credentials are sealed with SECRET too, which goes
-//                                on to the end of the text and counts in the case it has
+//   file:PATH,pass=SECRET        the same; its credentials are sealed with SECRET too, which counts
+//                                in the case it has
 //
 // White space around it and behind the comma doesn't count, nor the case of the two words. PATH
-// holds neither a comma nor "pass="; an empty SECRET is none. A relative PATH starts at the current
+// holds neither a comma nor "pass=", SECRET neither a comma nor "/", since whoever shows a location
+// hides it up to there; an empty SECRET is none. It isn't needed to log in, but for the credentials
+// of users whose record says so: see asSubjectPrincipals. A relative PATH starts at the current
 // folder of the login, also for asSubjectRefresh. Counts are bytes without the terminator, and 0 or
 // less is the empty text; user and password may hold any byte and any number of them. `now` becomes
-// the moment of authentication. SECRET isn't needed to log in, but for the credentials of users
-// whose record says so: see asSubjectPrincipals.
+// the moment of authentication.
 //
 // 0 with the subject in `*subject`. Otherwise `*subject` holds nothing but the reason
 // (asSubjectGetErrorMessage), or is null if memory ran out; either is for asSubjectDestroy. A user

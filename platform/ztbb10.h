@@ -40,8 +40,9 @@ ZtLock ztLockCreate(int shared, int held);
 // The lock that is kept in `place`, made as by ztLockCreate(shared, 0) by whoever asks first: for
 // what has to be guarded before `main` and while statics are destroyed, with a `place` that is
 // constant-initialised to null and a lock that is never destroyed. Unlike a static with an
-// initialiser, a child forked in the middle of it never waits for a thread that it doesn't have.
-// Null as long as memory is out.
+// initialiser, a child forked in the middle of it never waits for a thread that it doesn't have;
+// the first lock of all is the exception, so a process with threads calls ztbbInitialize before it
+// forks. Null as long as memory is out.
 ZtLock ztLockAtFirstUse(std::atomic<ZtLock>& place, int shared);
 
 // Takes the lock in `mode` 1 exclusive or 0 shared; a lock without a shared mode is always taken

@@ -18,7 +18,7 @@ struct NpFile;
 // and replaces what is there, 14 writes and keeps it, 130 only asks whether writing is allowed.
 enum NpFileFlags : int {
   np_fio_flag_read = 1,       // read; the file must exist
-  np_fio_flag_write = 2,      // write; a raw file may be read back through the same handle
+  np_fio_flag_write = 2,      // write; a raw file may be read back, if it can be and isn't a pipe
   np_fio_flag_create = 4,     // make the file if it isn't there
   np_fio_flag_share = 8,      // others may have the file open too; on Linux that is always so
   np_fio_flag_truncate = 64,  // empty an existing file
@@ -147,7 +147,8 @@ int np_fio_text_geterr(NpTextFile* file);
 // ---- Raw files ----------------------------------------------------------------------------------
 
 // Opens `path` as its flags word says (NpFileFlags) and gives the file in `*result`, to be ended
-// with np_fio_close. A folder is refused. Opening a pipe waits for its other end.
+// with np_fio_close. A folder is refused. Opening a pipe waits for its other end, unless it is
+// opened for both reading and writing.
 //
 // With a null `result` or np_fio_flag_access it is a mere test of access and gives no file: 0 if
 // the file is there and this process may read it, write it or both, as the flags say. Nothing is
@@ -159,6 +160,10 @@ int np_fio_open(char const* path, int flags, NpFile** result);
 
 // Ends a file. A null `file` does nothing. There is nothing left to write that could fail.
 void np_fio_close(NpFile* file);
+
+// Non-zero if both are one and the same file, by whatever paths and links they were opened. Zero if
+// not, and with a null file.
+int np_fio_issame(NpFile const* first, NpFile const* second);
 
 // Makes an empty file that nobody has yet, opens it for reading and writing, and gives it in
 // `*result`, to be ended with np_fio_close and removed with np_fio_unlink. Only the user of this

@@ -106,10 +106,12 @@ void np_stamp_diff(ProfileTime const* a, ProfileTime const* b, ProfileTime* out)
 // SIGCHLD. A system that is told to ignore this signal (SIG_IGN or SA_NOCLDWAIT) throws exit codes
 // away. So while there is a program that was started here and neither its end was seen by
 // np_proc_wait nor its handle destroyed, an ignored SIGCHLD is set to its default. With the last
-// one it is ignored again, unless somebody has changed it since, and all children that have ended
-// meanwhile are collected, as the system would have done. A signal that the process begins to
-// ignore in between is found by the next np_proc_wait. An exit code that is lost all the same, as
-// to a `waitpid(-1)` of the process's own, makes np_proc_wait fail with a reason that says so.
+// one it is ignored again, unless somebody has set it since (to its default, too), and all children
+// that have ended meanwhile are collected, as the system would have done. A child that is forked in
+// between ignores it again from its own first start on. A signal that the process begins to ignore
+// in between is found by the next np_proc_wait, but not by one that waits already. An exit code
+// that is lost all the same, as to that or a `waitpid(-1)` of the process's own, makes np_proc_wait
+// fail with a reason that says so.
 //
 // A handle that is destroyed while its program runs lets it run. There is no thread that would
 // collect it afterwards: each later np_proc_execute, np_proc_shellexec, np_proc_wait and

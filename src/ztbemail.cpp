@@ -110,18 +110,19 @@ void encodeLines(char const* bytes, std::size_t size, char* text) {
 // nothing behind those is read: the output may be of any size.
 ZtbString readReport(NpFile* file) {
   constexpr unsigned kShown = 2048;
-  char line[4 * kShown];
+  constexpr int kLineSize = 4 * kShown;
+  char line[kLineSize];
   ZtbString report;
   for (bool isFirst = true; report.cStrSize() <= kShown; isFirst = false) {
-    int const n = np_fio_gets(file, line, sizeof line);
+    int const n = np_fio_gets(file, line, kLineSize);
     if (n <= 0) break;
     std::replace(line, line + n, '\0', ' ');
     ZtbString text(line, false);
-    text.trim(false, true);
+    bool const isCut = n == kLineSize - 1 && line[n - 1] != '\n';
+    if (!isCut) text.trim(false, true);
     if (!isFirst) report.append(" ", nullptr);
     report.append(text, nullptr);
-    bool const isWholeLine = line[n - 1] == '\n';
-    if (!isWholeLine) break;
+    if (isCut) break;
   }
   return report;
 }
@@ -283,6 +284,10 @@ bool ZtbEmail::writeAttachment(int index) {
     return fail(ztb_get_message(kSource, __LINE__, kGroup, 471, orEmpty(np_fio_errdesc(code))));
   }
   File const attachment(opened);
+  // It would feed itself until the disk is full.
+  if (np_fio_issame(opened, mailFile) != 0) {
+    return fail(ztb_get_message(kSource, __LINE__, kGroup, 471, "It is the text of this mail"));
+  }
   return writeBoundary(false) && writeAttachmentHeader(path) &&
          writeAttachmentContent(attachment.get());
 }

@@ -20,6 +20,7 @@ namespace {
 
 constexpr char kSource[] = "ztbexecute";
 constexpr char kGroup[] = "Event Plugin";
+constexpr char kNoMemory[] = "Failed to allocate memory to read program output";
 
 enum class Way { kDirect, kShell };
 enum class Output { kInherited, kCaptured };
@@ -180,7 +181,6 @@ void ZtbExecute::Record::collect(TemporaryFile& file) {
     blankWhiteSpace(text.get());
     log.assign(text.get());
   }
-  constexpr char kNoMemory[] = "Failed to allocate memory to read program output";
   outputLog = log.isNull() ? ZtbString(kNoMemory, true) : log;
 }
 

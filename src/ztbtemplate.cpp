@@ -16,10 +16,12 @@ namespace {
 
 constexpr char kSource[] = "ztbtemplate";
 
-// Puts a message into `error`, and gives false.
+// Puts a message into `error`, and gives false. Without memory for it, a fixed text: null would be
+// no failure.
 template <class... Arguments>
 bool fail(ZtbString* error, int line, int number, Arguments... arguments) {
   *error = ztb_get_message(kSource, line, "Base Services", number, arguments...);
+  if (error->isNull()) *error = ZtbString("Out of memory", true);
   return false;
 }
 
@@ -274,6 +276,8 @@ void ZtbTemplateImpl::release() {
 
 bool ZtbTemplateImpl::parse(ZtbString const& text, ZtbString* error) {
   clear();
+  // First null: a static text at the same address would pass for the one that was there before.
+  mText.setNull();
   mText = text;
   mIsOrdered = false;
   error->setNull();

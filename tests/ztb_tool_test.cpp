@@ -2,14 +2,21 @@
 //
 // The command-line tool as its users call it.
 
+#include <pty.h>
+#include <signal.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <termios.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "ztbsubject.h"
 #include "ztbtest.h"
 #include "zturi.h"
 
@@ -235,6 +242,163 @@ TEST_F(ZtbTool, ExitCodesAndOutputs) {
     EXPECT_NE(std::string::npos, outcome.output.find(row.output)) << row.arguments << "\n"
                                                                   << outcome.output;
   }
+}
+
+TEST_F(ZtbTool, UsersAndTheirLogins) {
+  std::pair<char const*, char const*> const files[] = {
+      {"one", "1\n"}, {"two", "2\r\n"},  {"pw", "pw"},    {"key", "key"},
+      {"none", ""},   {"lines", "a\nb"}, {"bad", "\xff"},
+  };
+  for (auto const& [name, text] : files) mFolder.write(name, text);
+  mFolder.write("others", "ztb-users 1\n");
+  fs::permissions(mFolder.path("others"), fs::perms{0660});
+  struct {
+    char const* arguments;
+    int exitCode;
+    char const* output;  // a part of it
+  } const rows[] = {
+      {"users add u kim --domain HQ --resolved k.lee --password-fd 3 3<one", 0, ""},
+      {"users credential u kim SALES --as kim_s --credential-fd 3 3<pw", 0, ""},
+      {"users add u kim --password-fd 3 3<two", 1, "in the file already; ztb users password"},
+      {"users add u ann --password-fd 3 --secret-fd 4 3<one 4<key", 0, ""},
+      {"users credential u ann SALES --credential-fd 3 3<pw", 0, ""},
+      {"users list u", 0,
+       "user  domain  resolved  credentials\nkim   HQ      k.lee     SALES\n"
+       "ann   -       -         SALES (secret)\n"},
+      {"users list u --json", 0, "\"secret\": true, \"credentials\": [{\"domain\": \"SALES\"}]}"},
+      {"login kim --location file:u --password-fd 3 --domain SALES --json 3<one", 0,
+       "\"connected\": true, \"credentials\": [{\"domain\": \"SALES\", \"user\": \"kim_s\"}]}"},
+      {"login kim --location file:u --password-fd 3 3<two", 1, "user name or the password is wr"},
+      {"login bob --location file:u --password-fd 3 3<one", 1, "user name or the password is wr"},
+      {"login ann --location file:u --password-fd 3 --domain SALES 3<one", 1, "with a secret"},
+      {"login ann --location file:u --password-fd 3 --secret-fd 4 --domain SALES 3<one 4<key", 0,
+       "credentials    SALES as ann\n"},
+      {"login ann --location file:u,PASS=key --password-fd 3 3<one", 2, "use --secret-fd"},
+      {"login ann --password-fd 3 --secret-fd 4 3<one 4<key", 1, "--secret-fd needs a location"},
+      {"users password u kim --present-fd 3 --password-fd 4 3<two 4<one", 1, "isn't the present"},
+      {"users password u kim --present-fd 3 --password-fd 4 3<one 4<two", 0, ""},
+      {"login kim --location file:u --password-fd 3 --domain SALES 3<two", 0, "SALES as kim_s"},
+      {"users password u kim --reset --password-fd 4 4<one", 0, "credentials are gone"},
+      {"users credential u ann SALES --remove", 0, ""},
+      {"users credential u ann SALES --remove", 1, "has no credentials for domain \"SALES\""},
+      {"users remove u ann", 0, ""},
+      {"users remove u ann", 1, "no user \"ann\""},
+      {"users list u", 0, "kim   HQ      k.lee     -\n"},
+      {"users list absent", 1, "No such file"},
+      {"users list one", 1, "this is something else"},
+      {"users remove absent kim", 1, "no file \"absent\""},
+      {"users add others kim --password-fd 3 3<one", 1, "chmod go-w"},
+      {"users add /dev/full kim --password-fd 3 3<one", 1, "no regular file"},
+      {"users add u bob --password-fd 3 3<none", 1, "is empty"},
+      {"users add u bob --password-fd 3 3<lines", 1, "more than one line"},
+      {"users add u bob --password-fd 3 3<bad", 1, "isn't UTF-8"},
+      {"users add u bob --password-fd 3 3</dev/zero", 1, "longer than 1048576 bytes"},
+      {"users add u bob --password-fd 9", 1, "descriptor 9: Bad file"},
+      {"users add u bob --password-fd x", 2, "--password-fd"},
+      {"--version; setsid " ZTB_TEST_BIN "/ztb users add u bob", 1, "no terminal to ask"},
+      {"users", 2, "subcommand"},
+  };
+  for (auto const& row : rows) {
+    ztbtest::Outcome const outcome = ztb(row.arguments);
+    EXPECT_EQ(row.exitCode, outcome.exitCode) << row.arguments;
+    EXPECT_TRUE(ztbtest::contains(outcome.output, row.output)) << row.arguments;
+  }
+  EXPECT_EQ(fs::perms{0600}, fs::status(mFolder.path("u")).permissions());
+}
+
+TEST_F(ZtbTool, UsersWhoAreAddedAtOnceAreAllThere) {
+  mFolder.write("pw", "x");
+  std::string const add = ZTB_TEST_BIN "/ztb users add u user$i --password-fd 3 3<pw & done; wait";
+  ztb("--version; for i in 1 2 3 4 5 6; do " + add);
+  std::string const list = ztb("users list u").output;
+  EXPECT_EQ(7, std::count(list.begin(), list.end(), '\n')) << list;
+}
+
+// What the terminal shows while a command asks `count` times and `typed` is the answer, and how
+// the command ends, as waitpid tells.
+std::pair<std::string, int> askedAtTerminal(std::vector<char const*> command, int count,
+                                            std::string const& typed) {
+  int terminal = -1;
+  pid_t const child = forkpty(&terminal, nullptr, nullptr, nullptr);
+  if (child == 0) {
+    command.push_back(nullptr);
+    execv(command[0], const_cast<char**>(command.data()));
+    _exit(127);
+  }
+  std::string shown;
+  char buffer[256];
+  for (ssize_t n; (n = read(terminal, buffer, sizeof buffer)) > 0;) {
+    shown.append(buffer, static_cast<std::size_t>(n));
+    bool const isQuestion = shown.size() > 2 && shown.compare(shown.size() - 2, 2, ": ") == 0;
+    if (!isQuestion || count-- <= 0) continue;
+    EXPECT_LT(0, write(terminal, typed.data(), typed.size()));
+  }
+  termios settings{};
+  EXPECT_EQ(0, tcgetattr(terminal, &settings));
+  EXPECT_NE(0u, settings.c_lflag & ECHO) << "the terminal stays dumb";
+  close(terminal);
+  int status = -1;
+  waitpid(child, &status, 0);
+  return {shown, status};
+}
+
+TEST_F(ZtbTool, PasswordsAreAskedForWithoutEcho) {
+  std::string const file = mFolder.path("u");
+  std::vector<char const*> const add = {ZTB_TEST_BIN "/ztb", "users", "add", file.c_str(), "kim"};
+  EXPECT_EQ(std::pair(std::string("The new password of user \"kim\": \r\n"), SIGINT),
+            askedAtTerminal(add, 1, "hid\x03"));
+  EXPECT_FALSE(fs::exists(file));
+  EXPECT_TRUE(ztbtest::contains(askedAtTerminal(add, 1, std::string(5000, 'x') + "\n").first,
+                                "longer than a terminal takes"));
+  EXPECT_EQ(std::pair(std::string("The new password of user \"kim\": \r\nOnce more: \r\n"), 0),
+            askedAtTerminal(add, 2, "hidden\n"));
+  mFolder.write("pw", "hidden\r\n");
+  EXPECT_EQ(0, ztb("login kim --location file:u --password-fd 3 3<pw").exitCode);
+}
+
+TEST_F(ZtbTool, ProtectedTextsComeBackAsTheyWere) {
+  std::string const text = "gr\u00fcn\n" + std::string(300, 'x') + "\n\n";
+  mFolder.write("text", text);
+  EXPECT_TRUE(ztbtest::contains(ztb("protect <text >form").output, "without ZTB_KEY_FILE"));
+  std::string const form = ztbtest::readFile(mFolder.path("form"));
+  mFolder.write("cut", form.substr(0, 216));
+  mFolder.write("cut2", form.substr(0, 230));
+  mFolder.write("bad", "\xff");
+  mFolder.write("nul", std::string("a\0b", 3));
+  mFolder.write("pw", "s3cret\n");
+  struct {
+    char const* arguments;
+    int exitCode;
+    std::string output;
+  } const rows[] = {
+      {"unprotect <form", 0, text},
+      {"unprotect <cut", 1, "ztb unprotect: the text was changed or is cut: only its first 87 by"},
+      {"unprotect <cut2", 1, "ztb unprotect: the text was changed or is cut: only its first 87 by"},
+      {"unprotect --partial <cut 2>&-", 1, text.substr(0, 87)},
+      {"unprotect <text", 1, "ztb unprotect: this isn't a protected text"},
+      {"unprotect </dev/null", 1, "ztb unprotect: this isn't a protected text"},
+      {"unprotect <nul", 1, "ztb unprotect: this is no protected text: it holds a NUL"},
+      {"protect <nul", 1, "ztb protect: the text holds a NUL"},
+      {"protect <bad", 1, "ztb protect: the text isn't UTF-8"},
+      {"protect <text >/dev/full", 1, "ztb protect: note"},
+      {"encode --password-fd 3 3<pw >encoded", 0, "ztb encode: note"},
+  };
+  for (auto const& row : rows) {
+    ztbtest::Outcome const outcome = ztb(row.arguments);
+    EXPECT_EQ(row.exitCode, outcome.exitCode) << row.arguments;
+    EXPECT_EQ(row.output, outcome.output.substr(0, row.output.size())) << row.arguments;
+  }
+  ztbtest::Variable const key("ZTB_KEY_FILE", "/absent");
+  EXPECT_TRUE(ztbtest::contains(ztb("unprotect <form").output, "must be there"));
+  unsetenv("ZTB_KEY_FILE");
+  std::string encoded = ztbtest::readFile(mFolder.path("encoded"));
+  encoded.pop_back();
+  ztbtest::initialize();
+  ZtbString decoded, error;
+  EXPECT_TRUE(ztbSubjectDecodePW(ZtbString(encoded.c_str(), false), decoded, &error));
+  EXPECT_STREQ("s3cret", decoded.asCstr());
+  decoded.setNull();
+  ztbShutdown();
 }
 
 TEST_F(ZtbTool, ConfigEditsAreFaithful) {

@@ -189,6 +189,7 @@ TEST_F(ZtbEmailTest, WhatCantBeComposedRunsNoCommandAndIsWrittenAnewOnceItIsMend
       {[](ZtbEmail& mail) { mail.setSubject(str("ä\r")); }, "449: \"Subject\", \"ä\r\""},
       {[&](ZtbEmail& mail) { mail.addAttachment(str(badName)); }, "452"},
       {[](ZtbEmail& mail) { mail.addAttachment(str("/no/file")); }, "471: \"No such file"},
+      {[](ZtbEmail& mail) { mail.addAttachment(mail.getEmailFile()); }, "471: \"It is the text"},
       {[](ZtbEmail& mail) { mail.addAttachment(str("/etc/")); }, "471: \"Is a directory"},
       {[](ZtbEmail& mail) { mail.addAttachment(ZtbString()); }, "471: \"No such file"},
       {[](ZtbEmail& mail) { mail.addAttachment(str("/proc/self/mem")); }, "97"},
@@ -202,21 +203,15 @@ TEST_F(ZtbEmailTest, WhatCantBeComposedRunsNoCommandAndIsWrittenAnewOnceItIsMend
     EXPECT_FALSE(mail.sendMail());
     EXPECT_TRUE(contains(said(mail), row.message));
     EXPECT_FALSE(std::filesystem::exists(folder.path("sent")));
-    prepare(mail, keep());
+    mail.clearMessages();
+    mail.clearAttachments();
+    mail.setTo(str("ops@example.com"));
     mail.setFrom(ZtbString());
+    mail.setSubject(str("Load"));
     EXPECT_TRUE(mail.sendMail());
     EXPECT_EQ(kPlain, kept());
     std::filesystem::remove(folder.path("sent"));
   }
-  ZtbEmail mail;
-  prepare(mail, keep());
-  mail.addMessage(str(std::string(100, 'x')));
-  mail.addAttachment(str("/no/file"));
-  EXPECT_FALSE(mail.sendMail());
-  mail.clearMessages();
-  mail.clearAttachments();
-  EXPECT_TRUE(mail.sendMail());
-  EXPECT_EQ(kPlain, kept());
 }
 
 TEST_F(ZtbEmailTest, WithoutFilesOrACommandNothingIsSent) {
@@ -246,10 +241,13 @@ TEST_F(ZtbEmailTest, WithoutFilesOrACommandNothingIsSent) {
 TEST_F(ZtbEmailTest, TheTemplateTakesRecipientsAndFileWhereverTheyStand) {
   std::string const spoken = folder.path("spoken");
   ZtbEmail mail;
+  prepare(mail, "exit 0");
+  mail.addMessage(str("gone with the next pair"));
   prepare(mail, "echo '%T %B %T %B %t %%B' > " + spoken);
   mail.setTo(str("a,b"));
   EXPECT_TRUE(mail.sendMail());
   std::string file = mail.getEmailFile().asCstr();
+  EXPECT_EQ(temp + "/cmd_email", file.substr(0, file.size() - 6));
   EXPECT_EQ("a,b " + file + " a,b " + file + " %t %" + file + "\n", readFile(spoken));
   // Sent again: a fresh file, the recipients of now, and the old file is gone.
   mail.setTo(str("%B"));
@@ -279,7 +277,7 @@ TEST_F(ZtbEmailTest, WhatTheCommandDoesDecides) {
       {"printf 'a\\000b\\351c'", false, 0, ", \"a b\351c\""},
       {"echo '" + longLine + "'", false, 0, ""},
       {"yes '" + longLine + "' | head -c 30000000", false, 0, ""},
-      {"head -c 30000000 /dev/zero", false, 0, "", true},
+      {"head -c 30000000 /dev/zero", false, 0, ""},
       {"yes '' | head -c 3000000", false, 0, ""},
       {"for i in 1 2 3 4 5 6 7 8 9; do printf \"%0500d\" 0 | sed s/0/ä/g; done", false, 0, ""},
       {"echo", false, 0, "", true},
@@ -314,22 +312,6 @@ TEST_F(ZtbEmailTest, AReportIsNeitherBrokenNorCutInsideACharacter) {
   for (std::size_t at = 0; at < message.size(); at += 2) {
     ASSERT_EQ("ä", message.substr(at, 2)) << at;
   }
-}
-
-TEST_F(ZtbEmailTest, FilesGoWithTheObjectAndWithTheNextPair) {
-  {
-    ZtbEmail mail;
-    prepare(mail, "exit 0");
-    std::string const file = mail.getEmailFile().asCstr();
-    EXPECT_EQ(temp + "/cmd_email", file.substr(0, file.size() - 6));
-    mail.addMessage(str("gone with the next pair"));
-    prepare(mail, keep());
-    EXPECT_EQ(2u, entries(temp));
-    EXPECT_FALSE(std::filesystem::exists(file));
-    EXPECT_TRUE(mail.sendMail());
-    EXPECT_EQ(kPlain, kept());
-  }
-  EXPECT_EQ(0u, entries(temp));
 }
 
 TEST_F(ZtbEmailTest, FiveHundredMailsLeaveNothingBehind) {

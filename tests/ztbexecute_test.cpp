@@ -5,14 +5,22 @@
 #include "ztbexecute.h"
 
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include <csignal>
 #include <filesystem>
 #include <iterator>
+#include <new>
 #include <string>
 #include <vector>
 
 #include "ztbtest.h"
+
+static bool isOutOfArrays = false;
+
+void* operator new[](std::size_t bytes, std::nothrow_t const&) noexcept {
+  return isOutOfArrays ? nullptr : ::operator new[](bytes);
+}
 
 namespace {
 
@@ -99,6 +107,12 @@ TEST_F(ZtbExecuteTest, LongOutputIsCutBetweenCharacters) {
   EXPECT_EQ(characters, run(false, {"printf", "%s", characters.c_str()}));
 }
 
+TEST_F(ZtbExecuteTest, OutputWithoutMemoryForItIsToldInTheLog) {
+  isOutOfArrays = true;
+  EXPECT_EQ("Failed to allocate memory to read program output", run(false, {"echo", "x"}));
+  isOutOfArrays = false;
+}
+
 TEST_F(ZtbExecuteTest, EnvironmentReplacesTheProcesss) {
   ZtbExecute program;
   program.setCommand(ZtbString("env", true));
@@ -167,16 +181,22 @@ TEST_F(ZtbExecuteTest, FiveHundredRunsLeakNothing) {
     auto const entries = std::filesystem::directory_iterator("/proc/self/fd");
     return std::distance(begin(entries), end(entries));
   };
+  auto const runAll = [](int count) {
+    for (int i = 0; i < count; ++i) {
+      ZtbExecute program;
+      program.addEnvironment(ZtbString("A=1", true));
+      program.setCommand(ZtbString(i % 2 == 0 ? "true" : "nosuch", true));
+      EXPECT_EQ(i % 2 == 0, program.run(false, i % 3 == 0, i % 4 == 0 ? 0 : 60));
+    }
+    // Collects those that weren't waited for.
+    while (waitid(P_ALL, 0, nullptr, WEXITED | WNOWAIT) == 0) run(false, {"true"});
+  };
+  runAll(9);
   auto const before = descriptors();
-  for (int i = 0; i < 500; ++i) {
-    bool const isThere = i % 2 == 0;
-    ZtbExecute program;
-    program.addEnvironment(ZtbString("A=1", true));
-    program.setCommand(ZtbString(isThere ? "true" : "nosuch", true));
-    EXPECT_EQ(isThere, program.run(false, true, 60));
-  }
+  auto const memory = mallinfo2().uordblks;
+  runAll(501);
   EXPECT_EQ(before, descriptors());
-  EXPECT_NE(0, waitid(P_ALL, 0, nullptr, WEXITED | WNOHANG | WNOWAIT));
+  EXPECT_GE(memory + 4096, mallinfo2().uordblks);
 }
 
 }  // namespace

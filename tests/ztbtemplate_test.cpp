@@ -195,6 +195,15 @@ TEST_F(ZtbTemplateTest, VariablesOutsideTheListAreRefused) {
   EXPECT_TRUE(bracketed && mError.isNull());
 }
 
+TEST_F(ZtbTemplateTest, ATextInTheStaticFormMayChangeBehindTheParse) {
+  char text[] = "a longer text";
+  ASSERT_TRUE(parse(text));
+  std::string("{b}").copy(text, sizeof text);
+  text[3] = '\0';
+  ASSERT_TRUE(parse(text));
+  EXPECT_EQ("<b>", expand());
+}
+
 class Throwing final : public ZtbTemplateValueCB {
  public:
   bool getValue(ZtbString const&, ZtbString* value, ZtbString*) override {

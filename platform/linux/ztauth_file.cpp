@@ -65,8 +65,15 @@ class FileSession : public Session {
   bool mHasSecret;
 };
 
-SessionPtr logIn(std::string path, std::string_view secret, Attempt const& attempt,
+SessionPtr logIn(std::string_view file, std::string_view secret, Attempt const& attempt,
                  std::string& reason) {
+  // The same file, wherever the process goes later.
+  std::error_code failure;
+  std::string path = std::filesystem::absolute(file, failure).string();
+  if (failure) {
+    reason = "The current folder can't be found";
+    return nullptr;
+  }
   std::optional<UserRecord> record;
   reason = findUser(path, attempt.user, record);
   if (!reason.empty()) return nullptr;
@@ -108,12 +115,8 @@ SessionPtr logInByFile(Attempt const& attempt, std::string& reason) {
     reason = std::string("The location of users must have the form ") + kFileForm;
     return nullptr;
   }
-  // The same file, wherever the process goes later.
-  std::error_code failure;
-  std::filesystem::path const whole = std::filesystem::absolute(path, failure);
-  if (!failure) return logIn(whole.string(), secret, attempt, reason);
-  reason = "The current folder can't be found: " + failure.message();
-  return nullptr;
+  reason = checkSecret(secret);
+  return reason.empty() ? logIn(path, secret, attempt, reason) : nullptr;
 }
 
 SessionPtr logInByHome(Attempt const& attempt, std::string& reason) {
@@ -122,13 +125,13 @@ SessionPtr logInByHome(Attempt const& attempt, std::string& reason) {
     reason = std::string("There is no home, and no place of users: ") + kConfigure;
     return nullptr;
   }
-  std::string path = std::string(home) + "/etc/users";
+  std::string const path = std::string(home) + "/etc/users";
   if (::access(path.c_str(), F_OK) != 0 && errno == ENOENT) {
     reason = "There is no file of users " + inQuotes(path) +
              ", and no other place of users: " + kConfigure;
     return nullptr;
   }
-  return logIn(std::move(path), "", attempt, reason);
+  return logIn(path, "", attempt, reason);
 }
 
 }  // namespace ztauth

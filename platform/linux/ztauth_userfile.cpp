@@ -325,6 +325,7 @@ SecretBytes derive(PasswordCheck const& check, std::string_view password) {
   startSodium();
   SecretBytes memory(sizeof(Derived));
   auto* const keys = new (memory.data()) Derived;
+  if (password.empty()) password = "";  // not null
   if (crypto_pwhash(keys->master, sizeof keys->master, password.data(), password.size(),
                     check.salt.data(), check.cost.passes, std::size_t{check.cost.kibibytes} * 1024,
                     crypto_pwhash_ALG_ARGON2ID13) != 0) {
@@ -457,9 +458,18 @@ std::string composeUserLine(UserRecord const& record) {
 
 // ---- Passwords and credentials ------------------------------------------------------------------
 
+std::string checkSecret(std::string_view secret) {
+  constexpr std::string_view kBlanks = " \t\r\n\f\v";
+  bool const isGood = secret.find_first_of(std::string_view("/,\0", 3)) == secret.npos &&
+                      (secret.empty() || (kBlanks.find(secret.front()) == kBlanks.npos &&
+                                          kBlanks.find(secret.back()) == kBlanks.npos));
+  return isGood ? "" : "A secret can hold neither '/' nor ',', nor white space at its ends";
+}
+
 std::string setPassword(UserRecord& record, std::string_view password, std::string_view secret,
                         HashCost cost) {
-  std::string const reason = checkNames(record);
+  std::string reason = checkNames(record);
+  if (reason.empty()) reason = checkSecret(secret);
   if (!reason.empty()) return reason;
   startSodium();
   record.password.cost = cost;

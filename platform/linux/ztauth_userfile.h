@@ -130,9 +130,14 @@ struct UserLine {
 
 // ---- Passwords and credentials ------------------------------------------------------------------
 
+// Why a text is no secret of a location. It ends where a log of the location stops hiding it, and
+// white space at its ends gets lost.
+[[nodiscard]] std::string checkSecret(std::string_view secret);
+
 // Gives the user of `record`, whose names are set, a password and a new key; the credentials that
 // were there are gone, as no one could open them any more. An empty `secret` is none. Refuses names
-// that are no names: empty, too long, ill-formed UTF-8, with a NUL. Costs a hash.
+// that are no names: empty, too long, ill-formed UTF-8, with a NUL; and what is no secret. Costs a
+// hash.
 [[nodiscard]] std::string setPassword(UserRecord& record, std::string_view password,
                                       std::string_view secret, HashCost cost = {});
 

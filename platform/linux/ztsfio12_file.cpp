@@ -75,8 +75,18 @@ int testAccess(char const* path, int flags) {
   return ::faccessat(AT_FDCWD, path, wanted, AT_EACCESS) == 0 ? 0 : npFioCode(errno);
 }
 
-int openBits(int flags) {
-  int bits = (flags & np_fio_flag_write) != 0 ? O_RDWR : O_RDONLY;
+// Whether a file that is opened for writing only can be read back as well. A pipe can't: with its
+// other end in the same hands, opening would wait for nobody, and nobody would be missed by writes.
+bool canBeReadBack(char const* path) {
+  struct stat status {};
+  if (statusOf(path, status) != 0) return true;
+  return !S_ISFIFO(status.st_mode) && ::faccessat(AT_FDCWD, path, R_OK, AT_EACCESS) == 0;
+}
+
+int openBits(char const* path, int flags) {
+  bool const reads = (flags & np_fio_flag_read) != 0;
+  int bits = O_RDONLY;
+  if ((flags & np_fio_flag_write) != 0) bits = reads || canBeReadBack(path) ? O_RDWR : O_WRONLY;
   if ((flags & np_fio_flag_create) != 0) bits |= O_CREAT;
   if ((flags & np_fio_flag_truncate) != 0) bits |= O_TRUNC;
   return bits;
@@ -146,13 +156,12 @@ int readAhead(NpFile& file) {
   return n;
 }
 
-// Forgets what is read ahead, so that `position` is the caller's. 0, or a code with it kept.
-int settle(NpFile& file) {
-  if (file.aheadBytes() == 0) return 0;
-  if (!file.isSeekable) return npFioCode(ESPIPE);
+// Forgets what is read ahead, so that `position` is the caller's. What has no position, such as a
+// terminal, keeps it, for later reads.
+void settle(NpFile& file) {
+  if (!file.isSeekable) return;
   file.position -= static_cast<long long>(file.aheadBytes());
   file.begin = file.end = 0;
-  return 0;
 }
 
 // 0 or a code; the position is behind what was written in either case.
@@ -234,12 +243,21 @@ int np_fio_open(char const* path, int flags, NpFile** result) {
   if (result != nullptr) *result = nullptr;
   if (result == nullptr || (flags & np_fio_flag_access) != 0) return testAccess(path, flags);
   NpDescriptor descriptor;
-  int const failure = npOpenDescriptor(path, openBits(flags), descriptor);
+  int const failure = npOpenDescriptor(path, openBits(path, flags), descriptor);
   return failure != 0 ? failure : wrap(std::move(descriptor), result);
 }
 
 void np_fio_close(NpFile* file) {
   delete file;
+}
+
+int np_fio_issame(NpFile const* first, NpFile const* second) {
+  struct stat a {};
+  struct stat b {};
+  if (first == nullptr || second == nullptr) return 0;
+  bool const isKnown =
+      ::fstat(first->descriptor.get(), &a) == 0 && ::fstat(second->descriptor.get(), &b) == 0;
+  return isKnown && a.st_dev == b.st_dev && a.st_ino == b.st_ino ? 1 : 0;
 }
 
 int np_fio_tmpfile(char const* directory, char const* prefix, char* pathResult, unsigned pathSize,
@@ -297,8 +315,7 @@ int np_fio_gets(NpFile* file, char* buffer, int size) {
 
 int np_fio_putm(NpFile* file, char const* text, ...) {
   if (file == nullptr) return -npFioCode(EINVAL);
-  int const code = settle(*file);
-  if (code != 0) return -code;
+  settle(*file);
   va_list more;
   va_start(more, text);
   int const result = writeTexts(*file, text, more);
@@ -308,9 +325,9 @@ int np_fio_putm(NpFile* file, char const* text, ...) {
 
 int np_fio_putb(NpFile* file, char const* bytes, int count) {
   if (file == nullptr || count < 0 || (bytes == nullptr && count > 0)) return -npFioCode(EINVAL);
-  int code = settle(*file);
+  settle(*file);
   iovec part = {const_cast<char*>(bytes), static_cast<std::size_t>(count)};
-  if (code == 0) code = write(*file, {&part, 1});
+  int const code = write(*file, {&part, 1});
   return code == 0 ? count : -code;
 }
 

@@ -46,6 +46,7 @@ constexpr char kNoMemory[] = "There is no memory for a process";
 
 // What all processes share, guarded by childrenLock().
 struct Children {
+  pid_t owner = 0;               // whose they are: a forked child begins with none
   int counted = 0;               // programs whose exit code is wanted and not yet collected
   bool isSignalChanged = false;  // SIGCHLD was `hostAction` before this layer changed it
   struct sigaction hostAction {};
@@ -92,6 +93,10 @@ void sweepAbandoned() {
 
 // --- SIGCHLD ---
 
+// Flipped in a default action that this layer sets, where it has no effect: nothing else tells it
+// from one that the host sets. A flag, as the thread sanitizer changes masks.
+constexpr int kMark = SA_NODEFER;
+
 // Sees to it that the system keeps exit codes until they are collected. Under the lock.
 void keepExitCodes() {
   struct sigaction action {};
@@ -102,6 +107,7 @@ void keepExitCodes() {
   gChildren.isSignalChanged = true;
   if (isIgnored) action.sa_handler = SIG_DFL;
   action.sa_flags &= ~SA_NOCLDWAIT;
+  if (action.sa_handler == SIG_DFL) action.sa_flags ^= kMark;
   sigaction(SIGCHLD, &action, nullptr);
 }
 
@@ -114,15 +120,26 @@ void giveSignalBack() {
   auto* const changedTo = host.sa_handler == SIG_IGN ? SIG_DFL : host.sa_handler;
   struct sigaction action {};
   sigaction(SIGCHLD, nullptr, &action);
-  if (action.sa_handler != changedTo) return;
+  bool const isMarked = ((action.sa_flags ^ host.sa_flags) & kMark) != 0;
+  if (action.sa_handler != changedTo || isMarked != (changedTo == SIG_DFL)) return;
   sigaction(SIGCHLD, &host, nullptr);
   siginfo_t end{};
   while (waitid(P_ALL, 0, &end, WEXITED | WNOHANG) == 0 && end.si_pid != 0) end = {};
 }
 
+// In a forked child, lets go of what was the parent's. Under the lock.
+void forgetParents() {
+  pid_t const self = getpid();
+  if (gChildren.owner == self) return;
+  gChildren.owner = self;
+  gChildren.counted = 0;
+  giveSignalBack();
+}
+
 // Begins the time in which an exit code is wanted.
 void countIn() {
   ZtLockHold const guard(childrenLock());
+  forgetParents();
   sweepAbandoned();
   ++gChildren.counted;
   keepExitCodes();

@@ -199,6 +199,8 @@ TEST_F(ZtauthTest, FindsThePlaceOfUsers) {
       {" FILE:" + path + "\n", ""},
       {"file:" + path + ",PASS=hush", ""},
       {"file:" + path + ", pass=", ""},
+      {"file:" + path + ",pass=a/hush", "A secret can hold neither '/' nor ',', nor white space"},
+      {"file:" + path + ",pass=a,hush", "A secret can hold neither"},
       {"file:", "The location of users must have the form file:PATH or file:PATH,pass=SECRET"},
       {"file:,pass=hush", "must have the form"},
       {"file:" + path + ";pass=hush", "must have the form"},
@@ -294,6 +296,9 @@ TEST_F(ZtauthTest, RefusesWhatNoRecordCanHold) {
     UserRecord other;
     other.name = bad;
     EXPECT_NE("", ztauth::setPassword(other, "p", "", kCheap));
+  }
+  for (char const* secret : {"a/b", "a,b", " a", "a\n"}) {
+    EXPECT_NE("", ztauth::setPassword(record, "p", secret, kCheap)) << secret;
   }
   UserRecord nameless;
   EXPECT_EQ("A user needs a name", ztauth::setPassword(nameless, "p", "", kCheap));

@@ -15,7 +15,7 @@
 namespace {
 
 struct Release {
-  void operator()(ZtbTemplateImpl* each) const { each->release(); }
+  void operator()(ZtbTemplate* each) const { each->release(); }
 };
 
 class Fixed final : public ZtbTemplateValueCB {
@@ -79,6 +79,13 @@ TEST_F(ZtbTemplatePrivate, TokensFindTheirVariablesByName) {
         "[Base Services 1762] no text in the message database: \"" + std::string(row.name) + "\"";
     EXPECT_EQ(*row.expansion ? "" : missing, mError.asCstr());
   }
+}
+
+TEST(ZtbTemplateWithoutThePool, FailuresHaveAFixedText) {
+  ZtbString error;
+  std::unique_ptr<ZtbTemplate, Release> const made(ztbCreateBasicTemplate(nullptr, &error));
+  EXPECT_FALSE(made->parse(ZtbString("{a}", true), &error));
+  EXPECT_STREQ("Out of memory", error.asCstr());
 }
 
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)

@@ -211,20 +211,32 @@ TEST(NpFileTest, WritesEndInAFailureWhereTheSystemTakesNoMore) {
 TEST(NpFileTest, PipesAreReadAndWrittenWholeThoughTheyTakeLess) {
   int ends[2];
   ASSERT_EQ(0, pipe2(ends, O_CLOEXEC));
-  File const reader = opened("/proc/self/fd/" + std::to_string(ends[0]), np_fio_flag_read);
+  File reader = opened("/proc/self/fd/" + std::to_string(ends[0]), np_fio_flag_read);
+  File const writer = opened("/proc/self/fd/" + std::to_string(ends[1]), np_fio_flag_write);
   std::string const text(1'000'000, 'x');
   std::string got(text.size() + 5, ' ');
-  std::thread writing([&] {
-    File const writer = opened("/proc/self/fd/" + std::to_string(ends[1]), np_fio_flag_write);
-    EXPECT_EQ(1'000'005, np_fio_putm(writer.get(), "line\n", text.c_str(), nullptr));
-  });
+  std::thread writing(
+      [&] { EXPECT_EQ(1'000'005, np_fio_putm(writer.get(), "line\n", text.c_str(), nullptr)); });
   EXPECT_EQ("line\n", line(reader, 64));
   EXPECT_EQ(1'000'000, np_fio_getb(reader.get(), got.data(), 1'000'000));
   writing.join();
   EXPECT_EQ(text, got.substr(0, text.size()));
   EXPECT_GT(0, np_fio_seek64(reader.get(), 0, 0));
-  close(ends[0]);
   close(ends[1]);
+  close(ends[0]);
+  reader.reset();
+  EXPECT_EQ(-code(EPIPE), np_fio_putm(writer.get(), "a", nullptr)) << "no reader of its own";
+}
+
+TEST(NpFileTest, WhatHasNoPositionTakesWritesBesideLinesReadAhead) {
+  TempFolder const folder;
+  ASSERT_EQ(0, mkfifo(folder.path("pipe").c_str(), 0600));
+  File const both = opened(folder.path("pipe"), np_fio_flag_read | np_fio_flag_write);
+  EXPECT_EQ(8, np_fio_putm(both.get(), "one\ntwo\n", nullptr));
+  EXPECT_EQ("one\n", line(both, 64));
+  EXPECT_EQ(6, np_fio_putm(both.get(), "three\n", nullptr));
+  EXPECT_EQ("two\n", line(both, 64));
+  EXPECT_EQ("three\n", line(both, 64));
 }
 
 }  // namespace

@@ -38,6 +38,12 @@ constexpr Command kCommands[] = {
     {"template", "Fill in the variables of a text", tool::declareTemplate},
     {"run", "Run a program as applications do", tool::declareRun},
     {"mail", "Compose a mail and hand it to a mail program", tool::declareMail},
+    {"users", "Add and remove the users of a file, their passwords and credentials",
+     tool::declareUsers},
+    {"login", "Log a user in, and show who that is", tool::declareLogin},
+    {"protect", "Protect a text against being read or changed", tool::declareProtect},
+    {"unprotect", "Give back a protected text", tool::declareUnprotect},
+    {"encode", "Encode a password for a configuration file", tool::declareEncode},
 };
 
 constexpr int kRefused = 1;

@@ -30,14 +30,19 @@ Run declareConfig(CLI::App& app);
 Run declareConvert(CLI::App& app);
 Run declareDate(CLI::App& app);
 Run declareDir(CLI::App& app);
+Run declareEncode(CLI::App& app);
+Run declareLogin(CLI::App& app);
 Run declareMail(CLI::App& app);
 Run declareMessage(CLI::App& app);
 Run declareOptions(CLI::App& app);
+Run declareProtect(CLI::App& app);
 Run declareRun(CLI::App& app);
 Run declareTemplate(CLI::App& app);
 Run declareText(CLI::App& app);
 Run declareType(CLI::App& app);
+Run declareUnprotect(CLI::App& app);
 Run declareUri(CLI::App& app);
+Run declareUsers(CLI::App& app);
 
 // Lets `app` take texts of any form, at least `least` of them: also such as "-.5", "-(2)" and
 // "[a,b]", which declared arguments refuse or take apart. What looks like a long option is wrong
