@@ -6,6 +6,7 @@
 #include "winnls.h"
 
 #include <algorithm>
+#include <bit>
 #include <climits>
 #include <cstddef>
 #include <cstdint>
@@ -16,6 +17,9 @@
 namespace {
 
 using Unit = unsigned short;
+
+// What is stored by words comes out in the order of UTF-8.
+static_assert(std::endian::native == std::endian::little);
 
 constexpr std::size_t kBlock = 16;
 
@@ -29,18 +33,55 @@ bool isSurrogate(unsigned unit) {
   return (unit & 0xF800) == 0xD800;
 }
 
+bool isHigh(unsigned unit) {
+  return (unit & 0xFC00) == 0xD800;
+}
+
 bool isPair(unsigned high, unsigned low) {
-  return (high & 0xFC00) == 0xD800 && (low & 0xFC00) == 0xDC00;
+  return isHigh(high) && (low & 0xFC00) == 0xDC00;
+}
+
+// Eight units, or sixteen bytes, in the compiler's own vector types.
+using Units = Unit __attribute__((vector_size(16), may_alias));
+using Units4 = Unit __attribute__((vector_size(8)));
+using Bytes = unsigned char __attribute__((vector_size(16)));
+using Words = std::uint32_t __attribute__((vector_size(16)));
+using Units16 = Unit __attribute__((vector_size(32)));
+
+template <class Vector, class Item>
+inline Vector load(Item const* p) {
+  Vector v;
+  std::memcpy(&v, p, sizeof v);
+  return v;
+}
+
+template <class Vector>
+inline bool isZero(Vector v) {
+  std::uint64_t half[2];
+  static_assert(sizeof v == sizeof half);
+  std::memcpy(half, &v, sizeof half);
+  return (half[0] | half[1]) == 0;
+}
+
+inline Units all(Unit value) {
+  return value - Units{};
 }
 
 std::size_t terminatedLength(char const* text) {
   return std::strlen(text) + 1;
 }
 
-std::size_t terminatedLength(Unit const* text) {
-  std::size_t units = 0;
-  while (text[units] != 0) ++units;
-  return units + 1;
+// Aligned blocks are read to their end: what lies behind the terminator there is in the same page,
+// and only the sanitizer minds.
+__attribute__((no_sanitize("address"))) std::size_t terminatedLength(Unit const* text) {
+  Unit const* p = text;
+  for (; reinterpret_cast<std::uintptr_t>(p) % sizeof(Units) != 0; ++p) {
+    if (*p == 0) return static_cast<std::size_t>(p - text) + 1;
+  }
+  auto const* block = reinterpret_cast<Units const*>(p);
+  while (isZero(*block == all(0))) ++block;
+  for (p = reinterpret_cast<Unit const*>(block); *p != 0;) ++p;
+  return static_cast<std::size_t>(p - text) + 1;
 }
 
 // ---- UTF-8 to UTF-16 ----------------------------------------------------------------------------
@@ -50,13 +91,23 @@ inline bool isAsciiBlock(char const* p) {
 }
 
 inline void widenBlock(char const* source, Unit* target) {
-  for (std::size_t i = 0; i < kBlock; ++i) target[i] = static_cast<unsigned char>(source[i]);
+  Units16 const wide = __builtin_convertvector(load<Bytes>(source), Units16);
+  std::memcpy(target, &wide, sizeof wide);
 }
 
 // The part at the front, with U+FFFD for an ill-formed one. The source may lack a terminator.
 inline NpPart partOf(char const* source, std::size_t available) {
-  int const bytes = available < 4 ? 0 : np_uchar_sequence(source);
-  if (bytes != 0) return {np_uchar_codepoint(source, bytes), static_cast<std::size_t>(bytes)};
+  auto const* const p = reinterpret_cast<unsigned char const*>(source);
+  unsigned const lead = p[0];
+  if (lead < 0x80) return {lead, 1};
+  if (available >= 4) {
+    unsigned const second = p[1] ^ 0x80u;
+    unsigned const third = p[2] ^ 0x80u;
+    if (lead - 0xC2 < 0xE0 - 0xC2 && second < 0x40) return {(lead & 0x1F) << 6 | second, 2};
+    unsigned const three = (lead & 0x0F) << 12 | second << 6 | third;
+    bool const isThree = lead - 0xE0 < 0x10 && (second | third) < 0x40;
+    if (isThree && three >= 0x800 && !isSurrogate(three)) return {three, 3};
+  }
   NpPart const part = np_utf8_part(source, available, true);
   return {part.codePoint == np_uchar_illformed ? kNpReplacement : part.codePoint, part.bytes};
 }
@@ -76,10 +127,18 @@ inline void putUnits(unsigned codePoint, Unit* target) {
 
 // The units of a well-formed text: one for each character, and one more for each of four bytes.
 std::size_t unitsOfRun(char const* source, NpUtf8Run run) {
-  std::size_t fours = 0;
-  for (std::size_t i = 0; i < run.bytes; ++i)
-    fours += static_cast<unsigned char>(source[i]) >= 0xF0;
-  return run.chars + fours;
+  if (run.chars == run.bytes) return run.chars;
+  std::size_t units = run.chars;
+  for (std::size_t at = 0; at < run.bytes;) {
+    // Few enough for a byte to count, so that the loop becomes vector code.
+    std::size_t const end = at + std::min<std::size_t>(run.bytes - at, 240);
+    unsigned char fours = 0;
+    for (; at < end; ++at) {
+      fours = static_cast<unsigned char>(fours + (static_cast<unsigned char>(source[at]) >= 0xF0));
+    }
+    units += fours;
+  }
+  return units;
 }
 
 std::size_t convertedSize(char const* source, std::size_t bytes) {
@@ -128,14 +187,19 @@ void terminate(Unit* target, std::size_t put, std::size_t size) {
 
 // ---- UTF-16 to UTF-8 ----------------------------------------------------------------------------
 
+inline bool isAscii(Units v) {
+  return isZero(v & all(0xFF80));
+}
+
 inline bool isAsciiBlock(Unit const* p) {
-  unsigned any = 0;
-  for (std::size_t i = 0; i < kBlock; ++i) any |= p[i];
-  return any < 0x80;
+  return isAscii(load<Units>(p) | load<Units>(p + kBlock / 2));
 }
 
 inline void narrowBlock(Unit const* source, char* target) {
-  for (std::size_t i = 0; i < kBlock; ++i) target[i] = static_cast<char>(source[i]);
+  Units16 wide;
+  std::memcpy(&wide, source, sizeof wide);
+  Bytes const narrow = __builtin_convertvector(wide, Bytes);
+  std::memcpy(target, &narrow, sizeof narrow);
 }
 
 // The character at the front, with its units as its `bytes`.
@@ -146,21 +210,93 @@ inline NpPart partOf(Unit const* source, std::size_t available) {
   return {0x10000 + ((unit & 0x3FF) << 10 | (source[1] & 0x3FFu)), 2};
 }
 
+inline bool hasSurrogate(Units v) {
+  return !isZero((v & all(0xF800)) == all(0xD800));
+}
+
+inline std::size_t sum(Units v) {
+  std::size_t total = 0;
+  for (std::size_t i = 0; i < kBlock / 2; ++i) total += v[i];
+  return total;
+}
+
 inline std::size_t bytesOf(unsigned codePoint) {
   return codePoint < 0x80 ? 1 : codePoint < 0x800 ? 2 : codePoint < 0x10000 ? 3 : 4;
 }
 
-// Three bytes a unit are right for an unpaired surrogate too, since it becomes U+FFFD; a pair has
-// four.
+// Two bytes for each half of a pair; three for an unpaired surrogate, which becomes U+FFFD.
+std::size_t sizeOfPart(Unit const* source, std::size_t units) {
+  std::size_t bytes = 0;
+  for (std::size_t at = 0; at < units;) {
+    NpPart const part = partOf(source + at, units - at);
+    bytes += bytesOf(part.codePoint);
+    at += part.bytes;
+  }
+  return bytes;
+}
+
+// Of 8 units, a lane counts the bytes beyond the first of each unit; 2 at most.
+inline Units furtherBytes(Units v) {
+  return reinterpret_cast<Units>((v >= all(0x800)) + (v >= all(0x80)));
+}
+
+// The units at the front, in whole blocks without a surrogate, and their bytes.
+Progress sizeOfBasic(Unit const* source, std::size_t units) {
+  // Few enough for 16 bits to count what a lane has.
+  constexpr std::size_t kMostUnits = kBlock * 10'000;
+  std::size_t const most = std::min(units, kMostUnits);
+  Units further{};
+  std::size_t at = 0;
+  for (; most - at >= kBlock; at += kBlock) {
+    Units const first = load<Units>(source + at);
+    Units const second = load<Units>(source + at + kBlock / 2);
+    if (hasSurrogate(first) || hasSurrogate(second)) break;
+    further -= furtherBytes(first) + furtherBytes(second);
+  }
+  return {at, at + sum(further)};
+}
+
 std::size_t convertedSize(Unit const* source, std::size_t units) {
-  std::size_t bytes = units;
-  std::size_t pairs = 0;
-  for (std::size_t i = 0; i < units; ++i) bytes += (source[i] >= 0x80) + (source[i] >= 0x800);
-  for (std::size_t i = 1; i < units; ++i) pairs += isPair(source[i - 1], source[i]);
-  return bytes - 2 * pairs;
+  std::size_t bytes = 0;
+  for (std::size_t at = 0; at < units;) {
+    Progress const basic = sizeOfBasic(source + at, units - at);
+    bytes += basic.put;
+    at += basic.taken;
+    std::size_t part = std::min(units - at, kBlock);
+    // No pair is cut.
+    if (part > 1 && isHigh(source[at + part - 1])) --part;
+    bytes += sizeOfPart(source + at, part);
+    at += part;
+  }
+  return bytes;
+}
+
+// Writes 8 units that aren't surrogates and gives their bytes, 8 to 24. Words of 4 bytes are
+// stored, so that a unit costs no branch to predict wrongly: the target has kStoredBytes.
+constexpr std::size_t kStoredBytes = kBlock / 2 * 4;
+
+inline std::size_t putBasic(Unit const* source, char* target) {
+  char* out = target;
+  for (Unit const* const end = source + kBlock / 2; source != end; source += 4) {
+    Words const u = __builtin_convertvector(load<Units4>(source), Words);
+    Words const last = (u & 0x3F) | 0x80;
+    Words const two = u >> 6 | 0xC0 | last << 8;
+    Words const three = u >> 12 | 0xE0 | ((u >> 6 & 0x3F) | 0x80) << 8 | last << 16;
+    auto const isOne = u < 0x80;
+    auto const isTwo = u < 0x800;
+    Words const words = isOne ? u : isTwo ? two : three;
+    Words const sizes = 3 + reinterpret_cast<Words>(isOne) + reinterpret_cast<Words>(isTwo);
+    for (std::size_t i = 0; i < 4; ++i) {
+      std::uint32_t const word = words[i];
+      std::memcpy(out, &word, sizeof word);
+      out += sizes[i];
+    }
+  }
+  return static_cast<std::size_t>(out - target);
 }
 
 Progress convert(Unit const* source, std::size_t units, char* target, std::size_t room) {
+  constexpr std::size_t kHalf = kBlock / 2;
   Progress done{0, 0};
   while (done.taken < units) {
     while (units - done.taken >= kBlock && room - done.put >= kBlock &&
@@ -169,8 +305,16 @@ Progress convert(Unit const* source, std::size_t units, char* target, std::size_
       done.taken += kBlock;
       done.put += kBlock;
     }
-    std::size_t const pause = done.taken + std::min(units - done.taken, kBlock);
-    while (done.taken < pause) {
+    if (units - done.taken >= kHalf && room - done.put >= kStoredBytes &&
+        !hasSurrogate(load<Units>(source + done.taken))) {
+      done.put += putBasic(source + done.taken, target + done.put);
+      done.taken += kHalf;
+      continue;
+    }
+    // Up to the next surrogate, or for a while where there is none.
+    std::size_t const pause = done.taken + std::min(units - done.taken, kHalf);
+    for (bool isBasic = true; isBasic && done.taken < pause;) {
+      isBasic = !isSurrogate(source[done.taken]);
       NpPart const part = partOf(source + done.taken, units - done.taken);
       if (bytesOf(part.codePoint) > room - done.put) return done;
       done.put += np_utf8_put(part.codePoint, target + done.put);
