@@ -48,6 +48,8 @@ TEST_F(ZtbTool, ExitCodesAndOutputs) {
                 "\xEF\xBB\xBF"
                 "12\r\n\n-7\r\n1.5\nn/a\xff\n" +
                     std::string(2 << 20, '1'));
+  mFolder.write("r.dat", std::string("caf\xe9 \0\0 7\n\0\"a\0b,c\t \n", 20) + "cut");
+  mFolder.write("wide.dat", std::string("\xFE\xFF\0a\0 \0\xE9\0b\0\0\xD8\0", 14));
   mFolder.write("t.txt", "1: {a}\n2: {{[C]}}\n");
   mFolder.write("uris.txt", std::string("x\n\nztr://h/(Folder)\r\na\0b\n", 25));
   struct {
@@ -153,6 +155,29 @@ TEST_F(ZtbTool, ExitCodesAndOutputs) {
       {"text .", 1, "ztb text: "},
       {"text /dev/stdin </dev/null", 1, "save it to a file"},
       {"text f.cfg --to UTF-8 --output /dev/full", 1, "no room"},
+      {"records r.dat --length 10 --fields 'a:6,b,:3,:1'", 2, "\"b\" isn't a field"},
+      {"records r.dat --length 10 --fields a:x,:1", 2, "has no width in bytes"},
+      {"records r.dat --length 10 --fields a:0,:10", 2, "has no width in bytes"},
+      {"records r.dat --length 10 --fields a:5,a:5", 2, "the name \"a\" stands twice"},
+      {"records r.dat --length 10 --fields :10", 2, "no field has a name"},
+      {"records r.dat --length 10 --fields a:9", 2, "have 9 bytes, and --length says 10"},
+      {"records r.dat --length 10 --fields a:1,b:18446744073709551615", 2, "the fields have"},
+      {"records r.dat --length 0 --fields a:0", 2, "--length"},
+      {"records r.dat --length 10 --fields a:10 --encoding x", 2, "unknown encoding \"x\""},
+      {"records r.dat --length 10 --fields a:10 --csv --json", 2, "--json"},
+      {"records r.dat --length 10 --fields a:10 --from 3", 1, "has 2 records, and --from 3"},
+      {"records r.dat --length 10 --fields a:5,b:4,:1 --count 2 --encoding latin1", 0,
+       "a,b\ncaf\u00E9,7\n\"\"\"a\uFFFDb\",\",c\t\"\n"},
+      {"records r.dat --length 10 --fields a:5,:5 --from 1 --count 1 --json", 0,
+       "{\"a\": \"\\\"a\uFFFDb\"}\n"},
+      {"records r.dat --length 10 --fields a:1,:9 --padded --from 1", 1,
+       "a\n\uFFFD\nztb records: \"r.dat\" ends in the middle of record 2, behind 3 of its 10 "
+       "bytes"},
+      {"records wide.dat --length 4 --fields a:4", 0, "a\na\n\u00E9b\n\uFFFD\n"},
+      {"records wide.dat --length 4 --fields a:1,b:3", 1, "but a character of UTF-16BE has 2"},
+      {"records absent.dat --length 4 --fields a:4", 1, "No such file"},
+      {"--version; echo x | " ZTB_TEST_BIN "/ztb records /dev/stdin --length 1 --fields a:1", 1,
+       "is a pipe or a device"},
       {"uri 'ztr://h/a(T)' 'ztr://h/(Folder)'", 0,
        "root        no\n  parent      ztr://h/(Folder)\n\n"},
       {"uri nope 'a://b/c'", 1, "a://b/c\n  family      generic\n"},
@@ -516,7 +541,8 @@ TEST_F(ZtbTool, CommandsOfThePagesPrintWhatThePagesSay) {
     for (std::string const& line : linesOf(page)) {
       bool const isCommand = line.rfind("$ ", 0) == 0;
       if (!command.empty() && (isCommand || line == "```")) {
-        EXPECT_EQ(expected, ztbtest::shell(command).output) << page << ": " << command;
+        EXPECT_EQ(expected, ztbtest::shell("cd " + mFolder.path() + " && " + command).output)
+            << page << ": " << command;
         command.clear();
         ++commands;
       } else if (!command.empty()) {

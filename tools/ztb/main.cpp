@@ -32,6 +32,7 @@ constexpr Command kCommands[] = {
     {"convert", "Convert values from one data type to another", tool::declareConvert},
     {"type", "Tell which type texts have, or a column of lines", tool::declareType},
     {"text", "Show how a text file is encoded, and convert it", tool::declareText},
+    {"records", "Print the records of a fixed-width file as CSV or JSON", tool::declareRecords},
     {"uri", "Show what URIs hold, and make URIs from components", tool::declareUri},
     {"attributes", "Show the attributes of texts such as name=value;name=value",
      tool::declareAttributes},

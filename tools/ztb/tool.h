@@ -36,6 +36,7 @@ Run declareMail(CLI::App& app);
 Run declareMessage(CLI::App& app);
 Run declareOptions(CLI::App& app);
 Run declareProtect(CLI::App& app);
+Run declareRecords(CLI::App& app);
 Run declareRun(CLI::App& app);
 Run declareTemplate(CLI::App& app);
 Run declareText(CLI::App& app);
