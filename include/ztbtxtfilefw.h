@@ -61,7 +61,7 @@ class ZTB_API ZtbTxtFileFW {
   //
   // False on failure, with a text for getErrorMessage; false without a new text for an unknown
   // mode. A folder, a null path and an unknown encoding are failures; the latter leaves the file
-  // as it was. Writing needs the right to read the file, too.
+  // as it was. With option 1 or 2, writing needs the right to read the file, too.
   bool open(char const* path, Mode mode, int encoding, int options);
 
   // Closes the file, drops what was pushed back, and gives true, also for a closed one. `tell` is 0

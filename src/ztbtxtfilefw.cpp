@@ -124,10 +124,11 @@ struct ZtbTxtFileFW::State {
     return end >= 0;
   }
 
-  // Goes behind the mark. 0 or a code.
+  // Goes behind the mark. 0 or a code: a mark that can't be read would be written over.
   int skipMark() {
     char start[3];
     int const count = np_fio_getb(handle, start, sizeof start);
+    if (count < 0) return -count;
     bomLength = markBytes(start, count);
     __int64 const result = np_fio_seek64(handle, bomLength, np_fio_from_start);
     if (result < 0) return static_cast<int>(-result);
