@@ -78,6 +78,17 @@ TEST_F(ZtbTool, ExitCodesAndOutputs) {
       {"config get absent.cfg a", 1, "absent.cfg"},
       {"config get f.cfg", 2, "key"},
       {"config set f.cfg 'a=b' c", 1, ""},
+      {"overlay f.cfg f.cfg", 1, "are one file"},
+      {"overlay f.cfg absent.cfg", 1, "absent.cfg"},
+      {"overlay f.cfg o.cfg set B ''", 1, "use unset"},
+      {"overlay f.cfg o.cfg unset B", 1, "the overlay has no entry \"B\""},
+      {"overlay f.cfg o.cfg comment c x", 1, "no entry \"c\" in either file"},
+      {"overlay f.cfg o.cfg --json unset B", 2, "--json"},
+      {"overlay f.cfg", 2, "overlay"},
+      {"buffers --rows 1000 --columns 3", 0, "1000 rows of 3 values there and back in "},
+      {"buffers --rows 300 --columns 0 --json", 0, "{\"rows\": 300, \"columns\": 0, \"mill"},
+      {"buffers --rows 0", 0, ": 0 rows a second"},
+      {"buffers --rows -1", 2, "--rows"},
       {"message 'Base Services' 446 x", 0, "\"x\" isn't a folder."},
       {"message --locale de --level 1 'Base Services' 446 x", 0,
        "[Base Services 446] \u201ex\u201c"},
@@ -443,6 +454,33 @@ TEST_F(ZtbTool, ConfigEditsAreFaithful) {
     EXPECT_EQ(0, ztb(row.arguments).exitCode) << row.arguments;
     EXPECT_EQ(row.content, ztbtest::readFile(path)) << row.arguments;
   }
+}
+
+TEST_F(ZtbTool, OverlayShowsBothFilesAndEditsTheSecond) {
+  std::string const base = mFolder.write("base.cfg", "# one\nA=1\nB=2\nC=3\n");
+  fs::create_symlink("real.cfg", mFolder.path("o.cfg"));
+  struct {
+    char const* edit;
+    char const* content;
+  } const rows[] = {
+      {"set a 9", "\n# one\na=9\n"},
+      {"set D '\u00fc'", "\n# one\na=9\n\nD=\u00fc\n"},
+      {"comment B ' two'", "\n# one\na=9\n\nD=\u00fc\n\n# two\nB=2\n"},
+      {"unset A", "\n# one\n#-DELETED A=9\n\nD=\u00fc\n\n# two\nB=2\n"},
+      {"set A 8", "\n# one\n#-DELETED A=9\n\nD=\u00fc\n\n# two\nB=2\n\n# one\nA=8\n"},
+  };
+  std::string const before = ztbtest::readFile(base);
+  for (auto const& row : rows) {
+    ztbtest::Outcome const outcome = ztb(std::string("overlay base.cfg o.cfg ") + row.edit);
+    EXPECT_EQ(0, outcome.exitCode) << outcome.output;
+    EXPECT_EQ(row.content, ztbtest::readFile(mFolder.path("real.cfg"))) << row.edit;
+  }
+  EXPECT_EQ(before, ztbtest::readFile(base));
+  EXPECT_EQ("  key  base  overlay\n* A    1     8\n= B    2     2\n  C    3\n+ D          \u00fc\n",
+            ztb("overlay base.cfg o.cfg").output);
+  EXPECT_TRUE(ztbtest::contains(ztb("overlay base.cfg o.cfg list --json").output,
+                                "{\"key\": \"C\", \"base\": \"3\", \"overlay\": null, "
+                                "\"state\": \"base\", \"comment\": null}"));
 }
 
 TEST_F(ZtbTool, ConfigKeepsModeAndFollowsLinks) {

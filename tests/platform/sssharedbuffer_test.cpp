@@ -305,10 +305,10 @@ void endSleep(std::thread& thread) {
   pthread_kill(thread.native_handle(), SIGUSR1);
 }
 
-using SharedBufferThreads = ztbtest::LibraryTest;
+using SharedBufferDelaysThreads = ztbtest::LibraryTest;
 
 // For a second, or as many as ZTB_TEST_STRESS_SECONDS says.
-TEST_F(SharedBufferThreads, NoWakeUpAndNoRowIsLost) {
+TEST_F(SharedBufferDelaysThreads, NoWakeUpAndNoRowIsLost) {
   char const* const wanted = std::getenv("ZTB_TEST_STRESS_SECONDS");
   auto const end = std::chrono::steady_clock::now() +
                    std::chrono::seconds(wanted != nullptr ? std::atoi(wanted) : 1);

@@ -25,6 +25,7 @@ constexpr Command kCommands[] = {
      tool::declareOptions},
     {"config", "Read and edit a configuration file, keeping its lines and comments",
      tool::declareConfig},
+    {"overlay", "Show two configuration files as one, and edit the second", tool::declareOverlay},
     {"message", "Show the text of a message", tool::declareMessage},
     {"date", "Show a date in its forms", tool::declareDate},
     {"dir", "List a folder", tool::declareDir},
@@ -45,6 +46,7 @@ constexpr Command kCommands[] = {
     {"protect", "Protect a text against being read or changed", tool::declareProtect},
     {"unprotect", "Give back a protected text", tool::declareUnprotect},
     {"encode", "Encode a password for a configuration file", tool::declareEncode},
+    {"buffers", "Pass rows between two threads, and tell how fast that was", tool::declareBuffers},
 };
 
 constexpr int kRefused = 1;

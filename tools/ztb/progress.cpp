@@ -22,10 +22,10 @@ std::string withCommas(long long number) {
 }  // namespace
 
 // The first bar waits too, so that a short command shows none.
-Progress::Progress(std::string what, long long total)
+Progress::Progress(std::string what, long long total, Place place)
     : mWhat(std::move(what)),
       mTotal(std::max(total, 1LL)),
-      mIsOn(::isatty(STDERR_FILENO) == 1 && ::isatty(STDOUT_FILENO) == 0),
+      mIsOn(::isatty(STDERR_FILENO) == 1 && (place == kAlone || ::isatty(STDOUT_FILENO) == 0)),
       mNext(Clock::now() + kPause) {}
 
 void Progress::show(long long done) {

@@ -12,12 +12,15 @@ namespace tool {
 
 // A line that is drawn over itself, at most ten times a second, and wiped at the end:
 //   [########----------------------]  27 %  271,000 records
-// It shows only where standard error is a terminal and standard output isn't, whose lines it would
-// fall into.
+// It shows only where standard error is a terminal, and not where it would fall into lines of
+// standard output.
 class Progress {
  public:
+  // Whether the command prints lines meanwhile.
+  enum Place { kBesideLines, kAlone };
+
   // `what` is counted, up to `total`.
-  Progress(std::string what, long long total);
+  Progress(std::string what, long long total, Place place = kBesideLines);
   Progress(Progress const&) = delete;
   Progress& operator=(Progress const&) = delete;
   ~Progress() { wipe(); }

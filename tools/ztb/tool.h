@@ -25,6 +25,7 @@ using Run = std::function<int()>;
 using Declare = Run (*)(CLI::App& app);
 
 Run declareAttributes(CLI::App& app);
+Run declareBuffers(CLI::App& app);
 Run declareCalc(CLI::App& app);
 Run declareConfig(CLI::App& app);
 Run declareConvert(CLI::App& app);
@@ -35,6 +36,7 @@ Run declareLogin(CLI::App& app);
 Run declareMail(CLI::App& app);
 Run declareMessage(CLI::App& app);
 Run declareOptions(CLI::App& app);
+Run declareOverlay(CLI::App& app);
 Run declareProtect(CLI::App& app);
 Run declareRecords(CLI::App& app);
 Run declareRun(CLI::App& app);
