@@ -117,4 +117,44 @@ TEST(ZtLockFork, EveryLockIsFreeInTheChild) {
   ztLockDestroy(inner);
 }
 
+int waitFor(ZtEvent event, int timeoutMs) {
+  int unused = 0;
+  return ztEventWait(1, &event, 1, timeoutMs, 0, &unused);
+}
+
+TEST(ZtEvent, StaysSignalledUntilCleared) {
+  ZtEvent const event = ztEventCreate(0);
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_NE(0, waitFor(event, 1));
+    ztEventPost(event, 1);
+    ztEventPost(event, 1);
+    EXPECT_EQ(0, waitFor(event, 0));
+    EXPECT_EQ(0, waitFor(event, -1));
+    ztEventClear(event);
+    ztEventClear(event);
+  }
+  ztEventDestroy(event);
+  EXPECT_NE(0, waitFor(nullptr, -1));
+  ztEventPost(nullptr, 1), ztEventClear(nullptr), ztEventDestroy(nullptr);
+}
+
+// A clear by one who was woken leaves the others asleep, and to be woken by the next post.
+TEST(ZtEventThreads, APostWakesAllWhoSleep) {
+  ZtEvent const event = ztEventCreate(0);
+  std::atomic<int> awake{0};
+  ztbtest::inThreads(4, [&](int thread) {
+    if (thread != 0) {
+      EXPECT_EQ(0, waitFor(event, -1));
+      ++awake;
+      return;
+    }
+    while (awake < 3) {
+      ztEventPost(event, 1);
+      std::this_thread::yield();
+      ztEventClear(event);
+    }
+  });
+  ztEventDestroy(event);
+}
+
 }  // namespace
