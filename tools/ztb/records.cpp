@@ -149,8 +149,9 @@ void checkUnits(ZtbTxtFileFW& file, Arguments const& arguments) {
   if (unit > 2) throw Refused("records in " + name + " aren't read; convert the file to UTF-16");
   for (RecordField const& field : arguments.fields) {
     if (field.bytes % unit == 0) continue;
-    throw Refused("field \"" + printable(field.name) + "\" has " + std::to_string(field.bytes) +
-                  " bytes, but a character of " + name + " has " + std::to_string(unit));
+    throw Refused("the width of field \"" + printable(field.name) + "\" is " +
+                  std::to_string(field.bytes) + ", but a character of " + name + " has " +
+                  std::to_string(unit) + " bytes");
   }
 }
 
@@ -238,8 +239,8 @@ int run(Arguments const& arguments) {
   throw Refused(shown(arguments.file) + " ends in the middle of record " +
                 std::to_string(range.first + range.count) + ", behind " +
                 std::to_string(range.cutBytes) + " of its " + std::to_string(arguments.length) +
-                " bytes; " + std::to_string(range.count) +
-                " whole records were printed. Is --length right?");
+                " bytes; the whole records before it were printed (" + std::to_string(range.count) +
+                "). Is --length right?");
 }
 
 void check(Arguments& arguments) {
