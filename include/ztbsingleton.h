@@ -83,7 +83,9 @@ struct AutoSingletonRecord;
 //   }
 //
 // An object that goes out of scope leaves its reference standing, until somebody calls `terminate`
-// or `cleanupOnly` for it. A copy holds what the original holds but no reference of its own.
+// or `cleanupOnly` for it. An object whose reference somebody else gave up so, and with it the
+// last one, must not be used again. A copy holds what the original holds but no reference of its
+// own.
 //
 // Works between ztbInitialize and ztbShutdown only. Threads: one object belongs to one thread at a
 // time; any number of objects may attach to one name and leave it from any threads at once.

@@ -129,9 +129,10 @@ int zts_b64_encode(char const* bytes, int count, char* target, int targetSize);
 // header of the stream (24 bytes). Each message has 17 bytes for its tag, so that the first line
 // carries 13 bytes of the input and the others 37. The last message is marked as the last.
 //
-// The key is in the file that ZTB_KEY_FILE names: 64 hexadecimal digits, with white space at most
-// behind them, in a regular file that belongs to this user or to root and that nobody else may read
-// or write. Without the variable, or with an empty one, it is a built-in one: obfuscation only.
+// The key is in the file that ZTB_KEY_FILE names: 64 hexadecimal digits, with nothing but up to 16
+// bytes of white space behind them, in a regular file that belongs to this user or to root and that
+// nobody else may read or write. Without the variable, or with an empty one, it is a built-in one:
+// obfuscation only.
 //
 // A state belongs to one thread at a time; it is the caller's memory, needs no alignment, and is
 // used for writing or for reading, not both.
@@ -160,7 +161,7 @@ char const* zts_xc_keytext(int info);
 // Takes bytes of `input`, at least one if there is any, and gives their number. If a line is ready,
 // it goes into `line` (75 bytes) with CR LF and a terminator, and `*lineReady` is 1, else 0. With a
 // null `input` and a count of 0 it gives the rest, a line a call, until `*lineReady` is 0; the run
-// is over then. No input at all gives one line too.
+// is over then. No input at all gives one line too. An `input` of no bytes changes nothing.
 int zts_xc_write(void* state, char const* input, int inputBytes, char* line, int* lineReady);
 
 // Decodes the line at the start of `text`, which ends behind 72 characters or before CR, LF or the
@@ -172,7 +173,7 @@ int zts_xc_read(void* state, char const* text, char* out);
 // Whether the last line of a run has been read, so that nothing is missing behind.
 int zts_xc_complete(void const* state);
 
-// Ends a run and overwrites the state.
+// Ends a run, and overwrites the state and what the run left on the stack of this thread.
 void zts_xc_end(void* state);
 
 #endif

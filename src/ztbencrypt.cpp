@@ -7,6 +7,7 @@
 #include <memory>
 #include <new>
 
+#include "ztauth.h"
 #include "ztlog11.h"
 #include "ztsstr12.h"
 
@@ -49,10 +50,15 @@ char* writeLines(Coder& coder, char const* text, int bytes, char* end) {
   }
 }
 
-ZtbString textOf(Buffer const& buffer, char const* end) {
-  ZtbString result;
-  result.assignBytes(buffer.get(), static_cast<int>(end - buffer.get()));
-  return result;
+// The bytes at the end of a text that begin a character and lack its end.
+std::ptrdiff_t cutBytes(char const* begin, char const* end) {
+  for (std::ptrdiff_t bytes = 1; bytes <= 3 && bytes <= end - begin; ++bytes) {
+    auto const lead = static_cast<unsigned char>(end[-bytes]);
+    if ((lead & 0xC0) == 0x80) continue;
+    int const width = lead < 0xC2 || lead > 0xF4 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
+    return bytes < width ? bytes : 0;
+  }
+  return 0;
 }
 
 }  // namespace
@@ -66,20 +72,28 @@ ZtbString ztbEncryptString(ZtbString const& text) {
   if (buffer == nullptr) return ZtbString();
   Coder coder;
   char const* const end = writeLines(coder, text.asCstr(), static_cast<int>(bytes), buffer.get());
-  return end != buffer.get() ? textOf(buffer, end) : ZtbString();
+  ZtbString form;
+  if (end != buffer.get()) form.assignBytes(buffer.get(), static_cast<int>(end - buffer.get()));
+  return form;
 }
 
 ZtbString ztbDecryptString(ZtbString const& text) {
   std::size_t const furtherLines = (text.cStrSize() - 1) / zts_xc_line_bytes;
-  // A character may be cut between two lines, so that their bytes are put together first; the
-  // zeros behind them end one that is cut at the end.
-  std::size_t const size = (furtherLines + 1) * zts_xc_input_bytes + 4;
-  Buffer const buffer(new (std::nothrow) char[size]());
+  // A character may be cut between two lines, so that their bytes are put together first.
+  std::size_t const size = (furtherLines + 1) * zts_xc_input_bytes + 1;
+  Buffer const buffer(new (std::nothrow) char[size]);
   if (buffer == nullptr) return ZtbString();
   Coder coder;
   char* end = buffer.get();
   for (std::size_t line = 0; line <= furtherLines; ++line) {
     end += zts_xc_read(coder.state(), text.asCstr() + line * zts_xc_line_bytes, end);
   }
-  return textOf(buffer, end);
+  auto const bytes = static_cast<std::size_t>(end - buffer.get());
+  // What was protected is whole as it is, be it well-formed or not.
+  if (zts_xc_complete(coder.state()) == 0) end -= cutBytes(buffer.get(), end);
+  *end = '\0';
+  ZtbString result;
+  result.assign(buffer.get());
+  asWipe(buffer.get(), bytes);
+  return result;
 }

@@ -36,6 +36,7 @@ struct ReferenceEnd {
 };
 using SubjectReference = std::unique_ptr<ASSubject, ReferenceEnd>;
 
+// Null without memory, and while the library is down.
 ZtbConfigOptions* mainOptions() {
   return ztbGetConfigOptions(ZtbString());
 }
@@ -47,8 +48,9 @@ constinit ASSubject* published = nullptr;
 // With the singleton lock held, so that nobody can release the subject before it has its option.
 void publish(ASSubject* subject) {
   published = subject;
-  mainOptions()->setOption(ZtbString(kUserOption, true),
-                           ZtbString(asSubjectGetName(subject), false));
+  ZtbConfigOptions* const options = mainOptions();
+  if (options == nullptr) return;
+  options->setOption(ZtbString(kUserOption, true), ZtbString(asSubjectGetName(subject), false));
 }
 
 void endSubject(ASSubject* subject) {
@@ -58,7 +60,10 @@ void endSubject(ASSubject* subject) {
   }
   asSubjectDestroy(subject);
   ZtLockHold const hold(ztbSingletonLock());
-  if (published == nullptr) mainOptions()->removeOption(ZtbString(kUserOption, true));
+  ZtbConfigOptions* const options = mainOptions();
+  if (published == nullptr && options != nullptr) {
+    options->removeOption(ZtbString(kUserOption, true));
+  }
 }
 
 // Made for a moment, to take or give up a reference; what it took stays when it is gone.
@@ -94,11 +99,18 @@ int bytesOf(ZtbString const& text) {
   return static_cast<int>(text.cStrSize() - 1);
 }
 
-ZtbString authLocation() {
-  ZtbString location;
-  mainOptions()->getOption(ZtbString(kLocationOption, true), &location);
+// False if it can't be told. It isn't empty then, since that is a place of its own.
+bool findLocation(ZtbString& location) {
+  ZtbConfigOptions* const options = mainOptions();
+  if (options == nullptr) return false;
+  options->getOption(ZtbString(kLocationOption, true), &location);
   location.trim(true, true);
-  return location;
+  return true;
+}
+
+ZtbString outOfResources(ZtbString const& user) {
+  return ztbStringFormat("Failed to authenticate user '%s' due to limited resources.",
+                         user.asCstr());
 }
 
 bool fillInfo(ASSubject* subject, ZtbSubjectInfoParm* info) {
@@ -143,16 +155,14 @@ class SecretBuffer {
 bool ztbSubjectAuthenticate(ZtbString const& user, ZtbString const& password, ASSubject** subject,
                             ZtbString* error) {
   if (subject != nullptr) *subject = nullptr;
-  ZtbString const location = authLocation();
+  ZtbString location;
+  if (!findLocation(location)) return fail(error, outOfResources(user));
   ASSubject* given = nullptr;
   int const failure = asAuthenticate(location.asCstr(), bytesOf(location), user.asCstr(),
                                      bytesOf(user), password.asCstr(), bytesOf(password),
                                      ZtbDate::currentDate().asDouble(), &given);
   OwnedSubject owned(given);
-  if (failure != 0 && given == nullptr) {
-    return fail(error, ztbStringFormat("Failed to authenticate user '%s' due to limited resources.",
-                                       user.asCstr()));
-  }
+  if (failure != 0 && given == nullptr) return fail(error, outOfResources(user));
   if (failure != 0) {
     return fail(error, ztbStringFormat("Failed to authenticate user '%s' (%s).", user.asCstr(),
                                        asSubjectGetErrorMessage(given)));

@@ -150,7 +150,10 @@ std::string encode(std::span<unsigned char const> bytes) {
 // Decodes a text that fills `bytes` exactly.
 bool decode(std::string_view text, std::span<unsigned char> bytes) {
   std::size_t length = 0;
-  return sodium_base642bin(bytes.data(), bytes.size(), text.data(), text.size(), nullptr, &length,
+  // libsodium 1.0.18 takes bytes beyond ASCII for "_".
+  bool const isAscii = std::all_of(text.begin(), text.end(), [](char byte) { return byte >= 0; });
+  return isAscii &&
+         sodium_base642bin(bytes.data(), bytes.size(), text.data(), text.size(), nullptr, &length,
                            nullptr, kBase64) == 0 &&
          length == bytes.size();
 }
@@ -434,7 +437,9 @@ std::string parseUserLine(std::string_view line, UserRecord& record) {
   if (!parseName(takeField(line, ':'), record.domain)) return "the authentication domain isn't one";
   if (!parseName(takeField(line, ':'), record.resolved)) return "the resolved name isn't one";
   if (!parsePassword(takeField(line, ':'), record.password)) return "the password isn't a record";
+  bool const endsOpen = line.ends_with(':');
   if (!parseKey(takeField(line, ':'), record)) return "the key isn't one";
+  if (endsOpen) return "a credential is damaged";
   while (!line.empty()) {
     if (!parseCredential(takeField(line, ':'), record)) return "a credential is damaged";
   }

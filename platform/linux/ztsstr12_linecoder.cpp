@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <span>
@@ -26,6 +27,9 @@ constexpr int kTagBytes = crypto_secretstream_xchacha20poly1305_ABYTES;
 constexpr int kKeyBytes = crypto_secretstream_xchacha20poly1305_KEYBYTES;
 constexpr unsigned char kMore = crypto_secretstream_xchacha20poly1305_TAG_MESSAGE;
 constexpr unsigned char kLast = crypto_secretstream_xchacha20poly1305_TAG_FINAL;
+
+constexpr std::size_t kMostKeyBlanks = 16;
+constexpr std::size_t kCipherStackBytes = 4096;
 
 constexpr int kRawLineBytes = 54;
 constexpr int kFirstInputBytes = kRawLineBytes - kHeaderBytes - kTagBytes;
@@ -77,7 +81,7 @@ bool isPrivate(struct stat const& status) {
 }
 
 bool parseKey(std::string_view text, unsigned char* key) {
-  while (!text.empty() && std::strchr(" \t\r\n", text.back()) != nullptr) text.remove_suffix(1);
+  text = text.substr(0, text.find_last_not_of(" \t\r\n") + 1);
   return text.size() == 2 * kKeyBytes &&
          sodium_hex2bin(key, kKeyBytes, text.data(), text.size(), nullptr, nullptr, nullptr) == 0;
 }
@@ -90,10 +94,12 @@ ZtsCoderKey readKey(char const* path, unsigned char* key) {
   if (::fstat(file.get(), &status) != 0) return zts_xc_key_unreadable;
   if (!S_ISREG(status.st_mode)) return zts_xc_key_form;
   if (!isPrivate(status)) return zts_xc_key_exposed;
-  char text[2 * kKeyBytes + 16];
+  // A buffer that is filled is more than a key and its white space.
+  char text[2 * kKeyBytes + kMostKeyBlanks + 1];
   ssize_t const got = readStart(file, text);
   if (got < 0) return zts_xc_key_unreadable;
-  bool const good = parseKey({text, static_cast<std::size_t>(got)}, key);
+  auto const bytes = static_cast<std::size_t>(got);
+  bool const good = bytes < sizeof text && parseKey({text, bytes}, key);
   sodium_memzero(text, sizeof text);
   return good ? zts_xc_key_ready : zts_xc_key_form;
 }
@@ -162,10 +168,17 @@ std::size_t lineLengthOf(char const* text) {
   return length;
 }
 
+bool isAscii(std::string_view line) {
+  return std::all_of(line.begin(), line.end(), [](char byte) { return byte >= 0; });
+}
+
 int readLine(Run& run, char const* text, char* out) {
+  std::string_view const line(text, lineLengthOf(text));
   unsigned char raw[kRawLineBytes];
   std::size_t rawLength = 0;
-  if (sodium_base642bin(raw, sizeof raw, text, lineLengthOf(text), nullptr, &rawLength, nullptr,
+  // libsodium 1.0.18 takes bytes beyond ASCII for "/".
+  if (!isAscii(line) ||
+      sodium_base642bin(raw, sizeof raw, line.data(), line.size(), nullptr, &rawLength, nullptr,
                         sodium_base64_VARIANT_ORIGINAL) != 0) {
     return -1;
   }
@@ -201,8 +214,9 @@ char const* zts_xc_keytext(int info) {
 int zts_xc_write(void* state, char const* input, int inputBytes, char* line, int* lineReady) {
   Run& run = runOf(state);
   *lineReady = 0;
+  if (input != nullptr && inputBytes <= 0) return 0;
   if (run.phase >= kComplete) return inputBytes;
-  if (input == nullptr || inputBytes <= 0) {
+  if (input == nullptr) {
     writeLine(run, kLast, line);
     *lineReady = 1;
     return 0;
@@ -234,4 +248,6 @@ int zts_xc_complete(void const* state) {
 
 void zts_xc_end(void* state) {
   sodium_memzero(state, sizeof(Run));
+  // The cipher leaves the end of a line on the stack.
+  sodium_stackzero(kCipherStackBytes);
 }

@@ -154,6 +154,8 @@ TEST_F(ZtauthTest, RefusesFilesThatAreNotInOrder) {
       {head + kim.substr(0, kim.size() - 2) + "\n", "', line 2: the key isn't one"},
       {head + kim.substr(0, kim.size() - 1) + ":SALES=AAAA\n",
        "', line 2: a credential is damaged"},
+      {head + kim.substr(0, kim.size() - 1) + ":\n", "', line 2: a credential is damaged"},
+      {head + kim.substr(0, kim.size() - 3) + "\u00e9\n", "', line 2: the key isn't one"},
   };
   for (auto const& [text, reason] : rows) {
     write(text);

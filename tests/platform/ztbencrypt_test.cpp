@@ -57,6 +57,10 @@ TEST_F(ZtbEncrypt, GivesBackTextsOfEveryLength) {
     EXPECT_STRNE(form.c_str(), encrypt(text).asCstr()) << "each form is new";
   }
   EXPECT_EQ("", decrypt(ztbEncryptString(ZtbString()).asCstr()));
+  for (std::string const illFormed :
+       {"\xff", "a\xff z", "twelve bytes\xc3 and more", "cut\xe6\xbc"}) {
+    EXPECT_EQ(illFormed, decrypt(encrypt(illFormed).asCstr()));
+  }
 }
 
 TEST_F(ZtbEncrypt, GivesNothingBehindDamage) {
@@ -64,7 +68,8 @@ TEST_F(ZtbEncrypt, GivesNothingBehindDamage) {
   std::string const form = encrypt(text).asCstr();
   for (std::size_t i = 0; i < form.size(); ++i) {
     std::string damaged = form;
-    damaged[i] = damaged[i] == 'A' ? 'B' : 'A';
+    // A byte beyond ASCII is no "/", nor anything else.
+    damaged[i] = form[i] == '/' ? '\xc3' : form[i] == 'A' ? 'B' : 'A';
     std::size_t const bytes = i < 72 ? 0 : 13 + (i / 72 - 1) * 37;
     std::string const given = decrypt(damaged);
     EXPECT_EQ(text.substr(0, given.size()), given) << i;
@@ -108,6 +113,8 @@ TEST_F(ZtbEncrypt, ProtectsNothingWithoutAKeyThatIsThere) {
       {keyFile(folder, "short", std::string(kKey).substr(1), 0600), zts_xc_key_form},
       {keyFile(folder, "long", std::string(kKey) + "0", 0600), zts_xc_key_form},
       {keyFile(folder, "words", std::string(64, 'g'), 0600), zts_xc_key_form},
+      {keyFile(folder, "more", kKey + std::string(16, '\n') + "words", 0600), zts_xc_key_form},
+      {keyFile(folder, "nul", kKey + std::string(1, '\0'), 0600), zts_xc_key_form},
       {keyFile(folder, "empty", "", 0600), zts_xc_key_form},
   };
   for (auto const& [path, reason] : rows) {

@@ -114,6 +114,14 @@ TEST_F(ZtbSubjectTest, TellsWhyNobodyIsLoggedIn) {
   EXPECT_EQ("none", published());
 }
 
+TEST(ZtbSubjectOutside, RefusesWhileTheLibraryIsDown) {
+  ZtbString const user("kim", true);
+  ZtbString error;
+  EXPECT_FALSE(ztbSubjectAuthenticate(user, user, nullptr, &error));
+  EXPECT_EQ(nullptr, ztbSubjectAccess());
+  ztbSubjectRelease();
+}
+
 TEST_F(ZtbSubjectTest, TellsWhoItIsAndWhatItMayUse) {
   ZtbString const sales("SALES", true);
   ZtbString user("old", true);
