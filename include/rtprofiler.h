@@ -25,7 +25,7 @@
 // Sections are paired by their nesting alone: `exit` closes the innermost open one, and names it.
 //
 // A profiler and its copies belong to one thread at a time; give each thread its own. Out of memory
-// is std::bad_alloc.
+// is std::bad_alloc: a section isn't opened then, or is closed but not booked.
 
 #ifndef RTPROFILER_H
 #define RTPROFILER_H
@@ -55,7 +55,7 @@ class ZTB_API RTProfiler {
   void reset(char const* label);
 
   // Writes the totals to the log, at level trace; nothing at all if the logger is set above it.
-  // They stay, and go on growing. Milliseconds are whole, and cut to 32 bits.
+  // They stay, and go on growing. Milliseconds are whole; they and the count are cut to 32 bits.
   void dump(char const* label);
 
  private:

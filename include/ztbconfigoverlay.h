@@ -34,7 +34,8 @@ class ZTB_API ZtbConfigOverlay {
 
   // Adds the file at `path` to the base, as ZtbConfigFile::read does, and makes the rows anew from
   // the base alone: read the overlay behind it. Several calls merge several files. False if the
-  // file can't be read, with the reason in getErrorMessage and the rows as they were.
+  // file can't be read, with the reason in getErrorMessage and the rows as they were; what was read
+  // up to a failure in its middle counts as read, so that the next call may bring it up.
   bool readBase(ZtbString const& path);
 
   // Adds the file at `path` to the overlay, and its keys to the rows. A key that had a row counts
@@ -64,12 +65,13 @@ class ZTB_API ZtbConfigOverlay {
   // An empty or null value takes the override away: the base's value shows again, and a key that
   // only the overlay has loses its row. What stood in the overlay's file becomes a comment there,
   // "#-DELETED key=value". A row of both files goes on counting as one of the overlay: a value set
-  // later stands at the file's end, without the base's comment. Out of memory: nothing changes.
+  // later stands at the file's end, without the base's comment. Out of memory: the value, or the
+  // comment that comes with it, stays as it was.
   void setOverlayEntry(ZtbString const& key, ZtbString const& value);
 
   // Sets the comment in the overlay. A key that only the base has becomes one of the overlay too,
-  // with the base's value. Nothing happens for a key without a row, or without a value in the
-  // overlay.
+  // with the base's value. Nothing happens for a key without a row, for one of both files whose
+  // override was taken away, and without memory for the comment.
   void setEntryComment(ZtbString const& key, ZtbString const& comment);
 
   // Why the last failure was; null if there was none. Success doesn't clear it.

@@ -3,6 +3,7 @@
 #include "rtprofiler.h"
 
 #include <climits>
+#include <cstdint>
 #include <cstring>
 #include <functional>
 #include <map>
@@ -29,7 +30,7 @@ struct ProfileFrame {
 
 struct ProfileEntry {
   ProfileTime total;
-  int count;
+  std::uint32_t count;
 };
 
 char const* textOf(char const* text) {
@@ -136,6 +137,6 @@ void RTProfiler::dump(char const* label) {
   operations->logFormat(logger, kTrace, kSource, __LINE__, "Profiler dump %s", textOf(label));
   for (auto const& [name, entry] : mStore->entries) {
     operations->logFormat(logger, kTrace, kSource, __LINE__, "%s,%d,%d", name.c_str(),
-                          millisecondsOf(entry.total), entry.count);
+                          millisecondsOf(entry.total), static_cast<int>(entry.count));
   }
 }

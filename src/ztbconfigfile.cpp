@@ -883,3 +883,11 @@ int ZtbConfigFileLines::ofEntry(ZtbConfigFile const& file, ZtbString const& key)
   __int64 const number = firstNumber + entry->line + (entry->underComment ? 1 : 0);
   return static_cast<int>(std::min<__int64>(number, INT_MAX));
 }
+
+bool ZtbConfigFileLines::holds(ZtbConfigFile const& file, ZtbString const& key) {
+  return file.mBody != nullptr && file.mBody->find(textOf(key)) != nullptr;
+}
+
+bool ZtbConfigFileLines::isThere(ZtbConfigFile const& file) {
+  return file.mBody != nullptr;
+}

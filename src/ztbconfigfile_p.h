@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Where in its file an entry stands, for the library's own account of where an option came from.
+// What the library itself asks a configuration file: where in it an entry stands, to account for
+// where an option came from; and whether memory reached, which edits and copies don't tell.
 
 #ifndef ZTBCONFIGFILE_P_H
 #define ZTBCONFIGFILE_P_H
@@ -13,6 +14,10 @@ struct ZtbConfigFileLines {
   // The number of the entry's own key=value line in that count; -1 for an entry that was only set,
   // and for an absent key.
   static int ofEntry(ZtbConfigFile const& file, ZtbString const& key);
+  // Whether there is an entry; takes no memory.
+  static bool holds(ZtbConfigFile const& file, ZtbString const& key);
+  // False for a file, such as a copy, that there was no memory for: it is empty and stays so.
+  static bool isThere(ZtbConfigFile const& file);
 };
 
 #endif

@@ -4,9 +4,11 @@
 
 #include <iterator>
 #include <map>
+#include <memory>
 #include <new>
 
 #include "ztbconfigfile.h"
+#include "ztbconfigfile_p.h"
 #include "ztbmessage.h"
 
 namespace {
@@ -21,6 +23,13 @@ bool hasText(ZtbString const& text) {
   return text.length() > 0;
 }
 
+// A row outlives its caller's key, which may be static.
+ZtbString ownKey(ZtbString const& key) {
+  ZtbString const own(key.isNull() ? nullptr : key.asCstr(), false);
+  if (own.isNull() && !key.isNull()) throw std::bad_alloc();
+  return own;
+}
+
 }  // namespace
 
 struct ZtbConfigOverlay::Body {
@@ -30,6 +39,9 @@ struct ZtbConfigOverlay::Body {
   ZtbConfigFile overlayFile;
   Index entryIndex;
   ZtbString errorMessage;
+
+  // A deep copy; null if memory runs out.
+  static Body* copyOf(Body const& other);
 
   OverlayFlags* find(ZtbString const& key) {
     auto const row = entryIndex.find(key);
@@ -41,20 +53,54 @@ struct ZtbConfigOverlay::Body {
     return false;
   }
 
-  bool failWithoutMemory() {
-    return fail(ztb_get_message("ztbconfigoverlay", __LINE__, "Base Services", 29, "(rows)"));
-  }
-
+  bool read(ZtbConfigFile& file, ZtbString const& path, OverlayFlags ofNewRow);
   void override(ZtbString const& key, ZtbString const& value);
   void removeOverride(ZtbString const& key);
 };
 
+ZtbConfigOverlay::Body* ZtbConfigOverlay::Body::copyOf(Body const& other) {
+  try {
+    auto copy = std::make_unique<Body>(other);
+    bool const isWhole = ZtbConfigFileLines::isThere(copy->baseFile) &&
+                         ZtbConfigFileLines::isThere(copy->overlayFile);
+    return isWhole ? copy.release() : nullptr;
+  } catch (std::bad_alloc const&) {
+    return nullptr;
+  }
+}
+
+// Adds the keys of the file to the rows, which for the base are made anew. Rows stay as they were
+// if there is no memory for all of them.
+bool ZtbConfigOverlay::Body::read(ZtbConfigFile& file, ZtbString const& path,
+                                  OverlayFlags ofNewRow) {
+  if (!file.read(path)) return fail(file.getErrorMessage());
+  try {
+    Index rows;
+    if (ofNewRow.inOverlay) rows = entryIndex;
+    ZtbString key;
+    for (bool more = file.getNextEntry(true, &key, nullptr); more;
+         more = file.getNextEntry(false, &key, nullptr)) {
+      auto const [row, isNew] = rows.try_emplace(key, ofNewRow);
+      if (!isNew) row->second = {true, true};
+    }
+    entryIndex.swap(rows);
+    return true;
+  } catch (std::bad_alloc const&) {
+    return fail(ztb_get_message("ztbconfigoverlay", __LINE__, "Base Services", 29, "(rows)"));
+  }
+}
+
 // Gives a key a value in the overlay.
 void ZtbConfigOverlay::Body::override(ZtbString const& key, ZtbString const& value) {
-  OverlayFlags& row = entryIndex.try_emplace(key, OverlayFlags{false, true}).first->second;
-  bool const isNewToBase = !row.inOverlay;
-  row.inOverlay = true;
+  auto const row = entryIndex.try_emplace(ownKey(key), OverlayFlags{false, false}).first;
+  OverlayFlags& flags = row->second;
   overlayFile.setEntry(key, value);
+  if (!ZtbConfigFileLines::holds(overlayFile, key)) {
+    if (!flags.inBase && !flags.inOverlay) entryIndex.erase(row);
+    return;
+  }
+  bool const isNewToBase = flags.inBase && !flags.inOverlay;
+  flags.inOverlay = true;
   if (!isNewToBase) return;
   ZtbString const comment = baseFile.getEntryComment(key);
   if (hasText(comment)) overlayFile.setEntryComment(key, comment);
@@ -63,32 +109,25 @@ void ZtbConfigOverlay::Body::override(ZtbString const& key, ZtbString const& val
 void ZtbConfigOverlay::Body::removeOverride(ZtbString const& key) {
   auto const row = entryIndex.find(key);
   if (row == entryIndex.end() || !row->second.inOverlay) return;
-  // `key` may be the row's own.
-  ZtbString const removed = key;
-  if (!row->second.inBase) entryIndex.erase(row);
-  overlayFile.deleteEntry(removed);
+  overlayFile.deleteEntry(key);
+  bool const isGone = !ZtbConfigFileLines::holds(overlayFile, key);
+  if (isGone && !row->second.inBase) entryIndex.erase(row);
 }
 
 ZtbConfigOverlay::ZtbConfigOverlay() : mBody(new (std::nothrow) Body) {}
 
 ZtbConfigOverlay::ZtbConfigOverlay(ZtbConfigOverlay const& other) : mBody(nullptr) {
   if (other.mBody == nullptr) return;
-  try {
-    mBody = new Body(*other.mBody);
-  } catch (std::bad_alloc const&) {
-    mBody = new (std::nothrow) Body;
-  }
+  mBody = Body::copyOf(*other.mBody);
+  if (mBody == nullptr) mBody = new (std::nothrow) Body;
 }
 
 ZtbConfigOverlay& ZtbConfigOverlay::operator=(ZtbConfigOverlay const& other) {
   if (this == &other || other.mBody == nullptr) return *this;
-  try {
-    Body* const copy = new Body(*other.mBody);
-    delete mBody;
-    mBody = copy;
-  } catch (std::bad_alloc const&) {
-    // The target stays as it was.
-  }
+  Body* const copy = Body::copyOf(*other.mBody);
+  if (copy == nullptr) return *this;
+  delete mBody;
+  mBody = copy;
   return *this;
 }
 
@@ -97,37 +136,11 @@ ZtbConfigOverlay::~ZtbConfigOverlay() {
 }
 
 bool ZtbConfigOverlay::readBase(ZtbString const& path) {
-  if (mBody == nullptr) return false;
-  ZtbConfigFile& file = mBody->baseFile;
-  if (!file.read(path)) return mBody->fail(file.getErrorMessage());
-  mBody->entryIndex.clear();
-  try {
-    ZtbString key;
-    for (bool more = file.getNextEntry(true, &key, nullptr); more;
-         more = file.getNextEntry(false, &key, nullptr)) {
-      mBody->entryIndex.emplace(key, OverlayFlags{true, false});
-    }
-  } catch (std::bad_alloc const&) {
-    return mBody->failWithoutMemory();
-  }
-  return true;
+  return mBody != nullptr && mBody->read(mBody->baseFile, path, {true, false});
 }
 
 bool ZtbConfigOverlay::readOverlay(ZtbString const& path) {
-  if (mBody == nullptr) return false;
-  ZtbConfigFile& file = mBody->overlayFile;
-  if (!file.read(path)) return mBody->fail(file.getErrorMessage());
-  try {
-    ZtbString key;
-    for (bool more = file.getNextEntry(true, &key, nullptr); more;
-         more = file.getNextEntry(false, &key, nullptr)) {
-      auto const [row, isNew] = mBody->entryIndex.try_emplace(key, OverlayFlags{false, true});
-      if (!isNew) row->second = {true, true};
-    }
-  } catch (std::bad_alloc const&) {
-    return mBody->failWithoutMemory();
-  }
-  return true;
+  return mBody != nullptr && mBody->read(mBody->overlayFile, path, {false, true});
 }
 
 bool ZtbConfigOverlay::writeOverlay(ZtbString const& path) {
@@ -177,9 +190,10 @@ void ZtbConfigOverlay::setOverlayEntry(ZtbString const& key, ZtbString const& va
 void ZtbConfigOverlay::setEntryComment(ZtbString const& key, ZtbString const& comment) {
   OverlayFlags* const row = mBody != nullptr ? mBody->find(key) : nullptr;
   if (row == nullptr) return;
-  if (!row->inOverlay) mBody->overlayFile.setEntry(key, mBody->baseFile.getEntry(key));
-  *row = {row->inBase, true};
-  mBody->overlayFile.setEntryComment(key, comment);
+  ZtbConfigFile& overlay = mBody->overlayFile;
+  if (!row->inOverlay) overlay.setEntry(key, mBody->baseFile.getEntry(key));
+  row->inOverlay = row->inOverlay || ZtbConfigFileLines::holds(overlay, key);
+  overlay.setEntryComment(key, comment);
 }
 
 ZtbString ZtbConfigOverlay::getErrorMessage() {

@@ -126,4 +126,32 @@ TEST_F(ZtbConfigOverlayTest, CopiesShareNothing) {
   EXPECT_EQ("a:1:- B:2:3 c:-:4 ", rowsOf(assigned));
 }
 
+TEST_F(ZtbConfigOverlayTest, RowsOutliveTheKeysThatMadeThem) {
+  char key[] = "key";
+  config->setOverlayEntry(ZtbString(key, true), text("5"));
+  key[0] = 'a';
+  EXPECT_EQ("a:1:- B:2:3 c:-:4 key:-:5 ", rowsOf(*config));
+}
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+TEST_F(ZtbConfigOverlayTest, NothingIsDoneByHalfWithoutMemory) {
+  // Larger than what the heap keeps to itself.
+  ZtbString const large = text(std::string(std::size_t{40} << 20, 'x'));
+  config->setOverlayEntry(text("c"), large);
+  ZtbConfigOverlay assigned;
+  {
+    ztbtest::Limit const limit(RLIMIT_AS, 1 << 20);
+    assigned = *config;
+    EXPECT_EQ(0, assigned.getEntryCount());
+    EXPECT_EQ(0, ZtbConfigOverlay(*config).getEntryCount());
+    config->setOverlayEntry(text("new"), large);
+    EXPECT_EQ(3, config->getEntryCount()) << "no row without a value";
+    config->setOverlayEntry(text("c"), ZtbString());
+    EXPECT_EQ(3, config->getEntryCount()) << "there is no room for its marker";
+  }
+  config->setOverlayEntry(text("a"), text("6"));
+  EXPECT_STREQ("of a", config->getEntryComment(text("a")).asCstr());
+}
+#endif
+
 }  // namespace
