@@ -381,8 +381,12 @@ std::pair<std::string, int> askedAtTerminal(std::vector<char const*> command, in
 TEST_F(ZtbTool, PasswordsAreAskedForWithoutEcho) {
   std::string const file = mFolder.path("u");
   std::vector<char const*> const add = {ZTB_TEST_BIN "/ztb", "users", "add", file.c_str(), "kim"};
-  EXPECT_EQ(std::pair(std::string("The new password of user \"kim\": \r\n"), SIGINT),
-            askedAtTerminal(add, 1, "hid\x03"));
+  // The system throws away what a terminal hasn't shown yet when ^C comes, so the line end may
+  // lack.
+  auto const [shown, status] = askedAtTerminal(add, 1, "hid\x03");
+  EXPECT_EQ(0u, shown.find("The new password of user \"kim\": "));
+  EXPECT_EQ(std::string::npos, shown.find("hid"));
+  EXPECT_EQ(SIGINT, status);
   EXPECT_FALSE(fs::exists(file));
   EXPECT_TRUE(ztbtest::contains(askedAtTerminal(add, 1, std::string(5000, 'x') + "\n").first,
                                 "longer than a terminal takes"));
