@@ -39,7 +39,7 @@ class ZTB_API SharedBuffer {
   virtual int getColumnCount() = 0;
 
   // Rows that the buffer can hold. Fewer than were asked for if memory was short at its first use:
-  // a quarter, or a quarter of that, and so on. One if there are no columns.
+  // a quarter, or a quarter of that, and so on. Without columns it has room for one row, if any.
   virtual int getRowCapacity() = 0;
 
   // While writing, the rows written so far; while reading, the rows that nextRow will still give.
