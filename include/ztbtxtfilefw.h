@@ -87,7 +87,7 @@ class ZTB_API ZtbTxtFileFW {
   // Writes `count` bytes at the position of the file; pushed-back bytes stay for the next `read`.
   // False if the file is closed or opened for reading, for a negative count or null bytes, and if
   // the system doesn't take all of them: `tell` then stays, while the file may have been written
-  // in part, so position it anew.
+  // in part, so position it anew. A count of 0 gives true for any open file.
   bool write(char const* bytes, int count);
 
   // The bytes of the file on disk, mark included; asked anew by path each time, so 0 if the file

@@ -177,6 +177,8 @@ TEST_F(ZtbTool, ExitCodesAndOutputs) {
       {"records r.dat --length 10 --fields a:10 --encoding x", 2, "unknown encoding \"x\""},
       {"records r.dat --length 10 --fields a:10 --csv --json", 2, "--json"},
       {"records r.dat --length 10 --fields a:10 --from 3", 1, "has 2 records, and --from 3"},
+      {"records r.dat --length 10 --fields a:10 --from -1", 2, "-1 not in range 0 to 1000"},
+      {"records r.dat --length 10 --fields a:10 --count 99999999999999999999", 2, "not in range"},
       {"records r.dat --length 10 --fields a:5,b:4,:1 --count 2 --encoding latin1", 0,
        "a,b\ncaf\u00E9,7\n\"\"\"a\uFFFDb\",\",c\t\"\n"},
       {"records r.dat --length 10 --fields a:5,:5 --from 1 --count 1 --json", 0,

@@ -25,6 +25,7 @@ constexpr char kHelp[] =
     "line.";
 
 constexpr int kLongestRecord = 1 << 27;
+constexpr long long kMostRecords = 1'000'000'000'000'000'000;
 constexpr std::size_t kReadBytes = std::size_t{1} << 18;
 
 struct Arguments {
@@ -195,6 +196,15 @@ void printNames(Arguments const& arguments) {
   std::fwrite(line.data(), 1, line.size(), stdout);
 }
 
+void assignFields(FieldText& converter, std::vector<RecordField> const& fields,
+                  std::string_view record, std::vector<std::string>& texts) {
+  for (std::size_t i = 0; i < fields.size(); ++i) {
+    RecordField const& field = fields[i];
+    if (field.name.empty()) continue;
+    converter.assign(texts[i], record.substr(field.offset, field.bytes));
+  }
+}
+
 void printRecords(ZtbTxtFileFW& file, Arguments const& arguments, Range const& range) {
   auto const length = static_cast<std::size_t>(arguments.length);
   auto const most = static_cast<long long>(std::max<std::size_t>(kReadBytes / length, 1));
@@ -211,12 +221,7 @@ void printRecords(ZtbTxtFileFW& file, Arguments const& arguments, Range const& r
     lines.clear();
     for (std::size_t i = 0; i < records; ++i) {
       std::string_view const record = std::string_view(bytes).substr(i * length, length);
-      for (std::size_t f = 0; f < texts.size(); ++f) {
-        RecordField const& field = arguments.fields[f];
-        if (!field.name.empty()) {
-          converter.assign(texts[f], record.substr(field.offset, field.bytes));
-        }
-      }
+      assignFields(converter, arguments.fields, record, texts);
       append(lines, arguments.fields, texts);
     }
     std::fwrite(lines.data(), 1, lines.size(), stdout);
@@ -258,6 +263,8 @@ std::string encodingFault(std::string const& name) {
 
 Run declareRecords(CLI::App& app) {
   auto const arguments = std::make_shared<Arguments>();
+  // The help needn't show the limit, which is there for numbers that no integer holds.
+  CLI::Validator const isCount = CLI::Range(0LL, kMostRecords).description("NONNEGATIVE");
   app.add_option("file", arguments->file, "The file of records")->required();
   app.add_option("--length", arguments->length, "The bytes of a record")
       ->required()
@@ -267,9 +274,9 @@ Run declareRecords(CLI::App& app) {
   app.add_option("--encoding", arguments->encoding, "Its encoding (default: detected)")
       ->check(encodingFault);
   app.add_option("--from", arguments->from, "The first record, counted from 0 (default: 0)")
-      ->check(CLI::NonNegativeNumber);
+      ->check(isCount);
   app.add_option("--count", arguments->count, "How many records at most (default: all)")
-      ->check(CLI::NonNegativeNumber);
+      ->check(isCount);
   app.add_flag("--padded", arguments->padded, "Keep the padding of the fields");
   auto* const json = app.add_flag("--json", arguments->json, "Print a JSON object a line");
   app.add_flag("--csv", arguments->csv, "Print CSV (so by default)")->excludes(json);
