@@ -51,8 +51,9 @@ class ZTB_API ZtbConfigOverlay {
 
   // The row at place `index`, from 0, in the order of the keys without regard to case. A value that
   // the key doesn't have is left as the caller had it: make both null first. False for an index out
-  // of range, with all three null. An output that isn't wanted may be a null pointer. Costs time in
-  // `index`.
+  // of range, with all three null. An output that isn't wanted may be a null pointer. A walk
+  // from place to place costs one look-up a file and row; a step back, or behind a change, starts
+  // from the first row.
   bool getEntry(int index, ZtbString* key, ZtbString* baseValue, ZtbString* overlayValue);
 
   // The comment of the overlay's entry, or that of the base's if there is no text in it; null for a

@@ -39,9 +39,23 @@ struct ZtbConfigOverlay::Body {
   ZtbConfigFile overlayFile;
   Index entryIndex;
   ZtbString errorMessage;
+  // Where the last look at a row by its place was, so that a walk over all rows takes each step
+  // once; forgotten when the rows change.
+  Index::const_iterator lastRow;
+  int lastPlace = -1;
 
   // A deep copy; null if memory runs out.
   static Body* copyOf(Body const& other);
+
+  Index::const_iterator rowAt(int place) {
+    bool const goesOn = lastPlace >= 0 && place >= lastPlace;
+    lastRow =
+        goesOn ? std::next(lastRow, place - lastPlace) : std::next(entryIndex.cbegin(), place);
+    lastPlace = place;
+    return lastRow;
+  }
+
+  void forgetPlace() { lastPlace = -1; }
 
   OverlayFlags* find(ZtbString const& key) {
     auto const row = entryIndex.find(key);
@@ -61,6 +75,7 @@ struct ZtbConfigOverlay::Body {
 ZtbConfigOverlay::Body* ZtbConfigOverlay::Body::copyOf(Body const& other) {
   try {
     auto copy = std::make_unique<Body>(other);
+    copy->forgetPlace();
     bool const isWhole = ZtbConfigFileLines::isThere(copy->baseFile) &&
                          ZtbConfigFileLines::isThere(copy->overlayFile);
     return isWhole ? copy.release() : nullptr;
@@ -84,6 +99,7 @@ bool ZtbConfigOverlay::Body::read(ZtbConfigFile& file, ZtbString const& path,
       if (!isNew) row->second = {true, true};
     }
     entryIndex.swap(rows);
+    forgetPlace();
     return true;
   } catch (std::bad_alloc const&) {
     return fail(ztb_get_message("ztbconfigoverlay", __LINE__, "Base Services", 29, "(rows)"));
@@ -92,6 +108,7 @@ bool ZtbConfigOverlay::Body::read(ZtbConfigFile& file, ZtbString const& path,
 
 // Gives a key a value in the overlay.
 void ZtbConfigOverlay::Body::override(ZtbString const& key, ZtbString const& value) {
+  forgetPlace();
   auto const row = entryIndex.try_emplace(ownKey(key), OverlayFlags{false, false}).first;
   OverlayFlags& flags = row->second;
   overlayFile.setEntry(key, value);
@@ -109,6 +126,7 @@ void ZtbConfigOverlay::Body::override(ZtbString const& key, ZtbString const& val
 void ZtbConfigOverlay::Body::removeOverride(ZtbString const& key) {
   auto const row = entryIndex.find(key);
   if (row == entryIndex.end() || !row->second.inOverlay) return;
+  forgetPlace();
   overlayFile.deleteEntry(key);
   bool const isGone = !ZtbConfigFileLines::holds(overlayFile, key);
   if (isGone && !row->second.inBase) entryIndex.erase(row);
@@ -161,7 +179,7 @@ bool ZtbConfigOverlay::getEntry(int index, ZtbString* key, ZtbString* baseValue,
     }
     return false;
   }
-  auto const& [rowKey, row] = *std::next(mBody->entryIndex.begin(), index);
+  auto const& [rowKey, row] = *mBody->rowAt(index);
   if (key != nullptr) *key = rowKey;
   if (row.inBase && baseValue != nullptr) *baseValue = mBody->baseFile.getEntry(rowKey);
   if (row.inOverlay && overlayValue != nullptr) *overlayValue = mBody->overlayFile.getEntry(rowKey);
