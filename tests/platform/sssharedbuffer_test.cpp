@@ -34,6 +34,14 @@ bool fails(std::size_t bytes) {
   return bytes > gMostBytes || (gAllocationsBeforeFailure >= 0 && gAllocationsBeforeFailure-- == 0);
 }
 
+// What a throwing form gives; null where it throws, or where it is made to fail.
+template <class Allocate>
+void* orNull(std::size_t bytes, Allocate const& allocate) noexcept try {
+  return fails(bytes) ? nullptr : allocate();
+} catch (std::bad_alloc const&) {
+  return nullptr;
+}
+
 std::atomic<bool> gIsStressed{false};
 std::atomic<int> gSleeps{0};
 
@@ -67,13 +75,13 @@ SharedBufferManager* delayedSharedBufferManager(int inputCount, int inputRows, i
                                                 int outputCount, int outputRows, int outputColumns);
 
 void* operator new(std::size_t bytes, std::nothrow_t const&) noexcept {
-  return fails(bytes) ? nullptr : ::operator new(bytes);
+  return orNull(bytes, [bytes] { return ::operator new(bytes); });
 }
 void* operator new[](std::size_t bytes, std::nothrow_t const&) noexcept {
-  return fails(bytes) ? nullptr : ::operator new[](bytes);
+  return orNull(bytes, [bytes] { return ::operator new[](bytes); });
 }
 void* operator new(std::size_t bytes, std::align_val_t align, std::nothrow_t const&) noexcept {
-  return fails(bytes) ? nullptr : ::operator new(bytes, align);
+  return orNull(bytes, [bytes, align] { return ::operator new(bytes, align); });
 }
 
 // Counts the sleeps of waits. Under stress, a wait by futex starts late, ends late, and runs out of
