@@ -127,7 +127,9 @@ struct ZtbTxtFileFW::State {
   // Goes behind the mark. 0 or a code: a mark that can't be read would be written over.
   int skipMark() {
     char start[3];
-    int const count = np_fio_getb(handle, start, sizeof start);
+    int count = np_fio_getb(handle, start, sizeof start);
+    // There is no mark in an empty file, also where it may be written and not read.
+    if (count < 0 && np_fio_seek64(handle, 0, np_fio_from_end) == 0) count = 0;
     if (count < 0) return -count;
     bomLength = markBytes(start, count);
     __int64 const result = np_fio_seek64(handle, bomLength, np_fio_from_start);
