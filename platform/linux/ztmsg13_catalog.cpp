@@ -6,7 +6,6 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -49,21 +48,16 @@ bool isUtf8(char const* text) {
 }
 
 // Reads what the descriptor has, which must be a regular file of a sensible size.
-int readAll(int descriptor, std::string& bytes) {
+int readAll(NpDescriptor const& file, std::string& bytes) {
   struct stat status;
-  if (fstat(descriptor, &status) != 0) return errno;
+  if (fstat(file.get(), &status) != 0) return errno;
   if (S_ISDIR(status.st_mode)) return EISDIR;
   if (!S_ISREG(status.st_mode)) return EINVAL;
   if (status.st_size > kMaxFileBytes) return EFBIG;
   bytes.resize(static_cast<std::size_t>(status.st_size));
-  std::size_t done = 0;
-  while (done < bytes.size()) {
-    ssize_t const got = read(descriptor, bytes.data() + done, bytes.size() - done);
-    if (got < 0 && errno != EINTR) return errno;
-    if (got == 0) break;
-    if (got > 0) done += static_cast<std::size_t>(got);
-  }
-  bytes.resize(done);
+  ssize_t const got = npReadFull(file, bytes.data(), bytes.size());
+  if (got < 0) return errno;
+  bytes.resize(static_cast<std::size_t>(got));
   return 0;
 }
 
@@ -121,7 +115,7 @@ CatalogFile readCatalog(std::string const& path, Catalog& catalog, std::string& 
     error = errno;
     if (error == ENOENT || error == ENOTDIR) return CatalogFile::kAbsent;
   } else {
-    error = readAll(file.get(), bytes);
+    error = readAll(file, bytes);
   }
   if (error != 0) {
     reason = "The message catalog \"" + path +

@@ -45,6 +45,18 @@ int npOpenDescriptor(char const* path, int openBits, NpDescriptor& result) {
   return 0;
 }
 
+ssize_t npReadFull(NpDescriptor const& file, char* buffer, std::size_t size) {
+  std::size_t filled = 0;
+  while (filled < size) {
+    ssize_t const got = ::read(file.get(), buffer + filled, size - filled);
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) return -1;
+    if (got == 0) break;
+    filled += static_cast<std::size_t>(got);
+  }
+  return static_cast<ssize_t>(filled);
+}
+
 char const* np_fio_errdesc(int code) {
   for (ErrorText const& row : kErrorTexts) {
     if (row.code == code) return row.text;

@@ -7,6 +7,9 @@
 #ifndef ZTSFIO12_HANDLE_H
 #define ZTSFIO12_HANDLE_H
 
+#include <sys/types.h>
+
+#include <cstddef>
 #include <utility>
 
 #include "ztsfio12.h"
@@ -46,5 +49,9 @@ constexpr int npFioCode(int systemError) {
 // A new file gets mode 0666 less the process's mask. 0 and the descriptor in `result`, or a code
 // and `result` left alone. A null path is refused as an invalid argument.
 [[nodiscard]] int npOpenDescriptor(char const* path, int openBits, NpDescriptor& result);
+
+// Reads until the buffer is full or the file ends, over interruptions. The bytes read, or -1 with
+// errno.
+[[nodiscard]] ssize_t npReadFull(NpDescriptor const& file, char* buffer, std::size_t size);
 
 #endif

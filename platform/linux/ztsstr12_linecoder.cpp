@@ -9,7 +9,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <span>
 #include <string_view>
@@ -63,19 +62,6 @@ Run& runOf(void* state) {
 
 // ---- The key ------------------------------------------------------------------------------------
 
-// Reads at most a buffer of a file; the bytes read, or -1.
-ssize_t readStart(NpDescriptor const& file, std::span<char> buffer) {
-  std::size_t filled = 0;
-  while (filled < buffer.size()) {
-    ssize_t const got = ::read(file.get(), buffer.data() + filled, buffer.size() - filled);
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0) return -1;
-    if (got == 0) break;
-    filled += static_cast<std::size_t>(got);
-  }
-  return static_cast<ssize_t>(filled);
-}
-
 bool isPrivate(struct stat const& status) {
   return (status.st_mode & 077) == 0 && (status.st_uid == ::geteuid() || status.st_uid == 0);
 }
@@ -96,7 +82,7 @@ ZtsCoderKey readKey(char const* path, unsigned char* key) {
   if (!isPrivate(status)) return zts_xc_key_exposed;
   // A buffer that is filled is more than a key and its white space.
   char text[2 * kKeyBytes + kMostKeyBlanks + 1];
-  ssize_t const got = readStart(file, text);
+  ssize_t const got = npReadFull(file, text, sizeof text);
   if (got < 0) return zts_xc_key_unreadable;
   auto const bytes = static_cast<std::size_t>(got);
   bool const good = bytes < sizeof text && parseKey({text, bytes}, key);
