@@ -32,13 +32,17 @@
 
 #include "ztbdefs.h"
 
+// The open sections of a thread, and the totals of its names.
 class ZTB_API RTProfiler {
  public:
+  // Without sections and totals. Profilers work at any time, also while the library is down.
   RTProfiler();
 
-  // A copy shares open sections and totals with the original. They go with the last of them.
+  // A copy shares open sections and totals with the original.
   RTProfiler(RTProfiler const& other);
   RTProfiler& operator=(RTProfiler const& other);
+
+  // Sections and totals go with the last object that shares them; nothing is written.
   ~RTProfiler();
 
   // Opens a section. The clock is read first, and the time of what follows is the section's.

@@ -43,6 +43,7 @@ class ZTB_API ZtbConfigFile {
   ZtbConfigFile(ZtbConfigFile const& other);
   ZtbConfigFile& operator=(ZtbConfigFile const& other);
 
+  // Writes nothing: changes that `write` hasn't saved are lost.
   ~ZtbConfigFile();
 
   // Adds the lines and entries of the file at `path` to what is already there. The encoding is

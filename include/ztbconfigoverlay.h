@@ -20,6 +20,7 @@
 #include "ztbdefs.h"
 #include "ztbstring.h"
 
+// The model of both files, as rows: a key with its value in the base and its value in the overlay.
 class ZTB_API ZtbConfigOverlay {
  public:
   // Without rows, and with a null error text.
@@ -30,6 +31,7 @@ class ZTB_API ZtbConfigOverlay {
   ZtbConfigOverlay(ZtbConfigOverlay const& other);
   ZtbConfigOverlay& operator=(ZtbConfigOverlay const& other);
 
+  // Writes nothing: changes that writeOverlay hasn't saved are lost.
   ~ZtbConfigOverlay();
 
   // Adds the file at `path` to the base, as ZtbConfigFile::read does, and makes the rows anew from

@@ -66,6 +66,15 @@ ZTB_API ztbType ztbTypeFromString(char const* name, int* dateOrder);
 
 struct DatavarBody;
 
+// One value of any type, or none. Each `assign` gives the variant a new value and type, and the
+// variant itself back. If there is no memory for a value of its own, a variant whose value is
+// shared keeps it; one whose new value finds no room becomes null. Text and raw bytes may lie in
+// this variant's own value.
+//
+//   ZtbDatavar cell;
+//   bool failed = false;
+//   if (!cell.assign("12.50").setType(ztbTypeReal)) return refuse(cell);
+//   __int64 const whole = cell.asInt64(&failed);  // 12
 class ZTB_API ZtbDatavar {
  public:
   // A null variant.
@@ -73,12 +82,10 @@ class ZTB_API ZtbDatavar {
 
   // Shares the other's value: no allocation, one atomic increment.
   ZtbDatavar(ZtbDatavar const& other);
+  // Lets go of the value, which goes with the last variant that shares it.
   virtual ~ZtbDatavar();
+  // Lets go of the value, and shares the other's.
   ZtbDatavar& operator=(ZtbDatavar const& other);
-
-  // The assigns give the variant a new value and type, and the variant itself back. If there is no
-  // memory for a value of its own, a variant whose value is shared keeps it; one whose new value
-  // finds no room becomes null. Text and raw bytes may lie in this variant's own value.
 
   // Boolean and Integer. A `long` or an unsigned number fits several overloads: cast it to __int64.
   ZtbDatavar& assign(bool value);
@@ -219,6 +226,7 @@ class ZTB_API ZtbDatavar {
 // Orders variants as compare does, for ordered containers of values of one type.
 class ZTB_API ZtbDatavarLess {
  public:
+  // Whether a.compare(b) is negative.
   bool operator()(ZtbDatavar const& a, ZtbDatavar const& b) const;
 };
 

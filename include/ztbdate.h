@@ -14,6 +14,13 @@
 #include "ztbdefs.h"
 #include "ztbstring.h"
 
+// A moment, or null. A failed `assign` leaves the date null, also if it held a moment; asDouble
+// stays as it was.
+//
+//   ZtbDate due("2026-01-31");
+//   if (due.isNull()) return refuse();
+//   due.assign(due.asDouble() + 30 * 86400.0);
+//   due.asString(true);                         // "2026-03-02 00:00:00"
 class ZTB_API ZtbDate {
  public:
   // A null date whose asDouble is 0.
@@ -26,10 +33,9 @@ class ZTB_API ZtbDate {
   ZtbDate(char const* text);
   ZtbDate(double value);
 
+  // The same moment, or null.
   ZtbDate(ZtbDate const& other) = default;
   ZtbDate& operator=(ZtbDate const& other) = default;
-
-  // A failed assign leaves the date null, also if it held a moment; asDouble stays as it was.
 
   // From elements: year 1 to 9999 in full, month 1 to 12, day 1 to 31, hour 0 to 23, minute and
   // second 0 to 59. Null if one is out of range or the month has no such day.
@@ -69,6 +75,7 @@ class ZTB_API ZtbDate {
   // same number for the same moment. A null date gives what the object held last, or 0.
   double asDouble() const;
 
+  // True for a date without a moment.
   bool isNull() const;
 
   // Makes the date null; asDouble stays as it was.
@@ -91,9 +98,11 @@ class ZTB_API ZtbDate {
 // Orders dates as compare does, for ordered containers.
 class ZTB_API ZtbDateLess {
  public:
+  // Whether `a` is before `b`; a null date is before every other.
   bool operator()(ZtbDate const& a, ZtbDate const& b) const;
 };
 
+// The order of ZtbDateLess.
 ZTB_API bool operator<(ZtbDate const& a, ZtbDate const& b);
 
 #endif

@@ -104,6 +104,7 @@ class ZTB_API ZtbEmail {
   void addMessage(ZtbString text);
   void addAttachment(ZtbString path);
 
+  // Empty one of the two lists; a failure to add to it is forgotten.
   void clearMessages();
   void clearAttachments();
 
@@ -147,24 +148,26 @@ class ZTB_API ZtbEmail {
   ZtbString getErrorMessage();
 
  protected:
-  // The steps of the composition, for classes that write a mail of their own making. Each writes to
-  // the mail's file where the one before stopped, and gives false with the message told above.
-
-  // The whole text; then closes the mail's file and empties that of the output.
+  // Writes the whole text; then closes the mail's file and empties that of the output. This and the
+  // next operations are the steps of the composition, for classes that write a mail of their own
+  // making. Each writes to the mail's file where the one before stopped, and gives false with the
+  // message told at sendMail.
   bool writeEmailTextFile();
-  // A header line each. writeFrom gives true without one if `from` is null.
+  // Write a header line. writeFrom gives true without one if `from` is null.
   bool writeTo();
   bool writeFrom();
   bool writeSubject();
-  // All from Content-Type to the closing boundary; nothing if both lists are empty.
+  // Writes all from Content-Type to the closing boundary; nothing if both lists are empty.
   bool writeBody();
-  // The three lines behind the header values, and the empty line.
+  // Writes the three lines behind the header values, and the empty line.
   bool writeMultipartHeader();
+  // Writes the line of the boundary, with two hyphens more at its end if it is the closing one.
   bool writeBoundary(bool closing);
-  // One part with the boundary in front, by its index in the list from 0. Another index is refused.
+  // Write one part with the boundary in front, by its index in the list from 0. Another index is
+  // refused.
   bool writeMessage(int index);
   bool writeAttachment(int index);
-  // One header line, encoded if need be. Neither text may hold a line end.
+  // Writes one header line, encoded if need be. Neither text may hold a line end.
   bool writeValue(ZtbString name, ZtbString value);
 
   // Gives the bytes of `text`, and in `*nonAscii` 1 if one of its characters isn't ASCII, which

@@ -18,6 +18,7 @@
 
 #include "ztbdefs.h"
 
+// The one pool of the process. There are no objects of the class: all its operations are static.
 class ZTB_API ZtbMemPool {
  public:
   // Takes a block of at least `size` bytes, aligned to 8 bytes, its content unspecified; 0 bytes

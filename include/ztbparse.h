@@ -27,6 +27,7 @@
 #include "ztbdefs.h"
 #include "ztbstring.h"
 
+// The attributes of one text, by their index.
 class ZTB_API ZtbParse {
  public:
   // Without attributes, and with a null error message.
@@ -34,14 +35,16 @@ class ZTB_API ZtbParse {
 
   // Copies are deep: neither object sees what is done to the other.
   ZtbParse(ZtbParse const& other);
-  ~ZtbParse();
   ZtbParse& operator=(ZtbParse const& other);
+
+  ~ZtbParse();
 
   // Replaces the attributes by those of `text` and makes the error message null. Always true: every
   // text is one of attributes, and an empty or null one, or one of semicolons, has none. Linear in
   // the text.
   bool parse(ZtbString const& text);
 
+  // The attributes of the last text; 0 before the first.
   int getAttributeCount() const;
 
   // Gives the attribute at `index`, from 0 on, in the order of the text:

@@ -46,6 +46,8 @@ struct ZT_SQL_NUMERIC_STRUCT {
   unsigned char val[16];    // the magnitude as an integer, the least significant byte first
 };
 
+// A decimal number, an infinity, or null. Each `assign` clears the truncated flag and gives this
+// object back.
 class ZTB_API ZtbReal {
  public:
   // Null.
@@ -58,12 +60,11 @@ class ZTB_API ZtbReal {
   // Copies carry the truncated flag along.
   ZtbReal(ZtbReal const& other) = default;
   ZtbReal& operator=(ZtbReal const& other) = default;
+  // Does nothing: there is nothing to free.
   virtual ~ZtbReal() = default;
 
   // As assign(double).
   ZtbReal& operator=(double value);
-
-  // Each assign clears the truncated flag and gives this object back.
 
   // Every integer is exact.
   ZtbReal& assign(__int64 value);
@@ -168,23 +169,24 @@ class ZTB_API ZtbReal {
   // null and for a negative number. The root of -0 is -0, that of infinity infinite.
   ZtbReal sqrt(bool* error) const;
 
-  // The following give null for null, and have a clear truncated flag.
-
-  // Zero less the number; its magnitude. Never the zero with a sign.
+  // Zero less the number; its magnitude. Never the zero with a sign. Null for null. This result and
+  // those of floor, ceiling and round have a clear truncated flag.
   ZtbReal negative() const;
   ZtbReal absolute() const;
 
   // The integer next to the number on the side of zero: floor(-1.5) is -1, and floor(1.5) is 1.
+  // Null for null.
   ZtbReal floor() const;
 
-  // The least integer not below the number: ceiling(1.5) is 2, and ceiling(-1.5) is -1.
+  // The least integer not below the number: ceiling(1.5) is 2, and ceiling(-1.5) is -1. Null
+  // for null.
   ZtbReal ceiling() const;
 
   // Rounded to `places` digits behind the point, ties away from zero; a negative count rounds to
-  // tens, hundreds and so on. But 0 places give the value unchanged, not an integer. Null where the
-  // result would need more than 52 digits, as round(52) of 12 would, and for infinities unless
-  // `places` is 0. The unit is 1E+98253 at most: -98254 to -98304 places round to it as well, and
-  // fewer give null.
+  // tens, hundreds and so on. But 0 places give the value unchanged, not an integer. Null for
+  // null, where the result would need more than 52 digits, as round(52) of 12 would, and for
+  // infinities unless `places` is 0. The unit is 1E+98253 at most: -98254 to -98304 places round to
+  // it as well, and fewer give null.
   //   ZtbReal(2.25).round(1)     // 2.3
   //   ZtbReal(-250.0).round(-2)  // -300
   //   ZtbReal(1.5).round(0)      // 1.5

@@ -26,6 +26,8 @@
 //   if (table.decRef("journal")) close(journal);  // the last one
 class ZTB_API ZtbSingleton {
  public:
+  // Access to the table. Objects hold nothing of their own: whichever one is used, and however they
+  // are copied, the table is the same.
   ZtbSingleton();
   ZtbSingleton& operator=(ZtbSingleton const& other);
   ZtbSingleton(ZtbSingleton const& other) = default;
@@ -93,6 +95,9 @@ class ZTB_API ZtbAutoSingleton {
  public:
   // Detached.
   ZtbAutoSingleton();
+
+  // What the original holds, but no reference of its own. Neither object may be used any more once
+  // the original has given up the last reference.
   ZtbAutoSingleton(ZtbAutoSingleton const& other);
   ZtbAutoSingleton& operator=(ZtbAutoSingleton const& other);
 

@@ -35,6 +35,11 @@
 
 class ZtUtf8ToUC;
 
+// A text, or null.
+//
+//   ZtbString path("/var/tmp", true);              // holds the literal
+//   path.append("/load.log", nullptr);             // now with a body of its own
+//   path.find(ZtbString("load", true), 0);         // 9, in characters
 class ZTB_API ZtbString {
  public:
   // The null string.
@@ -49,7 +54,9 @@ class ZTB_API ZtbString {
 
   // Shares the other's text: no allocation, one atomic increment for a shared body.
   ZtbString(ZtbString const& other);
+  // Lets go of the text, which goes with the last string that shares it.
   virtual ~ZtbString();
+  // Lets go of the text, and shares the other's.
   ZtbString const& operator=(ZtbString const& other);
 
   // True for the null string only; an empty text is not null.
@@ -198,15 +205,18 @@ class ZTB_API ZtbString {
   int staticBytes;
 };
 
-// Order two strings for containers, null first: by their bytes, and by Unicode case folding.
-//   std::map<ZtbString, int, ZtbStringLessInsensitive> options;
+// Orders strings for containers by their bytes, null first.
 class ZTB_API ZtbStringLess {
  public:
+  // Whether `a` sorts before `b`, as compare(b, true) tells.
   bool operator()(ZtbString const& a, ZtbString const& b) const;
 };
 
+// Orders strings for containers by Unicode case folding, null first.
+//   std::map<ZtbString, int, ZtbStringLessInsensitive> options;
 class ZTB_API ZtbStringLessInsensitive {
  public:
+  // Whether `a` sorts before `b`, as compare(b, false) tells.
   bool operator()(ZtbString const& a, ZtbString const& b) const;
 };
 

@@ -37,6 +37,7 @@
 //   if (n == -1) fail(file.getErrorMessage());
 class ZTB_API ZtbTxtFile {
  public:
+  // What a file is opened for.
   enum Mode {
     ModeRead = 0,    // read an existing file
     ModeWrite = 1,   // write; makes the file, or empties the one that is there

@@ -30,6 +30,7 @@
 //   if (file.encode(text, sizeof text, field) >= 0) use(text);
 class ZTB_API ZtbTxtFileFW {
  public:
+  // What a file is opened for.
   enum Mode {
     ModeRead = 0,    // read an existing file
     ModeWrite = 1,   // write and read back; makes the file, or empties the one that is there

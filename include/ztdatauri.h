@@ -56,11 +56,12 @@
 
 #include "zturi.h"
 
-// Of the operations of ZtURI, getHost gives the name and the type of the host position, and getPath
-// the segments in front of part4, each with a slash behind it, empty ones too: "a/b/c/" for
-// ztd://s.T/a/b/c/d. getHost is the name alone if in "ztd" the type, or in "ztf" the name, isn't
-// set. A URI from components gives null for both until one of its texts has been asked for; a
-// parsed URI composes them when they are first asked for. getQuery and getFragment are null.
+// A place in a data source. Of the operations of ZtURI, getHost gives the name and the type of the
+// host position, and getPath the segments in front of part4, each with a slash behind it, empty
+// ones too: "a/b/c/" for ztd://s.T/a/b/c/d. getHost is the name alone if in "ztd" the type, or in
+// "ztf" the name, isn't set. A URI from components gives null for both until one of its texts has
+// been asked for; a parsed URI composes them when they are first asked for. getQuery and
+// getFragment are null.
 //
 // getEscapedURIString escapes source and parts; server and type are never escaped. Both texts are
 // null if the scheme is neither "ztd" nor "ztf", byte by byte.

@@ -14,10 +14,10 @@
 
 #include "zturi.h"
 
-// Of the operations of ZtURI, getScheme gives "ztr", getHost the repository, and getPath folders
-// and name without brackets; getQuery and getFragment are null. getURIString composes
-// scheme://repository/path(type), with the brackets around an empty type too. getEscapedURIString
-// escapes the path alone.
+// An object or a folder of a repository. Of the operations of ZtURI, getScheme gives "ztr", getHost
+// the repository, and getPath folders and name without brackets; getQuery and getFragment are null.
+// getURIString composes scheme://repository/path(type), with the brackets around an empty type too.
+// getEscapedURIString escapes the path alone.
 //
 // A URI from a text has an empty repository and an empty path where the text has none. One from
 // components has an empty repository and a null path where the argument is null or empty.

@@ -50,10 +50,11 @@
 #include "ztbdatavar.h"
 #include "zturi.h"
 
-// The operations of ZtURI give: getScheme "ztwt"; getHost a null string; getPath the table;
-// getQuery the columns as text and getFragment the range as text, null if there are none;
-// getEscapedURIString the text with the multi-byte characters of the table escaped and all else as
-// it is, so that a parse of it keeps the escapes in the table; asReposURI and asDataURI null.
+// A table with columns and a range. The operations of ZtURI give: getScheme "ztwt"; getHost a null
+// string; getPath the table; getQuery the columns as text and getFragment the range as text, null
+// if there are none; getEscapedURIString the text with the multi-byte characters of the table
+// escaped and all else as it is, so that a parse of it keeps the escapes in the table; asReposURI
+// and asDataURI null.
 class ZTB_API ZtWorkTableURI : public ZtURI {
  public:
   // Adds a column at the end. `name` is compared with those that are there without regard to case,
@@ -82,6 +83,7 @@ class ZTB_API ZtWorkTableURI : public ZtURI {
   // order, each costs constant time; a step back starts from the first.
   virtual bool getColumn(int index, ZtbString* name, ZtbString* value, ztbType* type) = 0;
 
+  // The number of columns.
   virtual int getColumnCount() = 0;
 
   // The table, as it was given or stands in the text: escapes in it are never undone.
