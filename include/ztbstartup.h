@@ -16,8 +16,9 @@
 // It then derives what nobody set (BASE/TEMP, BASE/MESSAGE_PATH, BASE/PLUGIN_PATH, BASE/EXE_PATH,
 // BASE/LIBRARY_PATH, BASE/REPOS_USER_PATH, BASE/REPOS_SYS_PATH, and before the macros
 // BASE/MACROS_PATH), always sets TEMP and ZTEXEC_HOME, opens the message database, configures
-// logging and starts the dependency library ztbdeps31. ZTEXEC_HOME has at most 259 bytes; a longer
-// one counts as not set.
+// logging and starts the dependency library ztbdeps31: that of BASE/PLUGIN_PATH, which is the
+// program's folder unless somebody set it; where nobody did and none lies there, the one that is
+// installed with the library. ZTEXEC_HOME has at most 259 bytes; a longer one counts as not set.
 //
 // Threads: the operations that queue input and ztbStartup may be called from any thread while the
 // library is up; one lock orders them. The dependency library's start, and its stop when a second

@@ -215,6 +215,12 @@ enum NpModuleResult : int {
 // Non-zero, with the empty text, if the name is null or empty, or the buffer too small.
 int np_dso_mkfname(char const* name, char* buffer, unsigned size);
 
+// Writes the path of the module with this file name in the folder of modules that is installed with
+// the library: `ztbcpp31` beside the library's own file, with the links to that resolved. The
+// module needn't be there. Non-zero, with the empty text, if the name is null or empty, the
+// library's file can't be told, or the buffer is too small.
+int np_dso_installed(char const* fileName, char* buffer, unsigned size);
+
 // Loads the module in the file `path` into the process and runs its initialisers. A relative path
 // counts from the current folder; the system's search path is never used. The module's symbols
 // don't serve to resolve those of other modules. A module that is loaded already is loaded once

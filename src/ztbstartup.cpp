@@ -31,8 +31,10 @@ constexpr char kFileQueue[] = ".@=Files=@.";
 constexpr char kOptionQueue[] = ".@=CommandArgs=@.";
 constexpr char kFileCount[] = "FileCount";
 constexpr char kMessageLocation[] = "MARLOVEN_ERROR_LOCATION";
+constexpr char kDerived[] = "derived by start-up";
 constexpr int kProbeFragment = 444;
 constexpr int kMessageBytes = 2048;
+constexpr int kPathBytes = 4096;
 
 // Levels of records, as everywhere in the suite.
 enum Level : int { kStep = 2, kInformation = 3, kWarning = 4 };
@@ -89,6 +91,11 @@ ZtbString masked(ZtbString const& key, ZtbString const& value) {
 
 bool equalsIgnoringCase(ZtbString const& value, char const* text) {
   return value.compare(text, false) == 0;
+}
+
+bool isThere(ZtbString const& path) {
+  NpStatus status;
+  return np_fio_stat(path.asCstr(), &status) == 0;
 }
 
 bool isSeparator(ZtbString const& character) {
@@ -152,9 +159,13 @@ class Sequence {
   void logOptions();
   void deriveRepositories();
   void applyDateFormat();
+  ZtbString dependencyPath();
   bool startDependency();
   bool loadDependency(ZtbString const& path);
 
+  bool isDerived(char const* key) const {
+    return mOptions->getOptionOrigin(literal(key)).compare(kDerived, true) == 0;
+  }
   bool has(char const* key) const { return mOptions->getOption(literal(key), nullptr); }
   ZtbString valueOf(char const* key) const {
     ZtbString value;
@@ -165,7 +176,7 @@ class Sequence {
   void derive(char const* key, ZtbString const& value) {
     ZtbString present;
     if (mOptions->getOption(literal(key), &present) && present.compare(value, true) == 0) return;
-    mOptions->setOptionFrom(literal(key), value, ZtbOptionOrigin::named("derived by start-up"));
+    mOptions->setOptionFrom(literal(key), value, ZtbOptionOrigin::named(kDerived));
   }
   void deriveIfMissing(char const* key, ZtbString const& value) {
     if (!has(key)) derive(key, value);
@@ -364,12 +375,23 @@ bool Sequence::loadDependency(ZtbString const& path) {
   return false;
 }
 
-bool Sequence::startDependency() {
-  log(kStep, __LINE__, literal("Extension specific startup"));
-  ztbDependencyShutdown();
+// The module of the plug-in path. Where nobody set that, and no module lies beside the program, it
+// is the one that is installed with the library.
+ZtbString Sequence::dependencyPath() {
   char fileName[255];
   np_dso_mkfname("ztbdeps31", fileName, sizeof fileName);
   ZtbString const path = ztbConcatPath(valueOf("BASE/PLUGIN_PATH"), literal(fileName));
+  if (isThere(path) || !isDerived("BASE/PLUGIN_PATH")) return path;
+  char buffer[kPathBytes];
+  np_dso_installed(fileName, buffer, sizeof buffer);
+  ZtbString const installed(buffer, false);
+  return isThere(installed) ? installed : path;
+}
+
+bool Sequence::startDependency() {
+  log(kStep, __LINE__, literal("Extension specific startup"));
+  ztbDependencyShutdown();
+  ZtbString const path = dependencyPath();
   logAbout(kStep, __LINE__, "Load %S", path);
   if (!loadDependency(path)) return false;
   auto const start =

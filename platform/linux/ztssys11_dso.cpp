@@ -51,6 +51,20 @@ int np_dso_mkfname(char const* name, char* buffer, unsigned size) {
   return 0;
 }
 
+int np_dso_installed(char const* fileName, char* buffer, unsigned size) {
+  npTextDeliver("", buffer, size);
+  Dl_info library;
+  if (fileName == nullptr || *fileName == '\0') return 1;
+  if (dladdr(reinterpret_cast<void const*>(&np_dso_installed), &library) == 0) return 1;
+  try {
+    std::filesystem::path const file = std::filesystem::canonical(library.dli_fname);
+    std::filesystem::path const module = file.parent_path() / "ztbcpp31" / fileName;
+    return npTextDeliver(module.c_str(), buffer, size) ? 0 : 1;
+  } catch (std::exception const&) {  // no memory, or no such file from the current folder
+    return 1;
+  }
+}
+
 int np_dso_load(char const* path, int flags, NpModule** handle) {
   *handle = nullptr;
   std::unique_ptr<NpModule> module(new (std::nothrow) NpModule);

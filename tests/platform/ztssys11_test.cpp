@@ -26,6 +26,7 @@
 
 namespace {
 
+namespace fs = std::filesystem;
 using ztbtest::Variable;
 
 std::string getVariable(char const* name, unsigned size = 64) {
@@ -154,6 +155,17 @@ TEST(Module, FileNameIsTheBaseNameWithSuffix) {
   EXPECT_NE(0, np_dso_mkfname("ztbdeps31", buffer, sizeof buffer - 1));
   EXPECT_STREQ("", buffer);
   EXPECT_NE(0, np_dso_mkfname("", buffer, sizeof buffer));
+}
+
+TEST(Module, InstalledModulesLieInAFolderBesideTheLibrary) {
+  // Here the library is part of the test program.
+  std::string const expected = fs::canonical(ZTB_TEST_BIN).string() + "/ztbcpp31/x.so";
+  char buffer[4096];
+  EXPECT_EQ(0, np_dso_installed("x.so", buffer, sizeof buffer));
+  EXPECT_EQ(expected, buffer);
+  EXPECT_NE(0, np_dso_installed("x.so", buffer, static_cast<unsigned>(expected.size())));
+  EXPECT_STREQ("", buffer);
+  EXPECT_NE(0, np_dso_installed("", buffer, sizeof buffer));
 }
 
 TEST(Module, LoadedModuleGivesItsSymbols) {

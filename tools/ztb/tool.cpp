@@ -99,7 +99,7 @@ void chooseHome(std::string const& home) {
   if (char const* const present = getenv("ZTEXEC_HOME"); present != nullptr && *present) return;
   std::filesystem::path const prefix = executablePath().parent_path().parent_path();
   for (char const* const place : {"share/ztbcpp31/home", "home"}) {
-    if (!std::filesystem::is_directory(prefix / place)) continue;
+    if (!std::filesystem::is_directory(prefix / place / "etc")) continue;
     setenv("ZTEXEC_HOME", (prefix / place).c_str(), 1);
     return;
   }
