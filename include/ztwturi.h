@@ -107,8 +107,8 @@ class ZTB_API ZtWorkTableURI : public ZtURI {
 // caller, who ends it with release. Null when memory ran out.
 //   ZtWorkTableURI* uri = getWorkTableURIFromComponents(table, 0, 100);
 //   uri->getURIString()    // ztwt://TABLE#start=0,count=100
-ZTB_API ZtWorkTableURI* getWorkTableURIFromComponents(ZtbString const& tableName);
-ZTB_API ZtWorkTableURI* getWorkTableURIFromComponents(ZtbString const& tableName, __int64 start,
-                                                      __int64 count);
+[[nodiscard]] ZTB_API ZtWorkTableURI* getWorkTableURIFromComponents(ZtbString const& tableName);
+[[nodiscard]] ZTB_API ZtWorkTableURI* getWorkTableURIFromComponents(ZtbString const& tableName,
+                                                                    __int64 start, __int64 count);
 
 #endif

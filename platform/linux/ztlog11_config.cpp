@@ -140,7 +140,7 @@ struct Parser::Option {
   bool (Parser::*set)(SinkConfig* sink, Word const& value);
 };
 
-Parser::Option const Parser::kOptions[] = {
+constexpr Parser::Option Parser::kOptions[] = {
     {"level", kStderrSink | kFileSink | kRotatingSink | kSyslogSink, &Parser::setLevel},
     {"path", kFileSink | kRotatingSink, &Parser::setPath},
     {"size", kRotatingSink, &Parser::setSize},
@@ -154,10 +154,10 @@ struct Parser::Statement {
   bool (Parser::*parse)();
 };
 
-Parser::Statement const Parser::kStatements[] = {{"sink", &Parser::parseSink},
-                                                 {"pattern", &Parser::parsePattern},
-                                                 {"level", &Parser::parseLevel},
-                                                 {"route", &Parser::parseRoute}};
+constexpr Parser::Statement Parser::kStatements[] = {{"sink", &Parser::parseSink},
+                                                     {"pattern", &Parser::parsePattern},
+                                                     {"level", &Parser::parseLevel},
+                                                     {"route", &Parser::parseRoute}};
 
 bool Parser::failAt(std::size_t at, std::string reason) {
   mError.place = {mLineNumber, countCharacters(mLine.substr(0, at)) + 1};
