@@ -8,6 +8,7 @@
 #include <benchmark/benchmark.h>
 
 #include <string>
+#include <thread>
 #include <variant>
 
 #ifdef ZTB_HAVE_QT
@@ -64,6 +65,17 @@ BENCHMARK(copyIntegerZtb)->Name("variant/copy_destroy_integer/ztbcpp31");
 BENCHMARK(copyIntegerStd)->Name("variant/copy_destroy_integer/std_variant");
 BENCHMARK(copyStringZtb)->Name("variant/copy_destroy_string/ztbcpp31");
 BENCHMARK(copyStringStd)->Name("variant/copy_destroy_string/std_variant");
+
+// The same once the process had a second thread: shared texts are counted with the bus lock then.
+void hadASecondThread(benchmark::State const&) {
+  std::thread([] {}).join();
+}
+BENCHMARK(copyIntegerZtb)
+    ->Name("variant_threads/copy_destroy_integer/ztbcpp31")
+    ->Setup(hadASecondThread);
+BENCHMARK(copyStringZtb)
+    ->Name("variant_threads/copy_destroy_string/ztbcpp31")
+    ->Setup(hadASecondThread);
 
 void assignIntegerZtb(benchmark::State& state) {
   assignOver<ZtbDatavar>(state, [](ZtbDatavar& v, __int64 i) { v.assign(i); });
@@ -134,6 +146,12 @@ void assignStringQt(benchmark::State& state) {
 }
 BENCHMARK(copyIntegerQt)->Name("variant/copy_destroy_integer/QVariant");
 BENCHMARK(copyStringQt)->Name("variant/copy_destroy_string/QVariant");
+BENCHMARK(copyIntegerQt)
+    ->Name("variant_threads/copy_destroy_integer/QVariant")
+    ->Setup(hadASecondThread);
+BENCHMARK(copyStringQt)
+    ->Name("variant_threads/copy_destroy_string/QVariant")
+    ->Setup(hadASecondThread);
 BENCHMARK(assignIntegerQt)->Name("variant/assign_integer/QVariant");
 BENCHMARK(setIntegerQt)->Name("variant/assign_integer/QVariant_setValue");
 BENCHMARK(assignStringQt)->Name("variant/assign_string_20/QVariant");

@@ -21,7 +21,7 @@
 namespace {
 
 constexpr char kProgram[] = "/bin/true";
-constexpr int kRuns = 1000;
+constexpr int kRuns = 400;
 
 bool runOurs() {
   static ZtbExecute program;
@@ -88,26 +88,32 @@ void measureInLargeProcess(benchmark::State& state, bool (*run)()) {
   measure(state, run);
 }
 
-void add(char const* name, void (*how)(benchmark::State&, bool (*)()), bool (*run)(),
-         int runs = kRuns) {
-  benchmark::RegisterBenchmark(name, how, run)
+benchmark::internal::Benchmark* add(char const* name, void (*how)(benchmark::State&, bool (*)()),
+                                    bool (*run)()) {
+  return benchmark::RegisterBenchmark(name, how, run)
       ->Unit(benchmark::kMicrosecond)
       ->UseRealTime()
-      ->Iterations(runs);
+      ->Iterations(kRuns);
 }
 
-// Each number of runs is fixed, so that the memory is filled once. Where it is copied, 20 take
-// seconds.
+// Filling the memory takes seconds.
+benchmark::internal::Benchmark* addLarge(char const* name, bool (*run)()) {
+  constexpr int kRepetitions = 3;
+  return add(name, measureInLargeProcess, run)->Repetitions(kRepetitions);
+}
+
+// Each number of runs is fixed, so that the memory is filled once. Where its tables are copied, 5
+// take seconds.
 [[maybe_unused]] bool const isRegistered = [] {
   add("execute/start_and_wait/ztbcpp31", measure, runOurs);
   add("execute/start_and_wait/posix_spawn", measure, runBare);
   add("execute/start_and_wait_with_limit/ztbcpp31", measure, runOursWithLimit);
   add("execute/start_and_wait_with_limit/posix_spawn", measure, runBare);
-  add("execute/start_and_wait_8GB/ztbcpp31", measureInLargeProcess, runOurs);
-  add("execute/start_and_wait_8GB/posix_spawn", measureInLargeProcess, runBare);
+  addLarge("execute/start_and_wait_8GB/ztbcpp31", runOurs);
+  addLarge("execute/start_and_wait_8GB/posix_spawn", runBare);
 #ifdef ZTB_HAVE_QT
   add("execute/start_and_wait/QProcess", measure, runQt);
-  add("execute/start_and_wait_8GB/QProcess", measureInLargeProcess, runQt, 20);
+  addLarge("execute/start_and_wait_8GB/QProcess", runQt)->Iterations(5);
 #endif
   return true;
 }();

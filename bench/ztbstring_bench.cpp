@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <thread>
 
 #include "ztbstringformat.h"
 
@@ -59,6 +60,19 @@ void copyStd(benchmark::State& state) {
 }
 BENCHMARK(copyZtb)->Name("string/copy_destroy/ztbcpp31");
 BENCHMARK(copyStd)->Name("string/copy_destroy/std_string");
+
+// The same once the process had a second thread: both count with the bus lock then.
+void hadASecondThread(benchmark::State const&) {
+  std::thread([] {}).join();
+}
+BENCHMARK(copyZtb)->Name("string_threads/copy_destroy/ztbcpp31")->Setup(hadASecondThread);
+
+void lengthZtb(benchmark::State& state, std::string const& text) {
+  ZtbString const string(text.c_str(), false);
+  for (auto _ : state) benchmark::DoNotOptimize(string.length());
+}
+BENCHMARK_CAPTURE(lengthZtb, short, kSentence)->Name("string/length_43/ztbcpp31");
+BENCHMARK_CAPTURE(lengthZtb, long, mixedHaystack())->Name("string/length_1mb_mixed/ztbcpp31");
 
 template <class String, class Append>
 void appendMillion(benchmark::State& state, Append append) {
@@ -229,6 +243,7 @@ void formatQt(benchmark::State& state) {
   }
 }
 BENCHMARK(copyQt)->Name("string/copy_destroy/QString");
+BENCHMARK(copyQt)->Name("string_threads/copy_destroy/QString")->Setup(hadASecondThread);
 BENCHMARK(appendQt)->Name("string/append_char_1e6/QString");
 BENCHMARK(findAsciiQt)->Name("string/find_1mb_ascii/QString");
 BENCHMARK(findMixedQt)->Name("string/find_1mb_mixed/QString");

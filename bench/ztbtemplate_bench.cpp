@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Templates of up to 100,000 variables, where the time a variable is what counts: reading the text,
+// Templates of up to 100,000 variables; what is reported is the time a variable: reading the text,
 // the first expansion, which fetches the values, and a further one. The peer gets the same text in
 // its own brackets; its values are in a dictionary before it expands, so a further expansion is
 // what compares.
@@ -46,11 +46,6 @@ class Values final : public ZtbTemplateValueCB {
   }
 };
 
-void countVariables(benchmark::State& state, int variables) {
-  state.counters["per_variable"] = benchmark::Counter(
-      variables, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
-}
-
 struct Ours {
   explicit Ours(int variables) : text(textOf(variables, "{", "}").c_str(), false) {}
   bool parse() { return made->parse(text, &error); }
@@ -63,36 +58,33 @@ struct Ours {
 
 void parse(benchmark::State& state, int variables) {
   Ours ours(variables);
-  for (auto _ : state) {
+  while (state.KeepRunningBatch(variables)) {
     if (!ours.parse()) state.SkipWithError(ours.error.asCstr());
   }
-  countVariables(state, variables);
 }
 
 void parseAndExpand(benchmark::State& state, int variables) {
   Ours ours(variables);
-  for (auto _ : state) {
+  while (state.KeepRunningBatch(variables)) {
     ours.parse();
     ZtbString const expanded = ours.made->expand(&ours.error);
     benchmark::DoNotOptimize(expanded.asCstr());
   }
-  countVariables(state, variables);
 }
 
 void expand(benchmark::State& state, int variables) {
   Ours ours(variables);
   ours.parse();
   ours.made->expand(&ours.error);
-  for (auto _ : state) {
+  while (state.KeepRunningBatch(variables)) {
     ZtbString const expanded = ours.made->expand(&ours.error);
     benchmark::DoNotOptimize(expanded.asCstr());
   }
-  countVariables(state, variables);
 }
 
 void list(benchmark::State& state, int variables) {
   Ours ours(variables);
-  for (auto _ : state) {
+  while (state.KeepRunningBatch(variables)) {
     state.PauseTiming();
     ours.parse();
     state.ResumeTiming();
@@ -102,7 +94,6 @@ void list(benchmark::State& state, int variables) {
       benchmark::DoNotOptimize(name.asCstr());
     }
   }
-  countVariables(state, variables);
 }
 
 #ifdef ZTB_HAVE_CTEMPLATE
@@ -126,15 +117,14 @@ struct Peer {
 
 void parseCtemplate(benchmark::State& state, int variables) {
   Peer const peer(variables);
-  for (auto _ : state) {
+  while (state.KeepRunningBatch(variables)) {
     if (!peer.parsed()) state.SkipWithError("not a template");
   }
-  countVariables(state, variables);
 }
 
 void parseAndExpandCtemplate(benchmark::State& state, int variables) {
   Peer const peer(variables);
-  for (auto _ : state) {
+  while (state.KeepRunningBatch(variables)) {
     std::unique_ptr<ctemplate::Template> const made = peer.parsed();
     ctemplate::TemplateDictionary dictionary("bench");
     peer.fill(&dictionary);
@@ -142,7 +132,6 @@ void parseAndExpandCtemplate(benchmark::State& state, int variables) {
     made->Expand(&expanded, &dictionary);
     benchmark::DoNotOptimize(expanded.data());
   }
-  countVariables(state, variables);
 }
 
 void expandCtemplate(benchmark::State& state, int variables) {
@@ -153,12 +142,11 @@ void expandCtemplate(benchmark::State& state, int variables) {
   std::string first;
   made->Expand(&first, &peer.dictionary);
   if (first != ours.made->expand(&ours.error).asCstr()) state.SkipWithError("not the same text");
-  for (auto _ : state) {
+  while (state.KeepRunningBatch(variables)) {
     std::string expanded;
     made->Expand(&expanded, &peer.dictionary);
     benchmark::DoNotOptimize(expanded.data());
   }
-  countVariables(state, variables);
 }
 #define ZTB_TEMPLATE_PEER(function, operation, size) \
   BENCHMARK_CAPTURE(function##Ctemplate, size, size) \

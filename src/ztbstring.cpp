@@ -394,7 +394,8 @@ ZtbString& ZtbString::append(ZtbString const& other, bool* failed) {
 }
 
 ZtbString& ZtbString::append(char const* text, bool* failed) {
-  return appendText(text, -1, failed);
+  bool const isOneByte = text && *text != '\0' && text[1] == '\0';
+  return append(text, isOneByte ? 1 : -1, failed);
 }
 
 ZtbString& ZtbString::append(char const* text, int nChars, bool* failed) {
