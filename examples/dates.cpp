@@ -1,12 +1,16 @@
 // SPDX-License-Identifier: MIT
 //
-// Reads a date, counts days with it, and tells it in the ISO form and in the user's.
+// Reads a date, counts days with it, tells it in the ISO form and in the user's, and refuses a text
+// that is no date.
+//
+//   ./dates
+//   LC_ALL=de_DE.UTF-8 ./dates
+
+#include <ztbdate.h>
+#include <ztbinit.h>
 
 #include <clocale>
 #include <cstdio>
-
-#include "ztbdate.h"
-#include "ztbinit.h"
 
 namespace {
 
@@ -17,7 +21,7 @@ void showInvoice() {
   std::printf("invoice   %s\n", invoice.asString(true).asCstr());
   std::printf("due       %s\n", due.asString(true).asCstr());
   std::printf("here      %s\n", due.asString(false).asCstr());
-  std::printf("weekday   %d\n", due.getWeekDay());
+  std::printf("weekday   %d, counted from Sunday, 0\n", due.getWeekDay());
 }
 
 void showRefusal(char const* text) {

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
 // Adds up an invoice without losing a cent, and asks where digits are lost.
+//
+//   ./decimals
+
+#include <ztbinit.h>
+#include <ztbreal.h>
 
 #include <cstdio>
-
-#include "ztbinit.h"
-#include "ztbreal.h"
 
 namespace {
 
@@ -31,6 +33,7 @@ void showThird() {
   std::printf("1/0       %s%s\n", none.asString().asCstr(), error ? ", an error" : "");
 }
 
+// What a column of a database makes of a number, with 5 digits, 2 of them behind the point.
 void showColumn(char const* text) {
   ZtbReal value;
   ZT_SQL_NUMERIC_STRUCT record;

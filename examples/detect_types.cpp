@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
 // Finds the columns of a small table whose values are all numbers.
+//
+//   ./detect_types
+
+#include <ztbdeterminetype.h>
+#include <ztbinit.h>
 
 #include <cstdio>
-
-#include "ztbdeterminetype.h"
-#include "ztbinit.h"
 
 namespace {
 
@@ -17,6 +19,7 @@ constexpr char const* kTable[kRows][kColumns] = {
     {"1003", "1E-3", "19:05", "n/a"},
 };
 
+// A column is one of numbers if every value of it is.
 bool isNumber(char const* text) {
   switch (determineType(ZtbString(text, true))) {
     case determinedInteger:

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
-// Changes one option of a configuration file and leaves everything else in it as it was:
-//   edit_config FILE KEY VALUE
+// Changes one option of a configuration file and leaves everything else in it as it was.
+//
+//   ZTEXEC_HOME=HOME ./edit_config FILE KEY VALUE
+//   ZTEXEC_HOME=HOME ./edit_config app.cfg BASE/TEMP /var/tmp
 
 #include <ztbconfigfile.h>
 #include <ztbinit.h>
+#include <ztbstartup.h>
 
 #include <cstdio>
 
@@ -34,8 +37,10 @@ int main(int argc, char** argv) {
     return 2;
   }
   char const* error = nullptr;
-  if (ztbInitialize(argv[0], &error) != 0) {
+  // Start-up opens the database of messages, which has the texts of errors.
+  if (ztbInitialize(argv[0], &error) != 0 || ztbStartup(&error) != 0) {
     std::fprintf(stderr, "edit_config: %s\n", error);
+    ztbShutdown();
     return 1;
   }
   // The texts live in the library, so they go before it goes down: edit has ended by then.

@@ -1,14 +1,16 @@
 // SPDX-License-Identifier: MIT
 //
 // Logs a user in whose encoded password comes from a configuration, and finds what the user may use
-// elsewhere. Arguments: the file of users, the user, the encoded password.
+// elsewhere. `ztb users` makes the file of users, `ztb encode` the encoded password.
+//
+//   ./login FILE USER ENCODED
+
+#include <ztbconfigoptions.h>
+#include <ztbinit.h>
+#include <ztbsubject.h>
 
 #include <cstdio>
 #include <string>
-
-#include "ztbconfigoptions.h"
-#include "ztbinit.h"
-#include "ztbsubject.h"
 
 namespace {
 
@@ -36,9 +38,13 @@ bool show(ZtbString* error) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  if (argc != 4) {
+    std::fprintf(stderr, "usage: login FILE USER ENCODED\n");
+    return 2;
+  }
   char const* failure = nullptr;
-  if (argc != 4 || ztbInitialize(argv[0], &failure) != 0) {
-    std::fprintf(stderr, "%s\n", failure != nullptr ? failure : "give FILE USER ENCODED");
+  if (ztbInitialize(argv[0], &failure) != 0) {
+    std::fprintf(stderr, "login: %s\n", failure);
     return 1;
   }
   bool isDone = false;
@@ -49,7 +55,7 @@ int main(int argc, char** argv) {
       isDone = show(&error);
       ztbSubjectRelease();  // the reference of the login; with it the user is gone
     }
-    if (!isDone) std::fprintf(stderr, "%s\n", error.asCstr());
+    if (!isDone) std::fprintf(stderr, "login: %s\n", error.asCstr());
   }
   ztbShutdown();
   return isDone ? 0 : 1;

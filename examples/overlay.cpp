@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
 //
-// Shows what a site has changed in the configuration that was shipped, and changes one entry:
-//   overlay SHIPPED MINE KEY VALUE
+// Shows what a site has changed in the configuration that was shipped, and changes one entry.
+//
+//   ZTEXEC_HOME=HOME ./overlay SHIPPED MINE KEY VALUE
 
 #include <ztbconfigoverlay.h>
 #include <ztbinit.h>
+#include <ztbstartup.h>
 
 #include <cstdio>
 
@@ -43,8 +45,10 @@ int main(int argc, char** argv) {
     return 2;
   }
   char const* error = nullptr;
-  if (ztbInitialize(argv[0], &error) != 0) {
+  // Start-up opens the database of messages, which has the texts of errors.
+  if (ztbInitialize(argv[0], &error) != 0 || ztbStartup(&error) != 0) {
     std::fprintf(stderr, "overlay: %s\n", error);
+    ztbShutdown();
     return 1;
   }
   bool const isDone = change(argv + 1);  // no text of the library is left when it goes down

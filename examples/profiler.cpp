@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
-// Where the time of a small job goes. The totals go to the log: the sample home keeps it at info,
-// so `ZT.RTProfiler` has to be set to trace in its logging file for them to show.
+// Where the time of a small job goes. The totals go to the log, at level trace: the option
+// BASE/LOGCONFIG_PATH has to name a logging file that says "level ZT.RTProfiler trace".
+//
+//   ZTEXEC_HOME=HOME ./profiler
+//   ZTEXEC_HOME=HOME env BASE/LOGCONFIG_PATH=trace.cfg ./profiler
 
 #include <rtprofiler.h>
 #include <ztbinit.h>

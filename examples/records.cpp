@@ -1,13 +1,16 @@
 // SPDX-License-Identifier: MIT
 //
-// Fixed-width records: make a file in Windows-1252, change a record in its middle, and read it.
+// Fixed-width records: makes a file in Windows-1252, changes a record in its middle, and reads it.
+//
+//   ZTEXEC_HOME=HOME ./records
+
+#include <ztbinit.h>
+#include <ztbstartup.h>
+#include <ztbstring.h>
+#include <ztbtxtfilefw.h>
 
 #include <cstdio>
 #include <cstring>
-
-#include "ztbinit.h"
-#include "ztbstring.h"
-#include "ztbtxtfilefw.h"
 
 namespace {
 
@@ -18,18 +21,18 @@ constexpr int kPriceBytes = 8;
 constexpr int kRecordBytes = kNameBytes + kPriceBytes;
 
 bool fail(ZtbTxtFileFW& file) {
-  std::fprintf(stderr, "%s\n", file.getErrorMessage().asCstr());
+  std::fprintf(stderr, "records: %s\n", file.getErrorMessage().asCstr());
   return false;
 }
 
-// Fields are padded with blanks.
+// Fields are padded with blanks; `decode` gives the name in the encoding of the file.
 bool writeRecord(ZtbTxtFileFW& file, char const* name, double price) {
   char field[kNameBytes + 1];
   int const bytes = file.decode(field, sizeof field, name);
-  if (bytes < 0) return false;
+  if (bytes < 0) return fail(file);
   char record[kRecordBytes + 1];
   std::snprintf(record, sizeof record, "%-*.*s%*.2f", kNameBytes, bytes, field, kPriceBytes, price);
-  return file.write(record, kRecordBytes);
+  return file.write(record, kRecordBytes) || fail(file);
 }
 
 bool writeFile() {
@@ -49,7 +52,7 @@ bool showFile() {
     char field[kNameBytes + 1] = {};
     std::memcpy(field, record, kNameBytes);
     char text[64];
-    if (file.encode(text, sizeof text, field) < 0) return false;
+    if (file.encode(text, sizeof text, field) < 0) return fail(file);
     ZtbString name(text, false);
     name.trim(false, true);
     std::printf("%d: %s costs %.*s\n", number, name.asCstr(), kPriceBytes, record + kNameBytes);
@@ -62,8 +65,10 @@ bool showFile() {
 
 int main(int, char** argv) {
   char const* error = nullptr;
-  if (ztbInitialize(argv[0], &error) != 0) {
-    std::fprintf(stderr, "%s\n", error);
+  // Start-up opens the database of messages, which has the texts of errors.
+  if (ztbInitialize(argv[0], &error) != 0 || ztbStartup(&error) != 0) {
+    std::fprintf(stderr, "records: %s\n", error);
+    ztbShutdown();
     return 1;
   }
   bool const isDone = writeFile() && showFile();

@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: MIT
 //
 // Programs: one run directly with its output collected, one through the shell, and two that fail.
+//
+//   ZTEXEC_HOME=HOME ./run_program
+
+#include <ztbexecute.h>
+#include <ztbinit.h>
+#include <ztbstartup.h>
 
 #include <cstdio>
 #include <initializer_list>
-
-#include "ztbexecute.h"
-#include "ztbinit.h"
-#include "ztbstartup.h"
 
 namespace {
 

@@ -1,20 +1,22 @@
 // SPDX-License-Identifier: MIT
 //
-// A mail with a text and an attachment. The argument is the command template; without one the mail
-// is only counted, by a shell that stands in for a mail program:
+// A mail with a text and an attachment, and one that the mail program refuses. The argument is the
+// command that takes the mail, with "%B" for the file that it lies in; without one, a shell that
+// counts its lines stands in for a mail program.
 //
-//   example_send_mail 'msmtp --read-recipients <"%B"'
+//   ZTEXEC_HOME=HOME ./send_mail
+//   ZTEXEC_HOME=HOME ./send_mail 'msmtp --read-recipients <"%B"'
+
+#include <ztbemail.h>
+#include <ztbinit.h>
+#include <ztbstartup.h>
 
 #include <cstdio>
 #include <fstream>
 
-#include "ztbemail.h"
-#include "ztbinit.h"
-#include "ztbstartup.h"
-
 namespace {
 
-constexpr char kStandIn[] = "grep -c . <\"%B\" >send_mail.lines";
+constexpr char kStandIn[] = "wc -l <\"%B\" >send_mail.lines";
 constexpr char kAttachment[] = "send_mail.log";
 
 bool fail(ZtbEmail& mail) {
@@ -56,6 +58,7 @@ int main(int argc, char** argv) {
   }
   std::ofstream(kAttachment) << "03:00 begun\n03:41 done\n";
   bool const isDone = send(argc > 1 ? argv[1] : kStandIn) && isReported();
+  std::remove(kAttachment);
   ztbShutdown();
   return isDone ? 0 : 1;
 }

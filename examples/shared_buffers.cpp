@@ -2,6 +2,8 @@
 //
 // Orders go to a worker thread, which answers with their totals. A buffer without rows says that no
 // more come.
+//
+//   ./shared_buffers
 
 #include <sssharedbuffer.h>
 #include <ztbinit.h>
@@ -13,7 +15,7 @@ namespace {
 
 constexpr int kOrders = 5000;
 
-// Numbers and prices in, numbers and totals out.
+// The worker: an order has a number, a quantity and a price, a total the number and their product.
 void work(SharedBufferManager& manager) {
   for (;;) {
     SharedBuffer* const orders = manager.acquireFilledInput(nullptr);
@@ -30,6 +32,7 @@ void work(SharedBufferManager& manager) {
   }
 }
 
+// Fills a buffer with the next orders, or leaves it empty once all are sent.
 void write(SharedBuffer* orders, int* sent) {
   while (*sent < kOrders) {
     ZtbDatavar* const order = orders->nextRow();
@@ -48,6 +51,7 @@ __int64 sumOf(SharedBuffer* totals) {
   return sum;
 }
 
+// The client: whichever buffer comes first, one to fill or one to read.
 __int64 totalOfAll(SharedBufferManager& manager) {
   __int64 sum = 0;
   int sent = 0;
@@ -75,8 +79,13 @@ int main(int, char** argv) {
     std::fprintf(stderr, "shared_buffers: %s\n", error);
     return 1;
   }
+  // Buffers, rows in each and values in a row: of the orders, then of the totals.
   SharedBufferManager* const manager = ssSharedBufferManager(4, 100, 3, 4, 100, 2);
-  if (manager == nullptr) return 1;
+  if (manager == nullptr) {
+    std::fprintf(stderr, "shared_buffers: not enough memory for the buffers\n");
+    ztbShutdown();
+    return 1;
+  }
   std::thread worker([manager] { work(*manager); });
   __int64 const sum = totalOfAll(*manager);
   worker.join();

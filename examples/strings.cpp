@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: MIT
 //
 // Strings: the three forms, characters beside bytes, copy on write, and formatting.
+//
+//   ./strings
+
+#include <ztbinit.h>
+#include <ztbstring.h>
+#include <ztbstringformat.h>
 
 #include <cstdio>
 #include <map>
-
-#include "ztbinit.h"
-#include "ztbstring.h"
-#include "ztbstringformat.h"
 
 namespace {
 
@@ -15,7 +17,7 @@ void showForms() {
   ZtbString const null;
   ZtbString const fixed("a literal is held, not copied", true);
   ZtbString const owned("text that may go away is copied", false);
-  std::printf("null: %d, \"%s\"\n", null.isNull(), null.asCstr());
+  std::printf("%s, with the text \"%s\"\n", null.isNull() ? "null" : "not null", null.asCstr());
   std::printf("%s; %s\n", fixed.asCstr(), owned.asCstr());
 }
 

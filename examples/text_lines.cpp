@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: MIT
 //
-// Text files: write one, append to it, and read its lines, whatever their length.
+// Text files: writes one, appends to it, and reads its lines, whatever their length.
+//
+//   ZTEXEC_HOME=HOME ./text_lines
+
+#include <ztbinit.h>
+#include <ztbstartup.h>
+#include <ztbstring.h>
+#include <ztbtxtfile.h>
 
 #include <cstdio>
-
-#include "ztbinit.h"
-#include "ztbstring.h"
-#include "ztbtxtfile.h"
 
 namespace {
 
@@ -15,16 +18,16 @@ constexpr int kChoose = -1;  // reading finds the encoding, writing takes UTF-8
 constexpr int kLookForMark = 1;
 
 bool fail(ZtbTxtFile& file) {
-  std::fprintf(stderr, "%s\n", file.getErrorMessage().asCstr());
+  std::fprintf(stderr, "text_lines: %s\n", file.getErrorMessage().asCstr());
   return false;
 }
 
 bool write() {
   ZtbTxtFile file;
   if (!file.open(kPath, ZtbTxtFile::ModeWrite, kChoose, 0)) return fail(file);
-  if (!file.writeln("Größe") || !file.writeln("")) return false;
+  if (!file.writeln("Größe") || !file.writeln("")) return fail(file);
   if (!file.open(kPath, ZtbTxtFile::ModeAppend, kChoose, 0)) return fail(file);
-  return file.write("a last line ") && file.writeln("in two parts");
+  return (file.write("a last line ") && file.writeln("in two parts")) || fail(file);
 }
 
 bool show() {
@@ -49,8 +52,10 @@ bool show() {
 
 int main(int, char** argv) {
   char const* error = nullptr;
-  if (ztbInitialize(argv[0], &error) != 0) {
-    std::fprintf(stderr, "%s\n", error);
+  // Start-up opens the database of messages, which has the texts of errors.
+  if (ztbInitialize(argv[0], &error) != 0 || ztbStartup(&error) != 0) {
+    std::fprintf(stderr, "text_lines: %s\n", error);
+    ztbShutdown();
     return 1;
   }
   bool const isDone = write() && show();

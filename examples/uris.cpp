@@ -1,15 +1,17 @@
 // SPDX-License-Identifier: MIT
 //
 // URIs: what a text holds, the folders above an object, and a work table that grows.
+//
+//   ZTEXEC_HOME=HOME ./uris
+
+#include <ztbinit.h>
+#include <ztbstartup.h>
+#include <ztdatauri.h>
+#include <ztreposuri.h>
+#include <ztwturi.h>
 
 #include <cstdio>
 #include <initializer_list>
-
-#include "ztbinit.h"
-#include "ztbstartup.h"
-#include "ztdatauri.h"
-#include "ztreposuri.h"
-#include "ztwturi.h"
 
 namespace {
 
@@ -50,11 +52,13 @@ void growATable() {
 int main(int, char** argv) {
   char const* error = nullptr;
   if (ztbInitialize(argv[0], &error) != 0 || ztbStartup(&error) != 0) {
-    std::fprintf(stderr, "%s\n", error);
+    std::fprintf(stderr, "uris: %s\n", error);
+    ztbShutdown();
     return 1;
   }
   showPlace(ZtbString("ztd://erp.ODBC/db/dbo/orders/id", true));
   walkUp();
   growATable();
   ztbShutdown();
+  return 0;
 }

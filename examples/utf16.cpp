@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: MIT
 //
-// 16-bit text: hand a string to a wide interface, and take one from it.
+// 16-bit text: hands a string to a wide interface, and takes one from it.
+//
+//   ./utf16
+
+#include <ztbinit.h>
+#include <ztbstring.h>
+#include <ztconvert.h>
 
 #include <cstdio>
-
-#include "ztbinit.h"
-#include "ztbstring.h"
-#include "ztconvert.h"
 
 namespace {
 
@@ -14,7 +16,7 @@ void showUnits(ZtbString const& text) {
   ZtUtf8ToUC* const wide = text.asUCS2();
   if (wide == nullptr) return;
   std::printf("%s:", text.asCstr());
-  for (int i = 0; i < wide->bufLength(); ++i) {
+  for (int i = 0; i < wide->bufLength(); ++i) {  // with the 0 at the end
     std::printf(" %04X", static_cast<unsigned>(wide->ucString()[i]));
   }
   std::printf("\n");
@@ -46,7 +48,7 @@ bool showTitle() {
 int main(int, char** argv) {
   char const* error = nullptr;
   if (ztbInitialize(argv[0], &error) != 0) {
-    std::fprintf(stderr, "%s\n", error);
+    std::fprintf(stderr, "utf16: %s\n", error);
     return 1;
   }
   showUnits(ZtbString("a€😀", true));

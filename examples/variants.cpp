@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
 // Reads the cells of a row as the types of their columns, and tells what didn't fit.
+//
+//   ./variants
+
+#include <ztbdatavar.h>
+#include <ztbinit.h>
 
 #include <cstdio>
-
-#include "ztbdatavar.h"
-#include "ztbinit.h"
 
 namespace {
 

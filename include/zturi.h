@@ -90,7 +90,8 @@ class ZTB_API ZtURI {
   virtual ZtbString getEscapedURIString() = 0;
 
   // This URI by the interface of its family, or null if it is of another. The same object: only
-  // one of the two pointers is released. A work-table URI answers null to both.
+  // one of the two pointers is released. A work-table URI answers null to both, and is told by
+  // dynamic_cast<ZtWorkTableURI*>(uri): "ztwt:x://y" has that scheme too, and is a generic one.
   virtual ZtReposURI* asReposURI() = 0;
   virtual ZtDataURI* asDataURI() = 0;
 };
