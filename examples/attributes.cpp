@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
 // Attributes: the parts of a text such as a connection string, with brackets and an escape in it.
+//
+//   ./attributes
+
+#include <ztbinit.h>
+#include <ztbparse.h>
 
 #include <cstdio>
-
-#include "ztbinit.h"
-#include "ztbparse.h"
 
 namespace {
 
@@ -28,7 +30,7 @@ void show(char const* text) {
 int main(int, char** argv) {
   char const* error = nullptr;
   if (ztbInitialize(argv[0], &error) != 0) {
-    std::fprintf(stderr, "%s\n", error);
+    std::fprintf(stderr, "attributes: %s\n", error);
     return 1;
   }
   show("server=db1; user=kim; filter=(price<10=yes); note=one%3B two");

@@ -1,19 +1,22 @@
 // SPDX-License-Identifier: MIT
 //
-// Paths and listings: the folders and files of the home, with the size of each file.
+// Paths and listings: the folders and files of the home's `etc`, with the size of each file.
+//
+//   ZTEXEC_HOME=HOME ./folders
+
+#include <ztbdir.h>
+#include <ztbinit.h>
+#include <ztbstartup.h>
 
 #include <cstdio>
 #include <cstdlib>
-
-#include "ztbdir.h"
-#include "ztbinit.h"
 
 namespace {
 
 bool show(ZtbString const& folder) {
   ZtbDirectoryListing listing;
   if (!listing.init(folder, ZtbDirectoryListing::FlagNoDots)) {
-    std::fprintf(stderr, "%s\n", listing.getErrorMessage().asCstr());
+    std::fprintf(stderr, "folders: %s\n", listing.getErrorMessage().asCstr());
     return false;
   }
   while (listing.next()) {
@@ -28,7 +31,10 @@ bool show(ZtbString const& folder) {
 
 bool showHome() {
   char const* const home = std::getenv("ZTEXEC_HOME");
-  if (home == nullptr) return false;
+  if (home == nullptr) {
+    std::fprintf(stderr, "folders: ZTEXEC_HOME isn't set\n");
+    return false;
+  }
   ZtbString const etc = ztbConcatPath(ZtbString(home, true), ZtbString("etc", true));
   ZtbString name;
   ztbParsePath(etc, &name);
@@ -40,8 +46,10 @@ bool showHome() {
 
 int main(int, char** argv) {
   char const* error = nullptr;
-  if (ztbInitialize(argv[0], &error) != 0) {
-    std::fprintf(stderr, "%s\n", error);
+  // Start-up opens the database of messages, which has the texts of errors.
+  if (ztbInitialize(argv[0], &error) != 0 || ztbStartup(&error) != 0) {
+    std::fprintf(stderr, "folders: %s\n", error);
+    ztbShutdown();
     return 1;
   }
   bool const isDone = showHome();

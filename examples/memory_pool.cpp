@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: MIT
 //
 // The memory pool: a block for a short-lived record, and what the pool says of itself.
+//
+//   ./memory_pool
+
+#include <ztbinit.h>
+#include <ztbmempool.h>
 
 #include <cstdio>
 #include <new>
-
-#include "ztbinit.h"
-#include "ztbmempool.h"
 
 namespace {
 
@@ -29,7 +31,7 @@ bool useABlock() {
 int main(int, char** argv) {
   char const* error = nullptr;
   if (ztbInitialize(argv[0], &error) != 0) {
-    std::fprintf(stderr, "%s\n", error);
+    std::fprintf(stderr, "memory_pool: %s\n", error);
     return 1;
   }
   bool const isDone = useABlock();

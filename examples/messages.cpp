@@ -1,13 +1,16 @@
 // SPDX-License-Identifier: MIT
 //
 // Messages: an error text by its number, in the language of the process, and one that isn't in any
-// catalog. Run it with MARLOVEN_ERROR_LOCALE=de, too.
+// catalog.
+//
+//   ZTEXEC_HOME=HOME ./messages
+//   ZTEXEC_HOME=HOME MARLOVEN_ERROR_LOCALE=de ./messages
+
+#include <ztbinit.h>
+#include <ztbmessage.h>
+#include <ztbstartup.h>
 
 #include <cstdio>
-
-#include "ztbinit.h"
-#include "ztbmessage.h"
-#include "ztbstartup.h"
 
 namespace {
 
@@ -27,7 +30,7 @@ void tell() {
 int main(int, char** argv) {
   char const* error = nullptr;
   if (ztbInitialize(argv[0], &error) != 0 || ztbStartup(&error) != 0) {
-    std::fprintf(stderr, "%s\n", error);
+    std::fprintf(stderr, "messages: %s\n", error);
     ztbShutdown();
     return 1;
   }

@@ -2,13 +2,14 @@
 # SPDX-License-Identifier: MIT
 """Runs the commands of a transcript and compares what they print with what stands below them.
 
-  transcript.py [--page] [--link FROM=TO]... [--copy FILE]... TRANSCRIPT
+  transcript.py [--page] [--link TARGET=NAME]... [--copy FILE]... [--replace TEXT=BY]... TRANSCRIPT
 
 A line "$ COMMAND" is a command of the shell, lines "> TEXT" directly below it continue it, and the
 lines up to the next command are what it prints, to stdout and stderr together. "..." stands for any
 text within a line, and on a line of its own for any lines. A command that ends with another exit
 code than 0 has "[CODE]" as its last line. All commands run in one shell, so that variables and
-folders stay, in a temporary folder that has the linked and copied files.
+folders stay, in a temporary folder that has the linked and copied files. Texts of the transcript
+that hold on a user's machine are replaced by those of this one.
 
 With --page the transcript is a page of the documentation: only its blocks between ``` and ``` count,
 without a language behind the first mark, and exit codes aren't looked at.
@@ -37,14 +38,14 @@ class Step:
 
 def relevant_lines(lines, is_page):
     """The numbered lines that count, with None between two blocks of a page."""
-    inside = False
+    block = None  # what stands behind the mark that began the block
     for number, line in enumerate(lines, 1):
         if not is_page:
             yield number, line
         elif line.startswith("```"):
-            inside = line == "```" and not inside
+            block = line[3:] if block is None else None
             yield number, None
-        elif inside:
+        elif block == "":
             yield number, line
 
 
@@ -117,13 +118,17 @@ def main():
     parser.add_argument("--page", action="store_true")
     parser.add_argument("--link", action="append", default=[])
     parser.add_argument("--copy", action="append", default=[])
+    parser.add_argument("--replace", action="append", default=[])
     parser.add_argument("transcript")
     options = parser.parse_args()
     with open(options.transcript, encoding="utf-8") as file:
-        steps = read_steps(file.read().splitlines(), options.page)
+        text = file.read()
+    for replacement in options.replace:
+        text = text.replace(*replacement.split("=", 1))
+    steps = read_steps(text.splitlines(), options.page)
     with tempfile.TemporaryDirectory(prefix="transcript-") as folder:
         for link in options.link:
-            target, name = link.split("=")
+            target, name = link.rsplit("=", 1)
             os.symlink(target, os.path.join(folder, name))
         for file in options.copy:
             shutil.copy(file, folder)

@@ -575,29 +575,6 @@ std::vector<std::string> cellsOf(std::string const& line) {
   return line.rfind("| ", 0) == 0 ? cells : std::vector<std::string>();
 }
 
-// Each command of a page prints what stands below it.
-TEST_F(ZtbTool, CommandsOfThePagesPrintWhatThePagesSay) {
-  ztbtest::Variable const path("PATH", (ZTB_TEST_BIN ":" + std::string(getenv("PATH"))).c_str());
-  for (char const* page :
-       {"uris.md", "attributes.md", "programs.md", "mail.md", "command-line.md"}) {
-    std::string command, expected;
-    int commands = 0;
-    for (std::string const& line : linesOf(page)) {
-      bool const isCommand = line.rfind("$ ", 0) == 0;
-      if (!command.empty() && (isCommand || line == "```")) {
-        EXPECT_EQ(expected, ztbtest::shell("cd " + mFolder.path() + " && " + command).output)
-            << page << ": " << command;
-        command.clear();
-        ++commands;
-      } else if (!command.empty()) {
-        expected += line + "\n";
-      }
-      if (isCommand) command = line.substr(2), expected.clear();
-    }
-    EXPECT_NE(0, commands) << page;
-  }
-}
-
 // The tables of URIs: each cell is what the tool shows below the name at the head of its column.
 TEST_F(ZtbTool, TablesOfURIsSayWhatTheToolShows) {
   std::vector<std::string> head;

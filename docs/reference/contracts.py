@@ -16,7 +16,7 @@ import sys
 # The families: header, title, part of the library, examples.
 FAMILIES = {
     "ztbdefs": ("Common definitions", "frame", ()),
-    "ztbinit": ("Lifecycle", "frame", ("startup",)),
+    "ztbinit": ("Lifecycle", "frame", ("typical_road",)),
     "ztbsingleton": ("Singletons", "frame", ("singletons",)),
     "ztbmempool": ("Memory pool", "frame", ("memory_pool",)),
     "ztbmessage": ("Messages", "frame", ("messages",)),

@@ -174,8 +174,8 @@ std::unique_ptr<Database> openDatabase(std::string& reason) {
     settleTexts(*database);
     return database;
   }
-  reason = "There is no message catalog \"" + database->path + "\". " + kLocation + " is \"" +
-           settings.location + "\"; it must name the folder of the message catalogs.";
+  reason = "There is no message catalog \"" + database->path + "\". Catalogs lie where " +
+           kLocation + " or BASE/MESSAGE_PATH says, or else in share/msg below ZTEXEC_HOME.";
   return nullptr;
 }
 
