@@ -155,8 +155,9 @@ class ZTB_API ZtbString {
   int trim(bool left, bool right);
   int trimChar(int codePoint, bool left, bool right);
 
-  // Map the text by the Unicode case mappings. The result may differ in length. False only when
-  // memory ran out, with the string unchanged.
+  // Map the text, each character by itself, as Unicode's simple case mappings say. The number of
+  // characters stays; the number of bytes may change. False only when memory ran out, with the
+  // string unchanged.
   bool lowercase();
   bool uppercase();
 

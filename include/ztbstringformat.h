@@ -38,7 +38,7 @@
 ZTB_API ZtbString ztbStringFormat(char const* format, ...);
 
 // A text of at most 19 characters that no other call gives: not in this process, not in another one
-// of this machine, not after the next boot.
+// of this machine, not after the next boot. Null when memory ran out.
 ZTB_API ZtbString ztbGetUUID();
 
 #endif

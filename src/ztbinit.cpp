@@ -97,6 +97,8 @@ void deriveMessageLocation() {
   if (value[0] == '\0') return;
   ZtbString const share = ztbConcatPath(ZtbString(value, true), ZtbString("share", true));
   ZtbString const location = ztbConcatPath(share, ZtbString("msg", true));
+  // Without memory the variable is left to ztbStartup, rather than set to half a path.
+  if (share.isNull() || location.isNull()) return;
   np_env_set("MARLOVEN_ERROR_LOCATION", location.asCstr());
   messageLocationDerived = true;
 }
