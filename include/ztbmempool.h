@@ -18,7 +18,7 @@
 
 #include "ztbdefs.h"
 
-// The one pool of the process. There are no objects of the class: all its operations are static.
+// The one pool of the process. All operations are static; objects of the class hold nothing.
 class ZTB_API ZtbMemPool {
  public:
   // Takes a block of at least `size` bytes, aligned to 8 bytes, its content unspecified; 0 bytes

@@ -96,8 +96,8 @@ class ZTB_API ZtbAutoSingleton {
   // Detached.
   ZtbAutoSingleton();
 
-  // What the original holds, but no reference of its own. Neither object may be used any more once
-  // the original has given up the last reference.
+  // What the original holds, but no reference of its own. Whichever of the two gives up the last
+  // reference is detached; the other must not be used any more.
   ZtbAutoSingleton(ZtbAutoSingleton const& other);
   ZtbAutoSingleton& operator=(ZtbAutoSingleton const& other);
 
