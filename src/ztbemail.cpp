@@ -234,7 +234,7 @@ bool ZtbEmail::writeSubject() {
 
 bool ZtbEmail::writeBody() {
   if (messages == nullptr || attachments == nullptr) {
-    return fail(ztb_get_message(kSource, __LINE__, kGroup, 29, ""));
+    return fail(ztb_get_message(kSource, __LINE__, kGroup, 444));
   }
   if (messages->empty() && attachments->empty()) return true;
   if (!writeMultipartHeader()) return false;
