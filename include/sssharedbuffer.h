@@ -58,6 +58,7 @@ class ZTB_API SharedBuffer {
   virtual bool prepare(bool forWriting) = 0;
 
  protected:
+  // Buffers go with their manager.
   ~SharedBuffer() = default;
 };
 
@@ -69,6 +70,7 @@ class ZTB_API SharedBufferWaitCallback {
   virtual unsigned char poll() = 0;
 
  protected:
+  // Callbacks belong to the application, and aren't deleted through this class.
   ~SharedBufferWaitCallback() = default;
 };
 
@@ -112,6 +114,7 @@ class ZTB_API SharedBufferManager {
   virtual bool waitForOutputDrained(SharedBufferWaitCallback* callback) = 0;
 
  protected:
+  // Managers end by `destroy`.
   ~SharedBufferManager() = default;
 };
 

@@ -57,9 +57,11 @@ class ZTB_API ZtbDirectoryListing {
     FlagDirectoriesOnly = 2  // only directories and links to directories
   };
 
+  // Without a directory: `init` opens one.
   ZtbDirectoryListing();
   ZtbDirectoryListing(ZtbDirectoryListing const&) = delete;
   ZtbDirectoryListing& operator=(ZtbDirectoryListing const&) = delete;
+  // Closes the directory.
   virtual ~ZtbDirectoryListing();
 
   // Opens the directory at `path` with a sum of Flags; other bits are ignored. False with a message

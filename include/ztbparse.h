@@ -37,6 +37,7 @@ class ZTB_API ZtbParse {
   ZtbParse(ZtbParse const& other);
   ZtbParse& operator=(ZtbParse const& other);
 
+  // Frees the attributes; the strings that were given stay.
   ~ZtbParse();
 
   // Replaces the attributes by those of `text` and makes the error message null. Always true: every

@@ -7,7 +7,7 @@ with the example of the family behind it; a comment in front of declarations des
 up to the next empty line or comment; a comment behind a member describes that. Indented lines are
 code or tables, and stay as they are. Private parts, and what stands behind the end of the public
 interface, are left out. A comment of the public part that describes nothing is an error, since it
-would be missing from the pages.
+would be missing from the pages, and so is a call that nothing describes.
 """
 import pathlib
 import re
@@ -50,6 +50,7 @@ FAMILIES = {
 
 COMMENT = re.compile(r"^\s*//(?: (.*)|)$")
 TRAILING = re.compile(r"^(\s*[^/\s].*?[;,]?)\s+// (.*)$")
+CALL = re.compile(r"\w\(")
 LIST_ITEM = re.compile(r"^\s*(-|\d+\.) ")
 PUBLIC_END = "// The public interface ends here."
 
@@ -165,6 +166,8 @@ class Filter:
                 self.emit(["Can't be copied."])
             elif is_new and comment:
                 self.emit(documentation(comment))
+            elif is_new and CALL.search(line):
+                self.complain(number, "this call has no contract")
             is_used = True
             trailing = TRAILING.match(line)
             if trailing and is_new:

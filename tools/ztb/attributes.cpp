@@ -13,7 +13,9 @@ namespace {
 
 constexpr char kHelp[] =
     "Shows the attributes of each text, or of each line of standard input, one a line as\n"
-    "\"name\" = \"value\", with (null) for what isn't there. docs/attributes.md has the grammar.";
+    "\"name\" = \"value\", with (null) for what isn't there. docs/attributes.md has the "
+    "grammar.\n\n"
+    "  ztb attributes 'server=db1; user=kim; note=one%3B two'";
 
 std::string shown(ZtbString const& text) {
   return text.isNull() ? "(null)" : "\"" + printable(text.asCstr()) + "\"";

@@ -19,6 +19,11 @@ namespace {
 constexpr int kBuffers = 4;
 constexpr int kRowsOfABuffer = 256;
 
+constexpr char kHelp[] =
+    "A client writes rows of variants, a worker reads them and answers with as many, through\n"
+    "buffers that are used again. docs/shared-buffers.md tells how applications do it.\n\n"
+    "  ztb buffers --rows 5000000 --columns 4";
+
 struct Arguments {
   long long rows = 1'000'000;
   int columns = 10;
@@ -132,11 +137,14 @@ int run(Arguments const& arguments) {
 
 Run declareBuffers(CLI::App& app) {
   auto const arguments = std::make_shared<Arguments>();
-  app.add_option("--rows", arguments->rows, "Rows that go there and back; 1,000,000 by default")
-      ->check(CLI::Range(0LL, 1'000'000'000'000LL));
-  app.add_option("--columns", arguments->columns, "Values of a row; 10 by default")
-      ->check(CLI::Range(0, 1000));
-  app.add_flag("--json", arguments->json, "Print JSON");
+  app.add_option("--rows", arguments->rows, "Rows that go there and back (default: 1,000,000)")
+      ->type_name(kNumber)
+      ->check(isBetween(0LL, 1'000'000'000'000LL));
+  app.add_option("--columns", arguments->columns, "Values of a row, 0 to 1000 (default: 10)")
+      ->type_name(kNumber)
+      ->check(isBetween(0, 1000));
+  app.add_flag("--json", arguments->json, "Print a JSON object");
+  app.footer(kHelp);
   return [arguments] {
     chooseHome("");
     Library library;

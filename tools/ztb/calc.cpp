@@ -22,7 +22,9 @@ constexpr char kHelp[] =
     "shells.\n"
     "The result goes to standard output; whether digits were lost on the way to standard error.\n"
     "mod is the remainder to the nearest multiple: 11 mod 3 is -1. floor rounds toward zero.\n"
-    "round(x, 0) leaves x as it is; negative places round to tens, hundreds and so on.";
+    "round(x, 0) leaves x as it is; negative places round to tens, hundreds and so on.\n\n"
+    "  ztb calc '84.03 * 1.19'\n"
+    "  ztb calc 'round(sqrt(2), 10)'";
 
 // Unquoted expressions come in pieces.
 std::string joined(std::vector<std::string> const& pieces) {
@@ -126,8 +128,9 @@ int run(std::string const& expression, Arguments const& arguments) {
 Run declareCalc(CLI::App& app) {
   auto const arguments = std::make_shared<Arguments>();
   takeTexts(app, "EXPRESSION", "What to calculate", 1);
-  app.add_option("--width", arguments->width, "Cut the result to this many characters, 61 at most")
-      ->check(CLI::Range(1, 61));
+  app.add_option("--width", arguments->width, "Cut the result to this many characters, 1 to 61")
+      ->type_name(kNumber)
+      ->check(isBetween(1, 61));
   app.add_flag("--json", arguments->json, "Print a JSON object");
   app.footer(kHelp);
   return [arguments, &app] { return run(joined(textsOf(app)), *arguments); };

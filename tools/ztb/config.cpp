@@ -111,6 +111,14 @@ struct Action {
   int (*run)(Arguments const& arguments);
 };
 
+constexpr char kHelp[] =
+    "An edit leaves all other lines as they were, and the old file is intact until the new one is\n"
+    "safe on the disk. \"set\" makes a file that isn't there. docs/configuration-file.md has the\n"
+    "grammar.\n\n"
+    "  ztb config set app.cfg BASE/TEMP /var/tmp\n"
+    "  ztb config get app.cfg base/temp\n"
+    "  ztb config list app.cfg --json";
+
 constexpr Action kActions[] = {
     {"get", "Print the value of an entry", true, nullptr, true, get},
     {"set", "Change an entry, or add one at the end", true, "The value", false, set},
@@ -122,8 +130,10 @@ constexpr Action kActions[] = {
 
 void declareAction(CLI::App& app, Action const& action, std::shared_ptr<Arguments> const& values) {
   CLI::App* const sub = app.add_subcommand(action.name, action.summary);
-  sub->add_option("file", values->file, "The configuration file")->required();
-  if (action.takesKey) sub->add_option("key", values->key, "The key, in any case")->required();
+  sub->add_option("file", values->file, "The configuration file")->required()->type_name(kFile);
+  if (action.takesKey) {
+    sub->add_option("key", values->key, "The key, in any case")->required()->type_name("KEY");
+  }
   if (action.textHelp != nullptr) {
     sub->add_option("text", values->text, action.textHelp)->required();
   }
@@ -135,6 +145,7 @@ void declareAction(CLI::App& app, Action const& action, std::shared_ptr<Argument
 Run declareConfig(CLI::App& app) {
   auto const arguments = std::make_shared<Arguments>();
   app.require_subcommand(1);
+  app.footer(kHelp);
   for (Action const& action : kActions) declareAction(app, action, arguments);
   return [arguments, &app] {
     chooseHome("");

@@ -18,7 +18,9 @@ constexpr char kHelp[] =
     "\"2.7 --to Integer\" is refused, and \"2.7 --from Real --to Integer\" is 2. Numeric dates "
     "are\n"
     "read in the order of your locale, and shown in the ISO form; a Date converted to String is\n"
-    "written as your locale writes it. \"--\" lets values begin with hyphens.";
+    "written as your locale writes it. \"--\" lets values begin with hyphens.\n\n"
+    "  ztb convert '3 Feb 1989' --to Date\n"
+    "  ztb convert 12.50 --from Real --to Integer";
 
 struct Arguments {
   std::string from = "String";
@@ -100,8 +102,12 @@ int run(std::vector<std::string> const& texts, Arguments const& arguments) {
 Run declareConvert(CLI::App& app) {
   auto const arguments = std::make_shared<Arguments>();
   takeTexts(app, "VALUE...", "What to convert", 1);
-  app.add_option("--to", arguments->to, "The type to convert to")->required()->check(faultOf);
+  app.add_option("--to", arguments->to, "The type to convert to")
+      ->required()
+      ->type_name(kDataType)
+      ->check(faultOf);
   app.add_option("--from", arguments->from, "The type to read the value as (default: String)")
+      ->type_name(kDataType)
       ->check(faultOf);
   app.add_flag("--json", arguments->json, "Print an array of objects");
   app.footer(kHelp);

@@ -11,6 +11,14 @@
 namespace tool {
 namespace {
 
+constexpr char kHelp[] =
+    "Reads a date in any usual form, and shows it in the ISO form, as your locale writes it, with\n"
+    "its weekday and as the number that programs keep. A text that names no day is refused.\n"
+    "Numeric dates such as 3/2/89 are read in the order of your locale. docs/dates.md has the\n"
+    "grammar.\n\n"
+    "  ztb date '3 Feb 1989 7:05:06 PM'\n"
+    "  ztb date now --json";
+
 struct Arguments {
   std::string text;
   bool json = false;
@@ -51,8 +59,9 @@ int run(Arguments const& arguments) {
 
 Run declareDate(CLI::App& app) {
   auto const arguments = std::make_shared<Arguments>();
-  app.add_option("text", arguments->text, "A date text, or now")->required();
+  app.add_option("text", arguments->text, "A date text, or now")->required()->type_name("DATE");
   app.add_flag("--json", arguments->json, "Print a JSON object");
+  app.footer(kHelp);
   return [arguments] { return run(*arguments); };
 }
 

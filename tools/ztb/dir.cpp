@@ -11,6 +11,12 @@
 namespace tool {
 namespace {
 
+constexpr char kHelp[] =
+    "An entry a line, in the order of the names' bytes: when it changed, d for a folder, r- for "
+    "what\n"
+    "can't be written, its bytes, its name.\n\n"
+    "  ztb dir /var/log --json";
+
 struct Arguments {
   std::string path = ".";
   bool all = false;
@@ -60,10 +66,12 @@ int run(Arguments const& arguments) {
 
 Run declareDir(CLI::App& app) {
   auto const arguments = std::make_shared<Arguments>();
-  app.add_option("path", arguments->path, "The folder (default: the current one)");
+  app.add_option("path", arguments->path, "The folder (default: the current one)")
+      ->type_name(kFolder);
   app.add_flag("--all", arguments->all, "With the entries . and ..");
   app.add_flag("--folders", arguments->foldersOnly, "Folders only");
   app.add_flag("--json", arguments->json, "Print a JSON array");
+  app.footer(kHelp);
   return [arguments] { return run(*arguments); };
 }
 

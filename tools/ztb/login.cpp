@@ -145,14 +145,14 @@ int run(Arguments arguments) {
 
 Run declareLogin(CLI::App& app) {
   auto const arguments = std::make_shared<Arguments>();
-  app.add_option("user", arguments->user, "The user's name")->required();
+  app.add_option("user", arguments->user, "The user's name")->required()->type_name("NAME");
   app.add_option("--location", arguments->location, "Where the users are, such as file:PATH")
+      ->type_name("PLACE")
       ->check(CLI::Validator(holdsNoSecret, ""));
-  app.add_option("--home", arguments->home,
-                 "Home of the installation (default: ZTEXEC_HOME, or the one beside the tool)")
-      ->check(CLI::ExistingDirectory);
+  app.add_option("--home", arguments->home, kHomeHelp)->type_name(kFolder)->check(isFolder());
   app.add_option("--domain", arguments->domains,
                  "Show the user's name in this domain too; may be repeated")
+      ->type_name("DOMAIN")
       ->allow_extra_args(false);
   addSecretOption(app, "password-fd", arguments->password,
                   "Read the password from this file descriptor");

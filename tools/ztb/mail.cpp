@@ -219,13 +219,17 @@ void checkCommand(Arguments const& arguments) {
 
 Run declareMail(CLI::App& app) {
   auto const arguments = std::make_shared<Arguments>();
-  app.add_option("--to", arguments->to, "Recipients, separated by commas")->required();
-  app.add_option("--from", arguments->from, "Sender (default: what the mail program puts in)");
+  app.add_option("--to", arguments->to, "Recipients, separated by commas")
+      ->required()
+      ->type_name("RECIPIENTS");
+  app.add_option("--from", arguments->from, "Sender (default: what the mail program puts in)")
+      ->type_name("SENDER");
   app.add_option("--subject", arguments->subject, "Subject, which may be empty")->required();
   app.add_option("--text", arguments->texts,
                  "A text; - is standard input; may be repeated, each is a part of the mail")
       ->allow_extra_args(false);
   app.add_option("--attach", arguments->attachments, "A file to attach; may be repeated")
+      ->type_name(kFile)
       ->allow_extra_args(false);
   app.add_option("--command", arguments->command, "The mail program's command, a template")
       ->type_name("TEMPLATE");

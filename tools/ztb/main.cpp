@@ -7,17 +7,14 @@
 #include <cerrno>
 #include <cstdio>
 #include <exception>
+#include <optional>
 #include <string_view>
 
 #include "tool.h"
 
 namespace {
 
-struct Command {
-  char const* name;
-  char const* summary;
-  tool::Declare declare;
-};
+using tool::Command;
 
 // A new subcommand is one line here and one source beside this one.
 constexpr Command kCommands[] = {
@@ -117,6 +114,7 @@ int runAlone(int argc, char** argv) {
       "ztb");
   app.require_subcommand(1);
   app.set_version_flag("--version", "ztb " ZTB_VERSION);
+  app.footer("\"ztb SUBCOMMAND --help\" tells about one of them, with examples.");
   for (Command const& command : kCommands) app.add_subcommand(command.name, command.summary);
   try {
     app.parse(argc, argv);
@@ -129,10 +127,30 @@ int runAlone(int argc, char** argv) {
   return kWrongUsage;
 }
 
+// What the build makes of the subcommands' declarations. Not for users, and so not in the help.
+std::optional<tool::Run> makerOf(int argc, char** argv) {
+  std::vector<Command> const commands(std::begin(kCommands), std::end(kCommands));
+  std::string_view const name = argc > 1 ? argv[1] : "";
+  if (argc == 3 && name == "--write-manual") {
+    return [commands, folder = std::string(argv[2])] {
+      tool::writeManual(commands, folder);
+      return 0;
+    };
+  }
+  if (argc == 2 && name == "--print-completion") {
+    return [commands] {
+      tool::printCompletion(commands);
+      return 0;
+    };
+  }
+  return std::nullopt;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   reserveStreams();
+  if (auto const make = makerOf(argc, argv)) return finish(argv[1], *make);
   for (Command const& command : kCommands) {
     if (argc > 1 && std::string_view(argv[1]) == command.name) {
       return runCommand(command, argc - 1, argv + 1);

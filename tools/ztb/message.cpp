@@ -15,6 +15,12 @@
 namespace tool {
 namespace {
 
+constexpr char kHelp[] =
+    "Shows the text that applications show, with the arguments filled in. docs/messages.md lists\n"
+    "the messages, and tells how to translate them.\n\n"
+    "  ztb message 'Base Services' 1353 app.cfg 'Permission denied'\n"
+    "  ztb message --locale de --level 1 'Base Services' 446 /tmp/x";
+
 struct Arguments {
   std::string home;
   std::string locale;
@@ -83,16 +89,21 @@ int run(Arguments const& arguments) {
 Run declareMessage(CLI::App& app) {
   auto const arguments = std::make_shared<Arguments>();
   app.add_option("group", arguments->group, "Group of the message, such as 'Base Services'")
-      ->required();
-  app.add_option("number", arguments->number, "Number of the message in its group")->required();
+      ->required()
+      ->type_name(kGroup);
+  app.add_option("number", arguments->number, "Number of the message in its group")
+      ->required()
+      ->type_name(kNumber);
   app.add_option("argument", arguments->values, "What is filled in, in the message's order");
-  app.add_option("--home", arguments->home, "Home of the installation")
-      ->check(CLI::ExistingDirectory);
-  app.add_option("--locale", arguments->locale, "Locale of the text, such as de");
+  app.add_option("--home", arguments->home, kHomeHelp)->type_name(kFolder)->check(isFolder());
+  app.add_option("--locale", arguments->locale, "Locale of the text, such as de")
+      ->type_name(kLocale);
   app.add_option("--level", arguments->level,
                  "0 the text, 1 with group and number, 2 with source and line")
-      ->check(CLI::Range(0, 2));
+      ->type_name(kNumber)
+      ->check(isBetween(0, 2));
   app.add_flag("--json", arguments->json, "Print a JSON object");
+  app.footer(kHelp);
   return [arguments] { return run(*arguments); };
 }
 

@@ -15,6 +15,13 @@
 namespace tool {
 namespace {
 
+constexpr char kHelp[] =
+    "An option a line, as key = value [origin]; the origin is a file with the line, the\n"
+    "environment, the command or start-up itself. Passwords behind \"pass=\" aren't shown.\n"
+    "docs/startup.md has the order of the sources.\n\n"
+    "  ztb options --home /opt/suite/home --filter 'BASE/*'\n"
+    "  ztb options --set BASE/TEMP=/scratch --filter 'BASE/T*'";
+
 struct Arguments {
   std::string home;
   std::string user;
@@ -115,18 +122,22 @@ std::string fitsUserPath(std::string const& path) {
 
 Run declareOptions(CLI::App& app) {
   auto const arguments = std::make_shared<Arguments>();
-  app.add_option("--home", arguments->home,
-                 "Home of the installation (default: ZTEXEC_HOME, or the one beside the tool)")
-      ->check(CLI::ExistingDirectory);
+  app.add_option("--home", arguments->home, kHomeHelp)->type_name(kFolder)->check(isFolder());
   app.add_option("--user", arguments->user, "User folder, read after the home's etc")
-      ->check(CLI::Validator(fitsUserPath, "PATH"));
+      ->type_name(kFolder)
+      ->check(CLI::Validator(fitsUserPath, ""));
   app.add_option("--file", arguments->files, "Further configuration file; may be repeated")
+      ->type_name(kFile)
       ->allow_extra_args(false);
   app.add_option("--set", arguments->settings, "Option that overrides all; may be repeated")
+      ->type_name("KEY=VALUE")
       ->check(nameAndValue("KEY=VALUE"))
       ->allow_extra_args(false);
-  app.add_option("--filter", arguments->filter, "Show only keys that match, such as 'BASE/*'");
+  app.add_option("--filter", arguments->filter,
+                 "Show only keys that match, in any case, such as 'BASE/*'")
+      ->type_name("PATTERN");
   app.add_flag("--json", arguments->json, "Print a JSON array");
+  app.footer(kHelp);
   return [arguments] { return run(*arguments); };
 }
 

@@ -193,7 +193,9 @@ constexpr char kHelp[] =
     "The list has a line for each key of either file, with both values. Marks: * the overlay has\n"
     "another value, = it has the same one, + only the overlay has the key. Edits change the "
     "overlay\n"
-    "alone; one that isn't there yet is made.";
+    "alone; one that isn't there yet is made.\n\n"
+    "  ztb overlay shipped.cfg mine.cfg\n"
+    "  ztb overlay shipped.cfg mine.cfg set BASE/TEMP /scratch";
 
 }  // namespace
 
@@ -201,14 +203,17 @@ Run declareOverlay(CLI::App& app) {
   auto const values = std::make_shared<Arguments>();
   app.footer(kHelp);
   app.add_option("base", values->base, "The configuration file below, which is only read")
-      ->required();
-  app.add_option("overlay", values->overlay, "The configuration file with the changes")->required();
+      ->required()
+      ->type_name(kFile);
+  app.add_option("overlay", values->overlay, "The configuration file with the changes")
+      ->required()
+      ->type_name(kFile);
   app.require_subcommand(0, 1);
   CLI::Option const* const json = app.add_flag("--json", values->json, "Print JSON");
   app.add_subcommand("list", "Print all entries with both values")->fallthrough();
   for (Action const& action : kActions) {
     CLI::App* const sub = app.add_subcommand(action.name, action.summary);
-    sub->add_option("key", values->key, "The key, in any case")->required();
+    sub->add_option("key", values->key, "The key, in any case")->required()->type_name("KEY");
     if (action.textHelp != nullptr) {
       sub->add_option("text", values->text, action.textHelp)->required();
     }

@@ -129,7 +129,8 @@ Run declareEncode(CLI::App& app) {
       std::string(kKeyHelp) +
       "The password is asked for at the terminal and not shown; programs give it through a\n"
       "file descriptor. The encoded form is for configuration files: applications decode it\n"
-      "with ztbSubjectDecodePW.");
+      "with ztbSubjectDecodePW.\n\n"
+      "  ztb encode --password-fd 3 3<password.txt");
   return [place] { return encode(*place); };
 }
 

@@ -22,7 +22,9 @@ constexpr char kHelp[] =
     "a\n"
     "name (:1). Blanks and NULs around a field's text are padding and left out. CSV begins with a\n"
     "line of the names and quotes as RFC 4180 says; with --json each record is an object in a "
-    "line.";
+    "line.\n"
+    "docs/fixed-width-files.md has more.\n\n"
+    "  ztb records stock.dat --length 20 --fields id:4,name:10,price:5,:1";
 
 constexpr int kLongestRecord = 1 << 27;
 constexpr long long kMostRecords = 1'000'000'000'000'000'000;
@@ -263,19 +265,23 @@ std::string encodingFault(std::string const& name) {
 
 Run declareRecords(CLI::App& app) {
   auto const arguments = std::make_shared<Arguments>();
-  // The help needn't show the limit, which is there for numbers that no integer holds.
-  CLI::Validator const isCount = CLI::Range(0LL, kMostRecords).description("NONNEGATIVE");
-  app.add_option("file", arguments->file, "The file of records")->required();
+  CLI::Validator const isCount = isBetween(0LL, kMostRecords);
+  app.add_option("file", arguments->file, "The file of records")->required()->type_name(kFile);
   app.add_option("--length", arguments->length, "The bytes of a record")
       ->required()
-      ->check(CLI::Range(1, kLongestRecord));
+      ->type_name(kNumber)
+      ->check(isBetween(1, kLongestRecord));
   app.add_option("--fields", arguments->fieldsText, "The fields, NAME:BYTES,NAME:BYTES,...")
-      ->required();
+      ->required()
+      ->type_name("FIELDS");
   app.add_option("--encoding", arguments->encoding, "Its encoding (default: detected)")
+      ->type_name(kEncoding)
       ->check(encodingFault);
   app.add_option("--from", arguments->from, "The first record, counted from 0 (default: 0)")
+      ->type_name(kNumber)
       ->check(isCount);
   app.add_option("--count", arguments->count, "How many records at most (default: all)")
+      ->type_name(kNumber)
       ->check(isCount);
   app.add_flag("--padded", arguments->padded, "Keep the padding of the fields");
   auto* const json = app.add_flag("--json", arguments->json, "Print a JSON object a line");

@@ -117,13 +117,14 @@ Run declareRun(CLI::App& app) {
   app.add_option("--env", arguments->environment,
                  "Entry of the program's environment, which then holds these entries alone, "
                  "without PATH; may be repeated")
+      ->type_name("K=V")
       ->check(nameAndValue("K=V"))
       ->allow_extra_args(false);
   app.add_flag("--capture", arguments->capture,
                "Collect output and error output, and print the first 8 KB as one line");
   app.add_option("--wait", arguments->wait, "Seconds to wait at most (default: without limit)")
-      ->check(CLI::Range(0, INT_MAX))
-      ->type_name("S");
+      ->check(isBetween(0, INT_MAX))
+      ->type_name("SECONDS");
   app.add_flag("--json", arguments->json, "Print a JSON object, with what --capture collects");
   describeTexts(app, "CMD...", "The program and its arguments");
   app.prefix_command();

@@ -193,8 +193,8 @@ void Secret::cut(std::size_t length) {
 void addSecretOption(CLI::App& app, std::string const& name, SecretPlace& place,
                      std::string const& description) {
   app.add_option("--" + name, place.descriptor, description)
-      ->check(CLI::Range(0, 1 << 20))
-      ->type_name("N");
+      ->check(isBetween(0, 1 << 20))
+      ->type_name(kNumber);
 }
 
 Secret takeSecret(std::string const& what, SecretPlace place) {

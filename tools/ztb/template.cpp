@@ -172,15 +172,18 @@ int run(Arguments const& arguments) {
 Run declareTemplate(CLI::App& app) {
   auto const arguments = std::make_shared<Arguments>();
   app.add_option("file", arguments->file, "The template, in UTF-8; - is standard input")
-      ->required();
+      ->required()
+      ->type_name(kFile);
   auto* const set = app.add_option("--set", arguments->settings,
                                    "Value of a variable; may be repeated, the last one counts")
+                        ->type_name("NAME=VALUE")
                         ->check(nameAndValue("NAME=VALUE"))
                         ->allow_extra_args(false);
   auto* const missing =
       app.add_option("--missing", arguments->missing,
                      "What a variable without a value does: fail (the default), or empty")
-          ->check(CLI::IsMember({"fail", "empty"}));
+          ->type_name("fail|empty")
+          ->check(CLI::IsMember({"fail", "empty"}).description(""));
   app.add_flag("--list", arguments->list, "Print the variables instead, sorted by name")
       ->excludes(set)
       ->excludes(missing);

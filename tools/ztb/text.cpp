@@ -15,6 +15,15 @@
 namespace tool {
 namespace {
 
+constexpr char kHelp[] =
+    "Without --to it shows encoding, byte-order mark, line ends and sizes. The encoding is found "
+    "by\n"
+    "the mark, or else is UTF-8 if the text is that, or else the one of your locale (Windows-1252\n"
+    "where that is UTF-8). A character that --to lacks is refused. docs/text-files.md lists the\n"
+    "encodings.\n\n"
+    "  ztb text menu.txt\n"
+    "  ztb text menu.txt --from windows-1252 --to UTF-8 --output menu-utf8.txt";
+
 struct Arguments {
   std::string file;
   std::string from;
@@ -202,15 +211,25 @@ int convert(Arguments const& arguments) {
 
 }  // namespace
 
+std::vector<std::string> encodingNames() {
+  std::vector<std::string> names;
+  for (int i = 0; np_uchar_encname(i) != nullptr; ++i) names.emplace_back(np_uchar_encname(i));
+  return names;
+}
+
 Run declareText(CLI::App& app) {
   auto const arguments = std::make_shared<Arguments>();
-  app.add_option("file", arguments->file, "The text file")->required();
-  app.add_option("--from", arguments->from, "Its encoding (default: detected)");
-  auto* const to = app.add_option("--to", arguments->to,
-                                  "Write the text in this encoding, with LF at line ends");
+  app.add_option("file", arguments->file, "The text file")->required()->type_name(kFile);
+  app.add_option("--from", arguments->from, "Its encoding (default: detected)")
+      ->type_name(kEncoding);
+  auto* const to =
+      app.add_option("--to", arguments->to, "Write the text in this encoding, with LF at line ends")
+          ->type_name(kEncoding);
   app.add_option("--output", arguments->output, "Where --to writes (default: standard output)")
+      ->type_name(kFile)
       ->needs(to);
   app.add_flag("--json", arguments->json, "Print a JSON object")->excludes(to);
+  app.footer(kHelp);
   return [arguments] {
     chooseHome("");
     Library library;

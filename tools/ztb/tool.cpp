@@ -143,7 +143,11 @@ CLI::Validator nameAndValue(std::string const& form) {
     bool const isGood = equals != std::string::npos && equals > 0;
     return isGood ? std::string() : "write it as " + form + ": " + printable(text);
   };
-  return {check, form};
+  return {check, ""};
+}
+
+CLI::Validator isFolder() {
+  return CLI::Validator(CLI::ExistingDirectory).description("");
 }
 
 std::string printable(std::string_view text) {

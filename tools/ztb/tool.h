@@ -24,6 +24,28 @@ using Run = std::function<int()>;
 // Declares a subcommand's options below `app` and gives what runs it.
 using Declare = Run (*)(CLI::App& app);
 
+struct Command {
+  char const* name;
+  char const* summary;
+  Declare declare;
+};
+
+// What options and arguments take, as type names of CLI11: the help shows the word, and the shell's
+// completion knows the values. Any other word stands for a text that only the user knows.
+inline constexpr char kFile[] = "FILE";
+inline constexpr char kFolder[] = "DIR";
+inline constexpr char kEncoding[] = "ENCODING";
+inline constexpr char kDataType[] = "TYPE";
+inline constexpr char kLocale[] = "LOCALE";
+inline constexpr char kGroup[] = "GROUP";
+inline constexpr char kScheme[] = "SCHEME";
+inline constexpr char kProgram[] = "CMD";
+inline constexpr char kNumber[] = "N";
+
+// The line of the help that all options for a home have.
+inline constexpr char kHomeHelp[] =
+    "Home of the installation (default: ZTEXEC_HOME, or the one beside the tool)";
+
 Run declareAttributes(CLI::App& app);
 Run declareBuffers(CLI::App& app);
 Run declareCalc(CLI::App& app);
@@ -47,6 +69,15 @@ Run declareUnprotect(CLI::App& app);
 Run declareUri(CLI::App& app);
 Run declareUsers(CLI::App& app);
 
+// The preferred names of all encodings, by their numbers.
+std::vector<std::string> encodingNames();
+
+// Writes a manual page for the tool and one for each command into `folder`, which it makes.
+void writeManual(std::vector<Command> const& commands, std::string const& folder);
+
+// Prints the completion of the tool's arguments as bash wants it.
+void printCompletion(std::vector<Command> const& commands);
+
 // Lets `app` take texts of any form, at least `least` of them: also such as "-.5", "-(2)" and
 // "[a,b]", which declared arguments refuse or take apart. What looks like a long option is wrong
 // usage unless "--" stands before it. `name` and `description` are for the help.
@@ -57,8 +88,15 @@ std::vector<std::string> textsOf(CLI::App const& app);
 // Declares the arguments that `app` takes as extras, for the help alone.
 void describeTexts(CLI::App& app, std::string const& name, std::string const& description);
 
-// Lets an option take a name that isn't empty, "=" and a value. `form` is how the help writes it.
+// Lets an option take a name that isn't empty, "=" and a value. `form` is how messages write it.
 CLI::Validator nameAndValue(std::string const& form);
+
+// The checks of CLI11 without their words for the help, which has those of the type names.
+CLI::Validator isFolder();
+template <class Number>
+CLI::Validator isBetween(Number least, Number most) {
+  return CLI::Range(least, most).description("");
+}
 
 // Ends the command with exit code 1 and this text on stderr: what went wrong, and what to do.
 class Refused : public std::runtime_error {

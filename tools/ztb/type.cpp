@@ -21,7 +21,9 @@ constexpr char kHelp[] =
     "column: Integer if all values are, Real if all are integers and reals, else the type that "
     "all\n"
     "have, else String. Empty lines don't count. The line that made the column wider is shown.\n"
-    "Numeric dates are read in the order of your locale. \"--\" lets texts begin with hyphens.";
+    "Numeric dates are read in the order of your locale. \"--\" lets texts begin with hyphens.\n\n"
+    "  ztb type 12 1.5E3 '3 Feb 1989'\n"
+    "  cut -d, -f2 prices.csv | ztb type";
 
 constexpr std::array<char const*, 5> kTypeNames = {"Boolean", "Integer", "Real", "Date", "String"};
 

@@ -23,7 +23,9 @@ constexpr char kHelp[] =
     "Shows family, components and texts of each URI, or of each line of standard input. Quote "
     "URIs:\n"
     "\"(\", \"?\", \"#\" and \"'\" mean something to shells. docs/uris.md has the grammar.\n"
-    "\"ztb uri build --help\" tells how to make one from its components.";
+    "\"ztb uri build --help\" tells how to make one from its components.\n\n"
+    "  ztb uri 'ztr://sales/2026/orders(Table)'\n"
+    "  ztb uri build ztwt --table orders --column id=Integer:7";
 
 // A file in memory, which has a path as long as it is open.
 class MemoryFile {

@@ -59,10 +59,10 @@ constexpr Option kOptions[] = {
     {"--server", kData, "Server of a ztf URI"},
     {"--source", kData, "Source of a ztd or ztf URI"},
     {"--source-type", kData, "Type of the source"},
-    {"--part1", kData, "Parts of the place in the source"},
-    {"--part2", kData, ""},
-    {"--part3", kData, ""},
-    {"--part4", kData, ""},
+    {"--part1", kData, "First part of the place in the source"},
+    {"--part2", kData, "Second part"},
+    {"--part3", kData, "Third part"},
+    {"--part4", kData, "Last part"},
     {"--table", kWorkTable, "Table of a ztwt URI"},
     {"--column", kWorkTable, "A column of a ztwt URI; may be repeated"},
     {"--start", kWorkTable, "First row"},
@@ -197,10 +197,14 @@ void declareOption(CLI::App& app, Option const& option, std::shared_ptr<Argument
   std::string const name = option.name;
   CLI::Option* declared;
   if (name == "--column") {
-    declared = app.add_option(name, given->columns)->check(faultOf)->allow_extra_args(false);
+    declared = app.add_option(name, given->columns)
+                   ->type_name("COLUMN")
+                   ->check(faultOf)
+                   ->allow_extra_args(false);
   } else if (name == "--start" || name == "--count") {
     declared = app.add_option(name, name == "--start" ? given->start : given->count)
-                   ->check(CLI::NonNegativeNumber);
+                   ->type_name(kNumber)
+                   ->check(CLI::Validator(CLI::NonNegativeNumber).description(""));
   } else {
     declared = app.add_option_function<std::string>(
         name, [given, name](std::string const& text) { given->components[name] = text; });
@@ -212,7 +216,9 @@ void declareOption(CLI::App& app, Option const& option, std::shared_ptr<Argument
 
 Run declareUriBuild(CLI::App& app) {
   auto const given = std::make_shared<Arguments>();
-  app.add_option("SCHEME", given->scheme, "ztr, ztd, ztf, ztwt or any other")->required();
+  app.add_option("SCHEME", given->scheme, "ztr, ztd, ztf, ztwt or any other")
+      ->required()
+      ->type_name(kScheme);
   for (Option const& option : kOptions) declareOption(app, option, given);
   app.add_flag("--escaped", given->escaped, "Print the escaped text");
   app.add_flag("--json", given->json, "Print all of it as a JSON object");

@@ -354,8 +354,10 @@ void addPasswordOptions(CLI::App& app, Arguments& arguments) {
 }
 
 void declareAdd(CLI::App& app, Arguments& arguments) {
-  app.add_option("--domain", arguments.domain, "The domain that vouches for the user");
-  app.add_option("--resolved", arguments.resolved, "The name that the user's name stands for");
+  app.add_option("--domain", arguments.domain, "The domain that vouches for the user")
+      ->type_name("DOMAIN");
+  app.add_option("--resolved", arguments.resolved, "The name that the user's name stands for")
+      ->type_name("NAME");
   addPasswordOptions(app, arguments);
 }
 
@@ -370,8 +372,11 @@ void declarePassword(CLI::App& app, Arguments& arguments) {
 }
 
 void declareCredential(CLI::App& app, Arguments& arguments) {
-  app.add_option("domain", arguments.domain, "The domain of the credential")->required();
-  app.add_option("--as", arguments.as, "The user's name in that domain (default: the same)");
+  app.add_option("domain", arguments.domain, "The domain of the credential")
+      ->required()
+      ->type_name("DOMAIN");
+  app.add_option("--as", arguments.as, "The user's name in that domain (default: the same)")
+      ->type_name("NAME");
   app.add_flag("--remove", arguments.removes, "Remove the credential for the domain");
   addSecretOption(app, "credential-fd", arguments.credential,
                   "Read the password for the domain from this file descriptor");
@@ -408,8 +413,9 @@ Run declareUsers(CLI::App& app) {
   app.footer(kHelp);
   for (Action const& action : kActions) {
     CLI::App* const sub = app.add_subcommand(action.name, action.summary);
-    sub->add_option("file", arguments->file, "The file of users")->required();
-    if (action.run != list) sub->add_option("user", arguments->user, "The name")->required();
+    sub->add_option("file", arguments->file, "The file of users")->required()->type_name(kFile);
+    if (action.run != list)
+      sub->add_option("user", arguments->user, "The name")->required()->type_name("NAME");
     action.declare(*sub, *arguments);
   }
   return [arguments, &app] {
