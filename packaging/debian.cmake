@@ -17,7 +17,13 @@ endfunction()
 ztb_remove_rpath(bin/ztb debian_tools)
 ztb_remove_rpath(lib/${CMAKE_LIBRARY_ARCHITECTURE}/ztbcpp31/ztbdeps31.so debian_runtime)
 
+# Manual pages come compressed; -n keeps the time of the build out.
 find_program(GZIP gzip REQUIRED)
+install(CODE "
+  file(GLOB pages \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/share/man/man1/*.1\")
+  execute_process(COMMAND ${GZIP} -9n \${pages} COMMAND_ERROR_IS_FATAL ANY)"
+  COMPONENT debian_tools EXCLUDE_FROM_ALL)
+
 set(CHANGELOG ${CMAKE_CURRENT_BINARY_DIR}/changelog.Debian.gz)
 add_custom_command(OUTPUT ${CHANGELOG}
   COMMAND ${GZIP} -9nc ${CMAKE_CURRENT_SOURCE_DIR}/changelog > ${CHANGELOG}
@@ -50,25 +56,29 @@ set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
 set(CPACK_COMPONENT_DEBIAN_DEVELOPMENT_DEPENDS debian_runtime)
 set(CPACK_COMPONENT_DEBIAN_TOOLS_DEPENDS debian_runtime)
 
-set(about "ztbcpp31 gives every process of a data-management suite its common footing: strings, exact
-decimals, dates and variants, layered configuration, messages and logging, text files, URIs,
-templates, programs and mail, and shared row buffers.")
+set(about "ztbcpp31 gives every process of a data-management suite its common
+footing: strings, exact decimals, dates and variants, layered
+configuration, messages and logging, text files, URIs, templates,
+programs and mail, and shared row buffers.")
 set(CPACK_DEBIAN_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_DEBIAN_RUNTIME_DESCRIPTION "base library of a data-management suite
 ${about}
 
-This package has the shared library, the module that start-up loads, and a small home.")
+This package has the shared library, the module that start-up loads, and
+a small home.")
 set(CPACK_DEBIAN_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS "pkg-config, cmake, ztbcpp31-tools")
 set(CPACK_DEBIAN_DEBIAN_DEVELOPMENT_DESCRIPTION "base library of a data-management suite - development files
 ${about}
 
-This package has the headers, what CMake and pkg-config need, the documentation, and examples.")
+This package has the headers, what CMake and pkg-config need, the
+documentation, and examples.")
 set(CPACK_DEBIAN_DEBIAN_TOOLS_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_DEBIAN_TOOLS_DESCRIPTION "base library of a data-management suite - command-line tool
 ${about}
 
-This package has ztb, which shows and edits what applications see through the library.")
+This package has ztb, which shows and edits what applications see
+through the library.")
 
 configure_file(shlibs.in shlibs @ONLY)
 set(CPACK_DEBIAN_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA
