@@ -60,46 +60,76 @@ Literal readLiteral(char const* percent) {
   return {behind + 1, next, *next != '\0' ? next + 1 : next};
 }
 
+// What appends gives false when memory ran out, or the text is longer than a string can be.
+
 // A run ends at a percent sign or the terminator, so that it never ends inside a character.
-void appendRun(ZtbString& result, char const* begin, char const* end) {
-  if (begin == end || end - begin > INT_MAX) return;
-  result.append(begin, static_cast<int>(np_uchar_tell(begin, end)), nullptr);
+bool appendRun(ZtbString& result, char const* begin, char const* end) {
+  if (begin == end) return true;
+  if (end - begin > INT_MAX) return false;
+  bool failed = false;
+  result.append(begin, static_cast<int>(np_uchar_tell(begin, end)), &failed);
+  return !failed;
+}
+
+bool appendString(ZtbString& result, ZtbString const& string) {
+  bool failed = false;
+  result.append(string, &failed);
+  return !failed;
+}
+
+bool appendText(ZtbString& result, char const* text) {
+  bool failed = false;
+  result.append(text, &failed);
+  return !failed;
 }
 
 template <class Number>
-void appendNumber(ZtbString& result, Number number) {
+bool appendNumber(ZtbString& result, Number number) {
   ZtbString text;
   text.assign(number);
-  result.append(text, nullptr);
+  return !text.isNull() && appendString(result, text);
 }
 
 // Takes an argument from the list, where it has one, and appends it.
-void appendArgument(ZtbString& result, Argument argument, va_list* arguments) {
+bool appendArgument(ZtbString& result, Argument argument, va_list* arguments) {
   switch (argument) {
     case Argument::kText:
-      result.append(va_arg(*arguments, char const*), nullptr);
-      break;
-    case Argument::kString:
-      if (auto const* string = va_arg(*arguments, ZtbString const*)) {
-        result.append(*string, nullptr);
-      }
-      break;
+      return appendText(result, va_arg(*arguments, char const*));
+    case Argument::kString: {
+      auto const* const string = va_arg(*arguments, ZtbString const*);
+      return string == nullptr || appendString(result, *string);
+    }
     case Argument::kInt:
-      appendNumber(result, static_cast<__int64>(va_arg(*arguments, int)));
-      break;
+      return appendNumber(result, static_cast<__int64>(va_arg(*arguments, int)));
     case Argument::kUnsigned:
-      appendNumber(result, static_cast<unsigned __int64>(va_arg(*arguments, unsigned)));
-      break;
+      return appendNumber(result, static_cast<unsigned __int64>(va_arg(*arguments, unsigned)));
     case Argument::kInt64:
-      appendNumber(result, va_arg(*arguments, __int64));
-      break;
+      return appendNumber(result, va_arg(*arguments, __int64));
     case Argument::kUnsigned64:
-      appendNumber(result, va_arg(*arguments, unsigned __int64));
-      break;
+      return appendNumber(result, va_arg(*arguments, unsigned __int64));
     case Argument::kDouble:
-      appendNumber(result, va_arg(*arguments, double));
-      break;
+      return appendNumber(result, va_arg(*arguments, double));
   }
+  return true;
+}
+
+bool appendFormat(ZtbString& result, char const* format, va_list* arguments) {
+  char const* run = format;
+  char const* scan = format;
+  while (char const* const percent = std::strchr(scan, '%')) {
+    char const* const spelling = skipNeedlessLs(percent + 1);
+    if (Directive const* const directive = findDirective(spelling)) {
+      if (!appendRun(result, run, percent)) return false;
+      if (!appendArgument(result, directive->argument, arguments)) return false;
+      run = scan = spelling + directive->spelling.size();
+    } else {
+      Literal const literal = readLiteral(percent);
+      if (!appendRun(result, run, literal.runEnd)) return false;
+      run = literal.next;
+      scan = literal.scan;
+    }
+  }
+  return appendRun(result, run, run + std::strlen(run));
 }
 
 }  // namespace
@@ -109,23 +139,8 @@ ZtbString ztbStringFormat(char const* format, ...) {
   if (!format) return result;
   va_list arguments;
   va_start(arguments, format);
-  char const* run = format;
-  char const* scan = format;
-  while (char const* const percent = std::strchr(scan, '%')) {
-    char const* const spelling = skipNeedlessLs(percent + 1);
-    if (Directive const* const directive = findDirective(spelling)) {
-      appendRun(result, run, percent);
-      appendArgument(result, directive->argument, &arguments);
-      run = scan = spelling + directive->spelling.size();
-    } else {
-      Literal const literal = readLiteral(percent);
-      appendRun(result, run, literal.runEnd);
-      run = literal.next;
-      scan = literal.scan;
-    }
-  }
+  if (!appendFormat(result, format, &arguments)) result.setNull();
   va_end(arguments);
-  appendRun(result, run, run + std::strlen(run));
   return result;
 }
 
