@@ -32,8 +32,8 @@
 //
 // Never fails. Without a text, that is before ztbStartup, or if the catalog has none that fits the
 // arguments, the result names group, number and arguments in English. A number that isn't declared
-// has a text only if that needs no arguments; arguments passed with it are ignored. While the
-// library is down, and when memory runs out, the result is a null string.
+// has a text only if that needs no arguments; arguments passed with it are ignored. When memory
+// runs out the result is "Out of memory"; while the library is down it is a null string.
 //
 //   ZtbString text = ztb_get_message("myreader", __LINE__, "Base Services", 1353, path, reason);
 ZTB_API ZtbString ztb_get_message(char const* source, int line, char const* group, int number, ...);
