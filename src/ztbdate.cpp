@@ -207,22 +207,29 @@ ZtbString ZtbDate::asString(bool iso) const {
     return localeText(brokenDownTime(year, month, day, hour, minute, second), L"%x %X");
   }
   ZtbString const early = asStringHard(year, month, day, hour, minute, second);
-  return early.length() > 0 ? early : isoText(year, month, day, hour, minute, second);
+  if (early.isNull() || early.length() > 0) return early;
+  return isoText(year, month, day, hour, minute, second);
 }
 
+// Null as asString is, and empty if the locale's way isn't known.
 ZtbString ZtbDate::asStringHard(int year, int month, int day, int hour, int minute,
                                 int second) const {
   ZtbDate const sample(1989, 2, 3, 19, 5, 6);
-  char const* const format = formatForSample(sample.asString(false));
-  if (format == nullptr) return ZtbString();
+  ZtbString const shown = sample.asString(false);
+  if (shown.isNull()) return shown;
+  char const* const format = formatForSample(shown);
+  if (format == nullptr) return ZtbString("", true);
   char date[kTextBytes];
   ztmsg13_util_printf(date, kTextBytes, format, month, day, year, "", "");
   std::tm timeOfDay{};
   timeOfDay.tm_hour = hour;
   timeOfDay.tm_min = minute;
   timeOfDay.tm_sec = second;
+  ZtbString const time = localeText(timeOfDay, L"%X");
   ZtbString text(date, false);
-  return text.append(localeText(timeOfDay, L"%X"), nullptr);
+  bool failed = text.isNull() || time.isNull();
+  if (!failed) text.append(time, &failed);
+  return failed ? ZtbString() : text;
 }
 
 double ZtbDate::asDouble() const {
