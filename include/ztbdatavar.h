@@ -129,10 +129,10 @@ class ZTB_API ZtbDatavar {
 
   // Converts the value to `type` in place, by asBool, asInt64, asReal, asString or asDate. True
   // also if the variant has that type already. False for a null variant and for a `type` that is
-  // none of the five, with nothing changed; if memory ran out and the variant kept its old value;
-  // and if the conversion reported an error. The value is then false or 0, or the variant null for
-  // a Real. Conversions to String and Date report none: they give true, and leave a null variant
-  // where the value has no such form.
+  // none of the five, with nothing changed; if memory ran out, and the variant then has its old
+  // value or none; and if the conversion reported an error. The value is then false or 0, or the
+  // variant null for a Real. Conversions to String and Date report none: they give true, and leave
+  // a null variant where the value has no such form.
   //   v.assign("abc").setType(ztbTypeInteger)    // false, and v is the Integer 0
   //   v.assign("abc").setType(ztbTypeDate)       // true, and v is null
   bool setType(ztbType type);

@@ -386,6 +386,7 @@ bool ZtbDatavar::setType(ztbType type) {
   if (isNull()) return false;
   if (mBody->type == type) return true;
   bool error = false;
+  bool hasForm = true;  // whether there is a value of that type to be stored
   switch (type) {
     case ztbTypeBoolean:
       assign(asBool(&error));
@@ -397,16 +398,20 @@ bool ZtbDatavar::setType(ztbType type) {
       assign(asReal(&error));
       break;
     case ztbTypeString:
+      hasForm = getRawSizeReq(mBody->type) > 0;
       assign(asString());
       break;
-    case ztbTypeDate:
-      assign(asDate());
+    case ztbTypeDate: {
+      ZtbDate const date = asDate();
+      hasForm = !date.isNull();
+      assign(date);
       break;
+    }
     default:
       return false;
   }
-  bool const keptOldValue = mBody && mBody->type != type;
-  return !error && !keptOldValue;
+  bool const isStored = mBody ? mBody->type == type : !hasForm;
+  return !error && isStored;
 }
 
 void ZtbDatavar::truncate(int nChars, int nBytes) {
