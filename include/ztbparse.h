@@ -8,8 +8,8 @@
 //
 // The text is cut at every ";": there is no quoting, and brackets don't protect one. A value holds
 // a semicolon as its escape "%3B". A piece of no bytes is skipped. Any other is trimmed on both
-// sides (Unicode White_Space) and has its escapes undone, as by getUnEscapeStringFromURI, or stays
-// as it is if memory for that runs out; a piece of white space alone gives an empty attribute.
+// sides (Unicode White_Space) and has its escapes undone, as by getUnEscapeStringFromURI; a piece
+// of white space alone gives an empty attribute.
 //
 // An attribute is cut at its first "=" that stands in no brackets, once its escapes are undone, so
 // "%3D" cuts like "=". "(" and ")" count one depth up and down, "{" and "}" another, and an "="
@@ -17,7 +17,7 @@
 // no "=" cuts until an opening one makes it 0 again.
 //
 // One object belongs to one thread at a time. Nothing throws. Should memory run out, the attributes
-// end there, or have null texts.
+// end there, or getAttribute gives null texts.
 
 #ifndef ZTBPARSE_H
 #define ZTBPARSE_H

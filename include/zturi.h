@@ -39,8 +39,9 @@
 //
 // Failure. No message is written or logged, but by the work-table family. When memory for an object
 // runs out, whatever makes one throws std::bad_alloc, or gives null for a work-table URI; nothing
-// else throws. When it runs out for a text, that text is null, lacks a component or isn't
-// converted. Parsing, composing and both ways of escaping are linear in the text.
+// else throws. When it runs out for a text, that text is null, or its escapes are as they
+// were; a text that is composed is whole or null. Parsing, composing and both ways of escaping are
+// linear in the text.
 
 #ifndef ZTURI_H
 #define ZTURI_H
@@ -121,7 +122,8 @@ class ZTB_API ZtURI {
 
 // Makes `*out` the native path of a URI of any family: its path with every slash made a backslash,
 // behind two backslashes, the host and a backslash if it has a host. No escape is undone, and a
-// drive has no meaning. False for a null `uri`, with `*out` as it was. `out` must not be null.
+// drive has no meaning. False for a null `uri`, with `*out` as it was, and with `*out` null if
+// memory ran out. `out` must not be null.
 //   abc://h/a/b    \\h\a\b         abc:///a/b    a\b         abc://h/    \\h\ (nothing behind)
 ZTB_API bool getNativePath(ZtURI* uri, ZtbString* out);
 

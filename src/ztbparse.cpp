@@ -25,7 +25,9 @@ Attributes* copyOf(Attributes const* attributes) {
 }
 
 void addAttribute(std::string_view piece, Attributes* attributes) {
-  if (!piece.empty()) ztURIUnescape(ztbTrimmed(piece), &attributes->emplace_back());
+  if (piece.empty() || ztURIUnescape(ztbTrimmed(piece), &attributes->emplace_back())) return;
+  attributes->pop_back();
+  throw std::bad_alloc();
 }
 
 void addAttributes(std::string_view text, Attributes* attributes) {

@@ -126,13 +126,16 @@ void putFound(ZtbString const& component, ZtbString* out) {
 
 // Composing.
 
-// The first segments, each but the very last with a slash behind it.
+// The first segments, each but the very last with a slash behind it. Makes `out` null when memory
+// ran out.
 void appendSegments(Grammar const& grammar, DataComponents const& components, std::size_t count,
                     ZtbString* out) {
-  for (std::size_t i = 0; i < count; ++i) {
-    out->append(components.*grammar.segments[i], nullptr);
-    if (i + 1 < grammar.count) out->append("/", 1, nullptr);
+  bool failed = false;
+  for (std::size_t i = 0; i < count && !failed; ++i) {
+    out->append(components.*grammar.segments[i], &failed);
+    if (i + 1 < grammar.count && !failed) out->append("/", 1, &failed);
   }
+  if (failed) out->setNull();
 }
 
 std::size_t countToLastSet(Grammar const& grammar, DataComponents const& components) {
@@ -146,10 +149,12 @@ ZtbString composeDataURIText(Grammar const& grammar, DataComponents const& compo
   std::size_t const count = countToLastSet(grammar, components);
   if (!ztURIIsSet(name)) {
     ZtbString text = ztbStringFormat("%s:///", grammar.scheme);
+    if (text.isNull()) return text;
     appendSegments(grammar, components, std::max(count, grammar.leastUnnamed), &text);
     return text;
   }
   ZtbString text = ztbStringFormat("%s://%S.%S/", grammar.scheme, &name, &components.sourceType);
+  if (text.isNull()) return text;
   appendSegments(grammar, components, count, &text);
   return text;
 }
@@ -204,8 +209,7 @@ Grammar const* ZtDataURIImpl::composeHostAndPath() {
   if (ztURIIsSet(host)) return grammar;
   host = components.*grammar->name;
   if (!ztURIIsSet(components.*grammar->typedHost)) return grammar;
-  host.append(".", 1, nullptr);
-  host.append(components.sourceType, nullptr);
+  host = ztbStringFormat("%S.%S", &host, &components.sourceType);
   return grammar;
 }
 

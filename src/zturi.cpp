@@ -286,12 +286,14 @@ void ztURIAssign(std::string_view piece, ZtbString* out) {
   }
 }
 
-void ztURIUnescape(std::string_view piece, ZtbString* out) {
+bool ztURIUnescape(std::string_view piece, ZtbString* out) {
   if (piece.empty()) {
     *out = ZtbString("", true);
-  } else if (!unescape(piece, out)) {
-    ztURIAssign(piece, out);
+    return true;
   }
+  if (unescape(piece, out)) return true;
+  ztURIAssign(piece, out);
+  return false;
 }
 
 ZtbString ztURIUnescaped(ZtbString const& text) {
@@ -372,10 +374,13 @@ bool getNativePath(ZtURI* uri, ZtbString* out) {
   if (!uri) return false;
   ZtbString const path = uri->getPath();
   ZtbString const host = uri->getHost();
-  ZtbString converted;
-  if (!convertSlashesToBackSlashes(path, &converted)) converted = path;
+  ZtbString converted = path;
+  if (ztURIIsSet(path) && !convertSlashesToBackSlashes(path, &converted)) {
+    out->setNull();
+    return false;
+  }
   *out = ztURIIsSet(host) ? ztbStringFormat("\\\\%S\\%S", &host, &converted) : converted;
-  return true;
+  return !ztURIIsSet(host) || !out->isNull();
 }
 
 bool getEscapeStringForURI(ZtbString const& text, char* escapeChars, __int64 escapeCount,

@@ -70,7 +70,7 @@ inline std::string_view ztURIView(ZtbString const& text) {
 // Makes `out` a copy of a piece; null for one that isn't there.
 void ztURIAssign(std::string_view piece, ZtbString* out);
 // The same without escapes, or with them if that fails. Empty for a piece that isn't there.
-void ztURIUnescape(std::string_view piece, ZtbString* out);
+bool ztURIUnescape(std::string_view piece, ZtbString* out);
 
 // Neither null nor empty.
 inline bool ztURIIsSet(ZtbString const& text) {
