@@ -96,7 +96,7 @@ class ZTB_API ZtbConfigFile {
   // True with the entry's key and value; false at the end, with the outputs unchanged. On a fresh
   // object, after clear and after deleteEntry of the entry where the walk stands, the walk is at
   // its end until it starts again with `first` true. Other edits, and read, leave it where it is.
-  // An output that isn't wanted may be a null pointer.
+  // An output that isn't wanted may be a null pointer; one that memory doesn't reach for is null.
   bool getNextEntry(bool first, ZtbString* key, ZtbString* value);
 
   // Changes the value of an entry, which keeps its comment, its line and its spelling; or creates

@@ -51,8 +51,9 @@ class ZTB_API ZtbConfigOptions {
   virtual int getOptionCount() = 0;
 
   // Sets an option for every variable of the process environment, split at its first "="; an entry
-  // without one is left out. An entry that is valid UTF-8 is taken as it is, any other is converted
-  // from the character set of the user's locale settings. Entries of any length are taken whole.
+  // without one is left out, and so is one that memory doesn't reach for. An entry that is valid
+  // UTF-8 is taken as it is, any other is converted from the character set of the user's locale
+  // settings. Entries of any length are taken whole.
   virtual void applyEnvironment() = 0;
 
   // Sets an option for every entry of `file`, in the order of its keys, and moves the file's
@@ -62,8 +63,8 @@ class ZTB_API ZtbConfigOptions {
   // Reads every file of `directory` whose name ends in "." plus `extension`, in any case (every
   // file, if `extension` is empty), in bytewise order of their names, and sets an option for each
   // key; the last file that has a key gives its value. An unreadable file is left out, or taken as
-  // far as it could be read. False, with the store unchanged and a reason in getErrorMessage, when
-  // the directory can't be listed.
+  // far as it could be read. False, with a reason in getErrorMessage, when the directory can't be
+  // listed, which leaves the store unchanged, and when memory ran out: what was applied stays.
   virtual bool readConfigDirectory(ZtbString const& directory, ZtbString const& extension) = 0;
 
   // Why the last readConfigDirectory failed; null if none has. Success doesn't clear it. Read

@@ -133,6 +133,8 @@ class ZTB_API ZtbTxtFile {
   int rewind();
 
  private:
+  friend bool ztbTxtFileLacksMemory(ZtbTxtFile const& file);
+
   struct ZTB_LOCAL State;
   State* mState;
   ZtbString mErrorMessage;

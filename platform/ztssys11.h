@@ -44,9 +44,9 @@ int np_env_set(char const* name, char const* value);
 // Calls `visit(context, entry)` for each entry of the environment as it stood at the call, in its
 // order, as raw bytes of any length ("NAME=value", in a broken environment also without "=").
 // The entry is good until `visit` returns. `visit` may call every function here, np_env_set
-// included: no lock is held, and what it changes doesn't show in this walk. Visits nothing if there
-// is no memory for the copy.
-void np_env_walk(void (*visit)(void* context, char const* entry), void* context);
+// included: no lock is held, and what it changes doesn't show in this walk. 0; 1, with nothing
+// visited, if there is no memory for the copy.
+int np_env_walk(void (*visit)(void* context, char const* entry), void* context);
 
 // --- Locale and local time ---
 

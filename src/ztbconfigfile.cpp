@@ -33,7 +33,7 @@
 
 #include "ztbconfigfile_p.h"
 #include "ztbstring_p.h"
-#include "ztbtxtfile.h"
+#include "ztbtxtfile_p.h"
 #include "ztschr12.h"
 
 namespace {
@@ -476,6 +476,7 @@ ConfigEntry* ZtbConfigFile::Body::copyEntry(ConfigEntry const& entry) {
 bool ZtbConfigFile::Body::read(char const* path) {
   ZtbTxtFile file;
   if (!file.open(path, ZtbTxtFile::ModeRead, kDetectEncoding, kLookForMark)) {
+    if (ztbTxtFileLacksMemory(file)) throw std::bad_alloc();
     errorMessage = file.getErrorMessage();
     return false;
   }
@@ -484,6 +485,7 @@ bool ZtbConfigFile::Body::read(char const* path) {
   std::vector<Definition> found = definitionsFrom(firstOfFile);
   DefinitionSort(lines).sort(found);
   enter(found);
+  if (!done && ztbTxtFileLacksMemory(file)) throw std::bad_alloc();
   if (!done) errorMessage = file.getErrorMessage();
   return done;
 }
@@ -890,4 +892,17 @@ bool ZtbConfigFileLines::holds(ZtbConfigFile const& file, ZtbString const& key) 
 
 bool ZtbConfigFileLines::isThere(ZtbConfigFile const& file) {
   return file.mBody != nullptr;
+}
+
+bool ZtbConfigFileLines::isWhole(ZtbConfigFile const& file, ZtbString const* key,
+                                 ZtbString const* value) {
+  ConfigEntry const* const entry = file.mBody->cursor;
+  bool const lacksKey = key != nullptr && key->isNull() && entry->key != nullptr;
+  bool const lacksValue = value != nullptr && value->isNull() && entry->value != nullptr;
+  return !lacksKey && !lacksValue;
+}
+
+// A text that isn't copied is known by its address.
+bool ZtbConfigFileLines::lacksMemory(ZtbConfigFile const& file) {
+  return file.mBody == nullptr || file.mBody->errorMessage.asCstr() == kNoMemory;
 }

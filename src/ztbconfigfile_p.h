@@ -18,6 +18,11 @@ struct ZtbConfigFileLines {
   static bool holds(ZtbConfigFile const& file, ZtbString const& key);
   // False for a file, such as a copy, that there was no memory for: it is empty and stays so.
   static bool isThere(ZtbConfigFile const& file);
+  // Whether memory reached for what getNextEntry gave last: a text that isn't null in the file
+  // isn't null here either. A null pointer wasn't asked for.
+  static bool isWhole(ZtbConfigFile const& file, ZtbString const* key, ZtbString const* value);
+  // Whether it was for lack of memory that read or write failed last.
+  static bool lacksMemory(ZtbConfigFile const& file);
 };
 
 #endif

@@ -10,6 +10,7 @@
 #include <exception>
 #include <memory>
 #include <new>
+#include <utility>
 
 #include "ztbb10.h"
 #include "ztbconfigfile_p.h"
@@ -25,17 +26,26 @@ using Registry = std::map<ZtbString, std::unique_ptr<ZtbConfigOptionsImpl>>;
 
 constexpr char kRegistryPrefix[] = "ZTB_CONF_OPT/";
 constexpr char kApplication[] = "the application";
+constexpr char kNoMemory[] = "Out of memory";
 constexpr unsigned kInvalidCodePoint = ~0u;
 
 constinit ZtLock optionsLock = nullptr;
 constinit Registry* storeRegistry = nullptr;
 
-// Null when memory ran out: a key without its name would be that of the main store.
+// Null when memory ran out: a key without its name would be that of the main store, which takes no
+// memory.
 ZtbString registryKey(ZtbString const& name) {
   ZtbString key(kRegistryPrefix, true);
+  if (name.length() == 0) return key;
   bool failed = false;
   key.append(name, &failed);
   return failed ? ZtbString() : key;
+}
+
+// For a text that is null only if memory ran out.
+ZtbString orThrow(ZtbString const& text) {
+  if (text.isNull()) throw std::bad_alloc();
+  return text;
 }
 
 bool isWellFormed(char const* text) {
@@ -72,14 +82,14 @@ struct EnvironmentVisit {
 void applyVariable(void* context, char const* entry) {
   auto const* const visit = static_cast<EnvironmentVisit*>(context);
   try {
-    ZtbString const text = toUtf8(entry, visit->encoding);
+    ZtbString const text = orThrow(toUtf8(entry, visit->encoding));
     int const equals = text.find(ZtbString("=", true), 0);
     if (equals < 0) return;
-    ZtbString const value = text.mid(static_cast<unsigned>(equals) + 1, -1);
-    visit->store->setOptionFrom(text.mid(0, equals), value,
+    ZtbString const value = orThrow(text.mid(static_cast<unsigned>(equals) + 1, -1));
+    visit->store->setOptionFrom(orThrow(text.mid(0, equals)), value,
                                 ZtbOptionOrigin::named("the environment"));
   } catch (std::bad_alloc const&) {
-    // One variable less, as when the store itself has no memory.
+    visit->store->noteLoss();
   }
 }
 
@@ -87,12 +97,16 @@ ZtbString suffixOf(ZtbString const& extension) {
   ZtbString suffix;
   if (extension.length() == 0) return suffix;
   suffix.assign(".");
-  return suffix.append(extension, nullptr);
+  bool failed = suffix.isNull();
+  if (!failed) suffix.append(extension, &failed);
+  if (failed) throw std::bad_alloc();
+  return suffix;
 }
 
 bool endsWith(ZtbString const& path, ZtbString const& suffix) {
   if (suffix.length() == 0) return true;
-  return path.right(static_cast<int>(suffix.length())).compare(suffix, false) == 0;
+  ZtbString const end = orThrow(path.right(static_cast<int>(suffix.length())));
+  return end.compare(suffix, false) == 0;
 }
 
 }  // namespace
@@ -189,8 +203,19 @@ bool ZtbConfigOptionsImpl::setOptionFrom(ZtbString const& key, ZtbString const& 
     insertOption(key, value, origin);
     return true;
   } catch (std::bad_alloc const&) {
+    mHasLost = true;
     return false;
   }
+}
+
+bool ZtbConfigOptionsImpl::takeLoss() {
+  ZtLockHold const hold(optionsLock);
+  return std::exchange(mHasLost, false);
+}
+
+void ZtbConfigOptionsImpl::noteLoss() {
+  ZtLockHold const hold(optionsLock);
+  mHasLost = true;
 }
 
 bool ZtbConfigOptionsImpl::setOption(ZtbString const& key, ZtbString const& value) {
@@ -238,7 +263,7 @@ int ZtbConfigOptionsImpl::getOptionCount() {
 
 void ZtbConfigOptionsImpl::applyEnvironment() {
   EnvironmentVisit visit{this, environmentEncoding()};
-  np_env_walk(applyVariable, &visit);
+  if (np_env_walk(applyVariable, &visit) != 0) noteLoss();
 }
 
 bool ZtbConfigOptionsImpl::applyConfigFileFrom(ZtbConfigFile& file,
@@ -247,6 +272,10 @@ bool ZtbConfigOptionsImpl::applyConfigFileFrom(ZtbConfigFile& file,
   ZtbString value;
   for (bool more = file.getNextEntry(true, &key, &value); more;
        more = file.getNextEntry(false, &key, &value)) {
+    if (!ZtbConfigFileLines::isWhole(file, &key, &value)) {
+      noteLoss();
+      return false;
+    }
     if (!setOptionFrom(key, value, sources.originOf(file, key))) return false;
   }
   return true;
@@ -258,26 +287,30 @@ bool ZtbConfigOptionsImpl::applyConfigFile(ZtbConfigFile& file) {
 
 bool ZtbConfigOptionsImpl::readConfigDirectory(ZtbString const& directory,
                                                ZtbString const& extension) {
-  ZtbString const suffix = suffixOf(extension);
   ZtbDirectoryListing listing;
   if (!listing.init(directory, 1)) {
     errorMessage = listing.getErrorMessage();
     return false;
   }
   try {
-    ZtbConfigFile file;
-    ZtbOptionSources sources;
-    while (listing.next()) {
-      ZtbString const path = listing.getFullPathName();
-      if (!endsWith(path, suffix)) continue;
-      file.read(path);
-      sources.add(file, path);
-    }
-    applyConfigFileFrom(file, sources);
+    if (applyListed(listing, suffixOf(extension))) return true;
   } catch (std::bad_alloc const&) {
-    // What could be applied stays, as when a single option finds no memory.
+    noteLoss();
   }
-  return true;
+  errorMessage = ZtbString(kNoMemory, true);
+  return false;
+}
+
+bool ZtbConfigOptionsImpl::applyListed(ZtbDirectoryListing& listing, ZtbString const& suffix) {
+  ZtbConfigFile file;
+  ZtbOptionSources sources;
+  while (listing.next()) {
+    ZtbString const path = orThrow(listing.getFullPathName());
+    if (!endsWith(path, suffix)) continue;
+    if (!file.read(path) && ZtbConfigFileLines::lacksMemory(file)) throw std::bad_alloc();
+    sources.add(file, path);
+  }
+  return applyConfigFileFrom(file, sources);
 }
 
 ZtbString ZtbConfigOptionsImpl::getErrorMessage() {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "ztbconfigoptions.h"
+#include "ztbdir.h"
 
 // Creates the lock and the registry; false, with nothing left behind, when memory ran out.
 bool ztbConfigOptionsStart();
@@ -61,6 +62,10 @@ class ZtbConfigOptionsImpl final : public ZtbConfigOptions {
   bool applyConfigFileFrom(ZtbConfigFile& file, ZtbOptionSources const& sources);
   // Null if the key is absent.
   ZtbString getOptionOrigin(ZtbString const& key);
+  // Whether an option has found no memory since this was last asked; what sets many options goes on
+  // without it.
+  bool takeLoss();
+  void noteLoss();
 
  private:
   struct Option {
@@ -70,10 +75,13 @@ class ZtbConfigOptionsImpl final : public ZtbConfigOptions {
   };
   using Index = std::map<ZtbString, std::size_t, ZtbStringLessInsensitive>;
 
+  // False if an option found no memory; std::bad_alloc if something else did.
+  bool applyListed(ZtbDirectoryListing& listing, ZtbString const& suffix);
   void insertOption(ZtbString const& key, ZtbString const& value, ZtbOptionOrigin const& origin);
 
   std::vector<Option> options;
   Index optionIndex;
+  bool mHasLost = false;
   ZtbString errorMessage;
 };
 

@@ -8,12 +8,14 @@
 #include <new>
 
 #include "ztbmessage.h"
+#include "ztbtxtfile_p.h"
 #include "ztsfio12.h"
 
 namespace {
 
 constexpr char kSource[] = "ztbtxtfile";
 constexpr char kGroup[] = "Base Services";
+constexpr int kNoMemory = np_fio_err_system + ENOMEM;
 
 // A copy of a text, null if there is no memory for it.
 std::unique_ptr<char[]> copyOf(char const* text) {
@@ -60,6 +62,7 @@ ZtbString readFailure(int code) {
 struct ZtbTxtFile::State {
   NpTextFile* handle = nullptr;
   bool isOpen = false;
+  bool lacksMemory = false;  // whether that made the last failure
   __int64 position = 0;
   std::unique_ptr<char[]> path;
 
@@ -85,9 +88,10 @@ bool ZtbTxtFile::open(char const* path, Mode mode, int encoding, int options) {
   char const* const named = path == nullptr ? "" : path;
   std::unique_ptr<char[]> copy = copyOf(named);
   int const code = copy == nullptr
-                       ? np_fio_err_system + ENOMEM
+                       ? kNoMemory
                        : np_fio_text_open(path, flags, encoding, options, &mState->handle);
   if (code != 0) {
+    mState->lacksMemory = code == kNoMemory;
     mErrorMessage = openFailure(named, code);
     return false;
   }
@@ -107,6 +111,10 @@ bool ZtbTxtFile::close() {
   mState->isOpen = false;
   mState->position = 0;
   return true;
+}
+
+bool ztbTxtFileLacksMemory(ZtbTxtFile const& file) {
+  return file.mState->lacksMemory;
 }
 
 ZtbString ZtbTxtFile::getErrorMessage() {
@@ -129,7 +137,9 @@ int ZtbTxtFile::readln(char* buffer, unsigned int size, bool* complete) {
   int hasLineEnd = 0;
   int const count = np_fio_text_readline(mState->handle, buffer, size, &hasLineEnd);
   if (count < 0) {
-    mErrorMessage = readFailure(np_fio_text_geterr(mState->handle));
+    int const code = np_fio_text_geterr(mState->handle);
+    mState->lacksMemory = code == kNoMemory;
+    mErrorMessage = readFailure(code);
     return -1;
   }
   if (count == 0 && hasLineEnd == 0) return kEndOfFile;

@@ -63,15 +63,16 @@ int np_env_set(char const* name, char const* value) {
   return value == nullptr ? unsetenv(name) : setenv(name, value, 1);
 }
 
-void np_env_walk(void (*visit)(void* context, char const* entry), void* context) {
+int np_env_walk(void (*visit)(void* context, char const* entry), void* context) {
   std::string block;
   try {
     block = copyOfBlock();
   } catch (std::bad_alloc const&) {
-    return;
+    return 1;
   }
   char const* const end = block.data() + block.size();
   for (char const* entry = block.data(); entry < end; entry += std::strlen(entry) + 1) {
     visit(context, entry);
   }
+  return 0;
 }
