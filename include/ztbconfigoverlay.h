@@ -12,7 +12,8 @@
 // the spelling that first made it, which is the base's for a key of both.
 //
 // One object belongs to one thread at a time. The library must be up. No file stays open between
-// calls. Nothing throws: an object that there was no memory for has no rows and reads nothing.
+// calls. Nothing throws: an object that there was no memory for has no rows and reads nothing, and
+// says so by getErrorMessage.
 
 #ifndef ZTBCONFIGOVERLAY_H
 #define ZTBCONFIGOVERLAY_H

@@ -95,6 +95,7 @@ bool ZtbConfigOverlay::Body::read(ZtbConfigFile& file, ZtbString const& path,
     ZtbString key;
     for (bool more = file.getNextEntry(true, &key, nullptr); more;
          more = file.getNextEntry(false, &key, nullptr)) {
+      if (!ZtbConfigFileLines::isWhole(file, &key, nullptr)) throw std::bad_alloc();
       auto const [row, isNew] = rows.try_emplace(key, ofNewRow);
       if (!isNew) row->second = {true, true};
     }
@@ -215,5 +216,6 @@ void ZtbConfigOverlay::setEntryComment(ZtbString const& key, ZtbString const& co
 }
 
 ZtbString ZtbConfigOverlay::getErrorMessage() {
-  return mBody != nullptr ? mBody->errorMessage : ZtbString();
+  if (mBody == nullptr) return ZtbString("There isn't enough memory for the overlay", true);
+  return mBody->errorMessage;
 }
