@@ -12,6 +12,7 @@
 #include <string_view>
 
 #include "ztbconfigfile.h"
+#include "ztbconfigfile_p.h"
 #include "ztbconfigoptions_p.h"
 #include "ztbdate_p.h"
 #include "ztbdir.h"
@@ -64,6 +65,16 @@ bool fail(char const* text) {
   return false;
 }
 
+// For a text that is null only if memory ran out; the sequence ends with it.
+ZtbString orThrow(ZtbString const& text) {
+  if (text.isNull()) throw std::bad_alloc();
+  return text;
+}
+
+ZtbString joined(ZtbString const& folder, ZtbString const& name) {
+  return orThrow(ztbConcatPath(folder, name));
+}
+
 void clearError(char const** errorMessage) {
   if (errorMessage != nullptr) *errorMessage = nullptr;
 }
@@ -86,7 +97,7 @@ ZtbString masked(ZtbString const& key, ZtbString const& value) {
   std::size_t const end = std::min(text.find_first_of("/,", start), text.size());
   std::string shown(text.substr(0, start));
   shown.append("********").append(text.substr(end));
-  return ZtbString(shown.c_str(), false);
+  return orThrow(ZtbString(shown.c_str(), false));
 }
 
 bool equalsIgnoringCase(ZtbString const& value, char const* text) {
@@ -103,18 +114,19 @@ bool isSeparator(ZtbString const& character) {
 }
 
 ZtbString withoutLast(ZtbString const& text, unsigned characters) {
-  return text.mid(0, static_cast<int>(text.length() - characters));
+  return orThrow(text.mid(0, static_cast<int>(text.length() - characters)));
 }
 
 // The folder beside an executables' folder named bin, or else below it, that holds libraries.
 ZtbString libraryPathFor(ZtbString const& exePath) {
   ZtbString folder = exePath;
-  if (isSeparator(folder.right(1))) folder = withoutLast(folder, 1);
-  if (folder.length() > 4 && equalsIgnoringCase(folder.right(3), "bin") &&
-      isSeparator(folder.right(4).mid(0, 1))) {
-    folder = ztbParsePath(folder, nullptr);
+  auto const lastOf = [&folder](int count) { return orThrow(folder.right(count)); };
+  if (folder.length() > 0 && isSeparator(lastOf(1))) folder = withoutLast(folder, 1);
+  if (folder.length() > 4 && equalsIgnoringCase(lastOf(3), "bin") &&
+      isSeparator(orThrow(lastOf(4).mid(0, 1)))) {
+    folder = orThrow(ztbParsePath(folder, nullptr));
   }
-  return ztbConcatPath(folder, literal("lib"));
+  return joined(folder, literal("lib"));
 }
 
 // One run of the sequence, with the global lock held.
@@ -137,6 +149,7 @@ class Sequence {
     deriveRepositories();
     applyDateFormat();
     deriveShown("ZTEXEC_HOME", mHome);
+    if (mOptions->takeLoss()) throw std::bad_alloc();
     return startDependency();
   }
 
@@ -185,7 +198,9 @@ class Sequence {
     derive(key, value);
     log(kInformation, __LINE__, ztbStringFormat("%s=%S", key, &value));
   }
+  // A record that memory doesn't reach for is left out.
   void log(Level level, int line, ZtbString const& text) {
+    if (text.isNull()) return;
     mLogger->operations->logFormat(mLogger, level, kSource, line, "%s", text.asCstr());
   }
   void logAbout(Level level, int line, char const* format, ZtbString const& text) {
@@ -205,20 +220,23 @@ bool Sequence::findHome() {
   char home[260];
   np_env_get("ZTEXEC_HOME", home, sizeof home);
   if (home[0] == '\0') return fail("The 'ZTEXEC_HOME' environment variable is not set");
-  mHome.assign(home);
-  mEtc = ztbConcatPath(mHome, literal("etc"));
+  mHome = orThrow(ZtbString(home, false));
+  mEtc = joined(mHome, literal("etc"));
   if (userPath[0] != '\0') {
-    mUser.assign(userPath);
+    mUser = orThrow(ZtbString(userPath, false));
     logAbout(kStep, __LINE__, "UserPath '%S'", mUser);
   }
   mOptions = ztbGetConfigOptionsImpl(ZtbString());
-  return mOptions != nullptr || fail("Out of memory");
+  if (mOptions == nullptr) return fail("Out of memory");
+  mOptions->takeLoss();
+  return true;
 }
 
 // The file object is cleared after each good read only, so what a failing read got from a file
 // comes to the store with the next good one.
 void Sequence::readFile(ZtbString const& path, IfMissing ifMissing) {
   bool const good = mFile.read(path);
+  if (!good && ZtbConfigFileLines::lacksMemory(mFile)) throw std::bad_alloc();
   mSources.add(mFile, path);
   if (good) {
     logAbout(kStep, __LINE__, "Reading configuration file '%S'", path);
@@ -230,19 +248,19 @@ void Sequence::readFile(ZtbString const& path, IfMissing ifMissing) {
 }
 
 void Sequence::readFromBoth(char const* name, IfMissing ifMissingFromHome) {
-  readFile(ztbConcatPath(mEtc, literal(name)), ifMissingFromHome);
-  if (!mUser.isNull()) readFile(ztbConcatPath(mUser, literal(name)), IfMissing::kPassSilently);
+  readFile(joined(mEtc, literal(name)), ifMissingFromHome);
+  if (!mUser.isNull()) readFile(joined(mUser, literal(name)), IfMissing::kPassSilently);
 }
 
 void Sequence::readQueuedFile(ZtbString const& folder, ZtbString const& value,
                               IfMissing ifMissing) {
-  ZtbString const path = ztbConcatPath(folder, value);
+  ZtbString const path = joined(folder, value);
   readFile(path.length() > 0 ? path : value, ifMissing);
 }
 
 void Sequence::readQueuedFiles() {
   ZtbConfigOptions* const queue = ztbGetConfigOptions(literal(kFileQueue));
-  if (queue == nullptr) return;
+  if (queue == nullptr) throw std::bad_alloc();
   ZtbString value;
   for (unsigned i = 1; queue->getOptionAt(i, nullptr, &value); ++i) {
     readQueuedFile(mEtc, value, IfMissing::kWarn);
@@ -258,9 +276,9 @@ void Sequence::readMacros(ZtbString const& folder) {
 void Sequence::readFiles() {
   readFromBoth("app.cfg", IfMissing::kWarn);
   readQueuedFiles();
-  deriveIfMissing("BASE/MACROS_PATH", ztbConcatPath(mEtc, literal("macros")));
+  deriveIfMissing("BASE/MACROS_PATH", joined(mEtc, literal("macros")));
   readMacros(valueOf("BASE/MACROS_PATH"));
-  if (!mUser.isNull()) readMacros(ztbConcatPath(mUser, literal("macros")));
+  if (!mUser.isNull()) readMacros(joined(mUser, literal("macros")));
   readFromBoth("macros.cfg", IfMissing::kPassSilently);
 }
 
@@ -268,7 +286,7 @@ void Sequence::applyEnvironmentAndCommand() {
   log(kStep, __LINE__, literal("Applying environment variables"));
   mOptions->applyEnvironment();
   ZtbConfigOptions* const queue = ztbGetConfigOptions(literal(kOptionQueue));
-  if (queue == nullptr) return;
+  if (queue == nullptr) throw std::bad_alloc();
   ZtbString key;
   ZtbString value;
   for (unsigned i = 0; queue->getOptionAt(i, &key, &value); ++i) {
@@ -281,18 +299,22 @@ void Sequence::deriveTemp() {
   derive("TEMP", valueOf("BASE/TEMP"));
 }
 
+// The names are good, so it is memory that a failure lacks.
+void setVariable(char const* name, ZtbString const& value) {
+  if (np_env_set(name, value.asCstr()) != 0) throw std::bad_alloc();
+}
+
 void Sequence::passOn(char const* variable, char const* option) {
   if (has(variable) || !has(option)) return;
-  np_env_set(variable, valueOf(option).asCstr());
+  setVariable(variable, valueOf(option));
 }
 
 void Sequence::deriveMessageOptions() {
   if (!ztbMessageLocationDerived() && has(kMessageLocation)) {
     derive("BASE/MESSAGE_PATH", valueOf(kMessageLocation));
   } else {
-    ZtbString const share = ztbConcatPath(mHome, literal("share"));
-    deriveIfMissing("BASE/MESSAGE_PATH", ztbConcatPath(share, literal("msg")));
-    np_env_set(kMessageLocation, valueOf("BASE/MESSAGE_PATH").asCstr());
+    deriveIfMissing("BASE/MESSAGE_PATH", joined(joined(mHome, literal("share")), literal("msg")));
+    setVariable(kMessageLocation, valueOf("BASE/MESSAGE_PATH"));
   }
   passOn("MARLOVEN_ERROR_LOCALE", "BASE/MESSAGE_LOCALE");
   passOn("MARLOVEN_ERROR_LEVEL", "BASE/MESSAGE_LEVEL");
@@ -309,7 +331,7 @@ bool Sequence::openMessages() {
 }
 
 void Sequence::derivePaths() {
-  ZtbString const executableDir(ztbExecutableDir(), false);
+  ZtbString const executableDir = orThrow(ZtbString(ztbExecutableDir(), false));
   deriveIfMissing("BASE/PLUGIN_PATH", executableDir);
   deriveIfMissing("BASE/EXE_PATH", executableDir);
   if (!has("BASE/LIBRARY_PATH")) {
@@ -346,10 +368,10 @@ void Sequence::logOptions() {
 
 void Sequence::deriveRepositories() {
   if (!mUser.isNull() && !has("BASE/REPOS_USER_PATH")) {
-    deriveShown("BASE/REPOS_USER_PATH", ztbConcatPath(mUser, literal("repositories")));
+    deriveShown("BASE/REPOS_USER_PATH", joined(mUser, literal("repositories")));
   }
   if (!has("BASE/REPOS_SYS_PATH")) {
-    deriveShown("BASE/REPOS_SYS_PATH", ztbConcatPath(mEtc, literal("repositories")));
+    deriveShown("BASE/REPOS_SYS_PATH", joined(mEtc, literal("repositories")));
   }
 }
 
@@ -380,11 +402,11 @@ bool Sequence::loadDependency(ZtbString const& path) {
 ZtbString Sequence::dependencyPath() {
   char fileName[255];
   np_dso_mkfname("ztbdeps31", fileName, sizeof fileName);
-  ZtbString const path = ztbConcatPath(valueOf("BASE/PLUGIN_PATH"), literal(fileName));
+  ZtbString const path = joined(valueOf("BASE/PLUGIN_PATH"), literal(fileName));
   if (isThere(path) || !isDerived("BASE/PLUGIN_PATH")) return path;
   char buffer[kPathBytes];
   np_dso_installed(fileName, buffer, sizeof buffer);
-  ZtbString const installed(buffer, false);
+  ZtbString const installed = orThrow(ZtbString(buffer, false));
   return isThere(installed) ? installed : path;
 }
 
@@ -404,6 +426,11 @@ bool Sequence::startDependency() {
   }
   log(kStep, __LINE__, literal("Run dep startup"));
   return start(nullptr) == 0 || fail("Dependency startup failed");
+}
+
+// Whether memory reached for the copy of a text, which may be null itself.
+bool isCopyOf(ZtbString const& copy, char const* text) {
+  return !copy.isNull() || text == nullptr;
 }
 
 bool runSequence(ZtLogger* logger) {
@@ -437,11 +464,14 @@ int ztbStartupAddConfigFile(char const* path, char const** errorMessage) {
   queue->getOption(literal(kFileCount), &count);
   __int64 const number = static_cast<__int64>(count.asInt(nullptr)) + 1;
   count.assign(number);
-  queue->setOption(literal(kFileCount), count);
   char digits[24];
   std::snprintf(digits, sizeof digits, "%4.4lld", number);
   digits[4] = '\0';
-  queue->setOption(ztbStringFormat("FilePrefix_%s", digits), ZtbString(path, false));
+  ZtbString const key = ztbStringFormat("FilePrefix_%s", digits);
+  ZtbString const queued(path, false);
+  bool const isWhole = !count.isNull() && !key.isNull() && isCopyOf(queued, path);
+  // A number without a file does no harm; a file without its number would give way to the next.
+  if (isWhole && queue->setOption(literal(kFileCount), count)) queue->setOption(key, queued);
   return 0;
 }
 
@@ -449,7 +479,11 @@ int ztbStartupAddOption(char const* name, char const* value, char const** errorM
   clearError(errorMessage);
   ZtbGlobalHold const hold;
   ZtbConfigOptions* const queue = ztbGetConfigOptions(literal(kOptionQueue));
-  if (queue != nullptr) queue->setOption(ZtbString(name, false), ZtbString(value, false));
+  ZtbString const key(name, false);
+  ZtbString const queued(value, false);
+  if (queue != nullptr && isCopyOf(key, name) && isCopyOf(queued, value)) {
+    queue->setOption(key, queued);
+  }
   return 0;
 }
 
