@@ -86,8 +86,9 @@ class ZTB_SubjectSingleton : public ZtbAutoSingleton {
   ASSubject* mSubject;
 };
 
+// A null text is one that memory didn't reach for.
 bool fail(ZtbString* error, ZtbString const& text) {
-  *error = text;
+  *error = text.isNull() ? ZtbString("Out of memory", true) : text;
   return false;
 }
 
@@ -113,10 +114,15 @@ ZtbString outOfResources(ZtbString const& user) {
                          user.asCstr());
 }
 
+// False, with nothing filled in, when memory ran out.
 bool fillInfo(ASSubject* subject, ZtbSubjectInfoParm* info) {
-  info->name.assign(asSubjectGetName(subject));
-  info->authDomain.assign(asSubjectGetAuthDomain(subject));
-  info->resolved.assign(asSubjectGetResolved(subject));
+  ZtbString const name(asSubjectGetName(subject), false);
+  ZtbString const authDomain(asSubjectGetAuthDomain(subject), false);
+  ZtbString const resolved(asSubjectGetResolved(subject), false);
+  if (name.isNull() || authDomain.isNull() || resolved.isNull()) return false;
+  info->name = name;
+  info->authDomain = authDomain;
+  info->resolved = resolved;
   info->authTime.assign(asSubjectGetAuthTime(subject));
   info->connected = asSubjectConnected(subject) != 0;
   return true;
@@ -217,8 +223,13 @@ bool ztbSubjectCredentials(ZtbString const& domain, ZtbString& user, ZtbString& 
       asPrincipalsGetByDomain(given, domain.asCstr(), &userText, &passwordText) != 0) {
     return fail(error, ZtbString(asPrincipalsGetErrorMessage(given), false));
   }
-  user.assign(userText);
-  password.assign(passwordText);
+  ZtbString const userCopy(userText, false);
+  ZtbString const passwordCopy(passwordText, false);
+  if (userCopy.isNull() || passwordCopy.isNull()) {
+    return fail(error, outOfMemory("(subject principals)"));
+  }
+  user = userCopy;
+  password = passwordCopy;
   error->setNull();
   return true;
 }
@@ -235,7 +246,7 @@ bool ztbSubjectInfo(bool refresh, ZtbSubjectInfoParm* info, ZtbString* error) {
   if (refresh && asSubjectRefresh(subject.get(), ZtbDate::currentDate().asDouble()) != 0) {
     return fail(error, ZtbString(asSubjectGetErrorMessage(subject.get()), false));
   }
-  return fillInfo(subject.get(), info);
+  return fillInfo(subject.get(), info) || fail(error, outOfMemory("(subject info)"));
 }
 
 bool ztbSubjectDecodePW(ZtbString const& encoded, ZtbString& decoded, ZtbString* error) {
@@ -245,6 +256,8 @@ bool ztbSubjectDecodePW(ZtbString const& encoded, ZtbString& decoded, ZtbString*
   if (failure != 0) {
     return fail(error, ztbStringFormat("Failed to decode password, rc=%d.", failure));
   }
-  decoded.assign(buffer.text());
+  ZtbString const plain(buffer.text(), false);
+  if (plain.isNull()) return fail(error, outOfMemory("(decoded password)"));
+  decoded = plain;
   return true;
 }
