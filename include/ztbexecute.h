@@ -30,7 +30,8 @@
 // copied.
 class ZTB_API ZtbExecute {
  public:
-  // An object that couldn't get its memory stays inert: `run` gives false, and both texts are null.
+  // An object that couldn't get its memory stays inert: `run` gives false, and getErrorMessage says
+  // why.
   ZtbExecute();
   ZtbExecute(ZtbExecute const&) = delete;
   ZtbExecute& operator=(ZtbExecute const&) = delete;

@@ -242,7 +242,7 @@ bool ZtbExecute::run(bool useShell, bool captureOutput, int waitLimit) {
 }
 
 ZtbString ZtbExecute::getErrorMessage() {
-  return mRecord != nullptr ? mRecord->errorMessage : ZtbString();
+  return mRecord != nullptr ? mRecord->errorMessage : ZtbString("Out of memory", true);
 }
 
 ZtbString ZtbExecute::getOutputLog() {
