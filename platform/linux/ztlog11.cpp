@@ -385,7 +385,11 @@ bool readAll(int file, std::size_t maxBytes, std::string* text) {
 // The text of the configuration at `path`. An empty reason tells that it could be read.
 std::string readConfigText(char const* path, std::string* text) {
   // Without O_NONBLOCK a pipe would make this wait for a writer.
-  Descriptor const file(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  int opened = -1;
+  do {
+    opened = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  } while (opened < 0 && errno == EINTR);
+  Descriptor const file(opened);
   if (file.number() < 0) return std::strerror(errno);
   struct stat status {};
   if (fstat(file.number(), &status) != 0) return std::strerror(errno);

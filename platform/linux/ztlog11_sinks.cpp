@@ -112,6 +112,12 @@ char const* reasonAgainst(SinkConfig const& config) {
   return nullptr;
 }
 
+// What a user reads of an exception.
+char const* reasonOf(std::exception const& problem) {
+  bool const isMemory = dynamic_cast<std::bad_alloc const*>(&problem) != nullptr;
+  return isMemory ? "out of memory" : problem.what();
+}
+
 void noteOnStderr(std::string const& text) {
   [[maybe_unused]] ssize_t const written = ::write(STDERR_FILENO, text.data(), text.size());
 }
@@ -138,7 +144,7 @@ bool Sink::open(std::string* reason) {
     mBackend = std::move(backend);
     return true;
   } catch (std::exception const& problem) {
-    *reason = problem.what();
+    *reason = reasonOf(problem);
     return false;
   }
 }
@@ -172,7 +178,7 @@ bool Sink::guarded(Operation operation) {
     operation();
     return true;
   } catch (std::exception const& problem) {
-    fail(problem.what());
+    fail(reasonOf(problem));
     return false;
   }
 }
