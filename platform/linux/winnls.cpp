@@ -43,9 +43,8 @@ bool isPair(unsigned high, unsigned low) {
 
 // Eight units, or sixteen bytes, in the compiler's own vector types.
 using Units = Unit __attribute__((vector_size(16), may_alias));
-using Units4 = Unit __attribute__((vector_size(8)));
 using Bytes = unsigned char __attribute__((vector_size(16)));
-using Words = std::uint32_t __attribute__((vector_size(16)));
+using Bytes8 = unsigned char __attribute__((vector_size(8)));
 using Units16 = Unit __attribute__((vector_size(32)));
 
 template <class Vector, class Item>
@@ -75,11 +74,11 @@ std::size_t terminatedLength(char const* text) {
 // and only the sanitizer minds.
 __attribute__((no_sanitize("address"))) std::size_t terminatedLength(Unit const* text) {
   Unit const* p = text;
-  for (; reinterpret_cast<std::uintptr_t>(p) % sizeof(Units) != 0; ++p) {
+  for (; reinterpret_cast<std::uintptr_t>(p) % (2 * sizeof(Units)) != 0; ++p) {
     if (*p == 0) return static_cast<std::size_t>(p - text) + 1;
   }
   auto const* block = reinterpret_cast<Units const*>(p);
-  while (isZero(*block == all(0))) ++block;
+  while (isZero((block[0] == all(0)) | (block[1] == all(0)))) block += 2;
   for (p = reinterpret_cast<Unit const*>(block); *p != 0;) ++p;
   return static_cast<std::size_t>(p - text) + 1;
 }
@@ -214,6 +213,14 @@ inline bool hasSurrogate(Units v) {
   return !isZero((v & all(0xF800)) == all(0xD800));
 }
 
+// Of 8 units, those in front of the first surrogate.
+inline std::size_t unitsToSurrogate(Units v) {
+  auto const found = __builtin_convertvector((v & all(0xF800)) == all(0xD800), Bytes8);
+  std::uint64_t lanes;
+  std::memcpy(&lanes, &found, sizeof lanes);
+  return static_cast<std::size_t>(std::countr_zero(lanes)) / 8;
+}
+
 inline std::size_t sum(Units v) {
   std::size_t total = 0;
   for (std::size_t i = 0; i < kBlock / 2; ++i) total += v[i];
@@ -271,32 +278,61 @@ std::size_t convertedSize(Unit const* source, std::size_t units) {
   return bytes;
 }
 
-// Writes 8 units that aren't surrogates and gives their bytes, 8 to 24. Words of 4 bytes are
-// stored, so that a unit costs no branch to predict wrongly: the target has kStoredBytes.
+// Writes the first `count` of 8 units, which aren't surrogates, and gives their bytes. Words of 4
+// bytes are stored, so that a unit costs no branch to predict wrongly: the target has kStoredBytes.
 constexpr std::size_t kStoredBytes = kBlock / 2 * 4;
 
-inline std::size_t putBasic(Unit const* source, char* target) {
-  char* out = target;
-  for (Unit const* const end = source + kBlock / 2; source != end; source += 4) {
-    Words const u = __builtin_convertvector(load<Units4>(source), Words);
-    Words const last = (u & 0x3F) | 0x80;
-    Words const two = u >> 6 | 0xC0 | last << 8;
-    Words const three = u >> 12 | 0xE0 | ((u >> 6 & 0x3F) | 0x80) << 8 | last << 16;
-    auto const isOne = u < 0x80;
-    auto const isTwo = u < 0x800;
-    Words const words = isOne ? u : isTwo ? two : three;
-    Words const sizes = 3 + reinterpret_cast<Words>(isOne) + reinterpret_cast<Words>(isTwo);
-    for (std::size_t i = 0; i < 4; ++i) {
-      std::uint32_t const word = words[i];
-      std::memcpy(out, &word, sizeof word);
-      out += sizes[i];
-    }
+inline std::size_t putBasic(Units u, std::size_t count, char* target) {
+  Units const last = (u & all(0x3F)) | all(0x80);
+  Units const firstOfTwo = u >> 6 | all(0xC0) | last << 8;
+  Units const firstOfThree = u >> 12 | all(0xE0) | ((u >> 6 & all(0x3F)) | all(0x80)) << 8;
+  auto const isOne = u < all(0x80);
+  auto const isTwo = u < all(0x800);
+  Units const first = isOne ? u : isTwo ? firstOfTwo : firstOfThree;
+  // A word is the first two bytes of a unit, and the third, if there is one.
+  Units const words[2] = {__builtin_shufflevector(first, last, 0, 8, 1, 9, 2, 10, 3, 11),
+                          __builtin_shufflevector(first, last, 4, 12, 5, 13, 6, 14, 7, 15)};
+  // The sizes of the units as the bytes of a number, which the product adds up.
+  constexpr std::uint64_t kOnes = 0x0101010101010101u;
+  Bytes8 const byUnit = 1 - __builtin_convertvector(furtherBytes(u), Bytes8);
+  std::uint64_t sizes;
+  std::memcpy(&sizes, &byUnit, sizeof sizes);
+  std::uint64_t const ends = sizes * kOnes;
+  std::uint64_t starts = ends << 8;
+  std::uint64_t pairs[4];
+  std::memcpy(pairs, words, sizeof pairs);
+  for (std::uint64_t const pair : pairs) {
+    auto const one = static_cast<std::uint32_t>(pair);
+    auto const other = static_cast<std::uint32_t>(pair >> 32);
+    std::memcpy(target + (starts & 0xFF), &one, sizeof one);
+    std::memcpy(target + (starts >> 8 & 0xFF), &other, sizeof other);
+    starts >>= 16;
   }
-  return static_cast<std::size_t>(out - target);
+  return ends >> 8 * (count - 1) & 0xFF;
+}
+
+// Converts eights of units up to a surrogate: some, since text that isn't ASCII is likely to go on
+// so, but not all, since a block of ASCII has a faster way.
+Progress convertBasic(Unit const* source, std::size_t units, char* target, std::size_t room) {
+  constexpr std::size_t kHalf = kBlock / 2;
+  constexpr std::size_t kSome = 16 * kHalf;
+  Progress done{0, 0};
+  std::size_t const most = std::min(units, kSome);
+  while (most - done.taken >= kHalf && room - done.put >= kStoredBytes) {
+    Units const next = load<Units>(source + done.taken);
+    std::size_t const basic = unitsToSurrogate(next);
+    if (basic < kHalf) {
+      if (basic != 0) done.put += putBasic(next, basic, target + done.put);
+      done.taken += basic;
+      break;
+    }
+    done.put += putBasic(next, kHalf, target + done.put);
+    done.taken += kHalf;
+  }
+  return done;
 }
 
 Progress convert(Unit const* source, std::size_t units, char* target, std::size_t room) {
-  constexpr std::size_t kHalf = kBlock / 2;
   Progress done{0, 0};
   while (done.taken < units) {
     while (units - done.taken >= kBlock && room - done.put >= kBlock &&
@@ -305,21 +341,15 @@ Progress convert(Unit const* source, std::size_t units, char* target, std::size_
       done.taken += kBlock;
       done.put += kBlock;
     }
-    if (units - done.taken >= kHalf && room - done.put >= kStoredBytes &&
-        !hasSurrogate(load<Units>(source + done.taken))) {
-      done.put += putBasic(source + done.taken, target + done.put);
-      done.taken += kHalf;
-      continue;
-    }
-    // Up to the next surrogate, or for a while where there is none.
-    std::size_t const pause = done.taken + std::min(units - done.taken, kHalf);
-    for (bool isBasic = true; isBasic && done.taken < pause;) {
-      isBasic = !isSurrogate(source[done.taken]);
-      NpPart const part = partOf(source + done.taken, units - done.taken);
-      if (bytesOf(part.codePoint) > room - done.put) return done;
-      done.put += np_utf8_put(part.codePoint, target + done.put);
-      done.taken += part.bytes;
-    }
+    Progress const basic =
+        convertBasic(source + done.taken, units - done.taken, target + done.put, room - done.put);
+    done.taken += basic.taken;
+    done.put += basic.put;
+    if (done.taken == units) break;
+    NpPart const part = partOf(source + done.taken, units - done.taken);
+    if (bytesOf(part.codePoint) > room - done.put) break;
+    done.put += np_utf8_put(part.codePoint, target + done.put);
+    done.taken += part.bytes;
   }
   return done;
 }
