@@ -16,6 +16,10 @@ using decnumber::Word;
 
 namespace decnumber {
 
+bool fitsDigitsBarely(Coefficient const& value) {
+  return isLess(value, power<3>(kDigits));
+}
+
 decSext* packInfinity(decSext* result, bool isNegative) {
   *result = {{0, 0, kInfinityBits | (isNegative ? kSignBit : 0)}};
   return result;

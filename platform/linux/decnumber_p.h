@@ -67,13 +67,16 @@ constexpr Word kSafeHead = [] {
   return limit.w[2];
 }();
 
+// Whether a value whose highest word is at least that of 10^52 has at most 52 digits.
+bool fitsDigitsBarely(Coefficient const& value);
+
 // Whether the value has at most 52 digits.
 template <int N>
-inline bool fitsDigits(Wide<N> const& value) {
+[[gnu::always_inline]] inline bool fitsDigits(Wide<N> const& value) {
   Word above = 0;
   for (int i = 3; i < N; ++i) above |= value.w[i];
   if (above != 0) return false;
-  return value.w[2] < kSafeHead || isLess(resize<3>(value), power<3>(kDigits));
+  return value.w[2] < kSafeHead || fitsDigitsBarely(resize<3>(value));
 }
 
 // Decimal digits of the value; 0 for zero.
