@@ -567,8 +567,8 @@ bool ZtbString::doAppend(char const* text, int nChars, int nBytes) {
   // Only the new bytes are counted, and what they complete of an ill-formed end in front of them.
   char const* const joint = internal->data + oldLength;
   int const joined = bytesOfJoinedCharacter(joint, oldLength);
-  unsigned const addedChars =
-      added.chars >= 0 ? static_cast<unsigned>(added.chars) : np_uchar_length(joint);
+  unsigned const addedChars = added.chars >= 0 ? static_cast<unsigned>(added.chars)
+                                               : np_uchar_tell(joint, joint + addedBytes);
   internal->charLength += addedChars - (joined ? static_cast<unsigned>(joined) - 1 : 0);
   return true;
 }
@@ -585,8 +585,9 @@ bool ZtbString::doAssign(char const* text, int nChars, int nBytes) {
     internal = newString(std::bit_ceil(bytes + 1) - 1);
     if (internal) {
       internal->addBytes(text, bytes);
-      internal->charLength =
-          wanted.chars >= 0 ? static_cast<unsigned>(wanted.chars) : np_uchar_length(internal->data);
+      internal->charLength = wanted.chars >= 0
+                                 ? static_cast<unsigned>(wanted.chars)
+                                 : np_uchar_tell(internal->data, internal->data + bytes);
     }
   }
   // Last, because the source may lie in it.
