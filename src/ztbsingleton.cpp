@@ -24,8 +24,11 @@ namespace {
 constexpr std::size_t kItemNameBytes = 255;
 constexpr std::size_t kRecordNameBytes = 254;
 
+// A name of any length against one that a record holds.
 struct NameLess {
-  bool operator()(char const* a, char const* b) const { return std::strcmp(a, b) < 0; }
+  bool operator()(char const* a, char const* b) const {
+    return std::strncmp(a, b, kRecordNameBytes) < 0;
+  }
 };
 
 using Records = std::map<char const*, AutoSingletonRecord*, NameLess>;
@@ -37,23 +40,17 @@ bool isEmpty(char const* name) {
   return name == nullptr || *name == '\0';
 }
 
-// A name as a record holds it.
-struct RecordName {
-  explicit RecordName(char const* name) { std::strncpy(text, name, kRecordNameBytes); }
-  char text[kRecordNameBytes + 1] = {};
-};
-
-AutoSingletonRecord* findRecord(RecordName const& name) {
+AutoSingletonRecord* findRecord(char const* name) {
   if (records == nullptr) return nullptr;
-  auto const found = records->find(name.text);
+  auto const found = records->find(name);
   return found != records->end() ? found->second : nullptr;
 }
 
 // A new record in the registry, without lock and instance; null without memory.
-AutoSingletonRecord* addRecord(RecordName const& name) try {
+AutoSingletonRecord* addRecord(char const* name) try {
   if (records == nullptr) records = new Records;
   auto record = std::make_unique<AutoSingletonRecord>();
-  std::memcpy(record->name, name.text, sizeof name.text);
+  std::strncpy(record->name, name, kRecordNameBytes);
   records->emplace(record->name, record.get());
   return record.release();
 } catch (std::bad_alloc const&) {
@@ -158,9 +155,8 @@ bool ZtbAutoSingleton::initialize(bool* created) {
   if (created != nullptr) *created = false;
   if (mRecord != nullptr) return false;
   ZtLockHold const hold(ztbSingletonLock());
-  char const* const given = getSingletonName();
-  if (isEmpty(given)) return false;
-  RecordName const name(given);
+  char const* const name = getSingletonName();
+  if (isEmpty(name)) return false;
   AutoSingletonRecord* record = findRecord(name);
   bool const isNew = record == nullptr;
   if (isNew && (record = addRecord(name)) == nullptr) return false;
@@ -196,7 +192,7 @@ bool ZtbAutoSingleton::cleanupOnly() {
     ZtLockHold const hold(ztbSingletonLock());
     char const* const name = getSingletonName();
     if (isEmpty(name)) return false;
-    AutoSingletonRecord* const record = findRecord(RecordName(name));
+    AutoSingletonRecord* const record = findRecord(name);
     if (record == nullptr || !dropReference(record, &instance)) return true;
   }
   destroyInstance(instance);
