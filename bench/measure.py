@@ -128,14 +128,14 @@ def take(run, names, results):
 def quantity(name, value):
     if name.endswith("_kB"):
         return f"{value / 1000:.1f} MB"
-    for unit, factor in ((" ns", 1e9), (" µs", 1e6), (" ms", 1e3)):
+    for unit, factor in (("ns", 1e9), ("µs", 1e6), ("ms", 1e3), ("s", 1)):
         if value * factor < 999.5:
             break
-    return f"{value * factor:.3g}{unit}"
+    return f"{value * factor:.3g} {unit}"
 
 
 def ratio(value):
-    return f"{value:.0f}" if value >= 9.95 else f"{value:.2f}" if value >= 0.0995 else f"{value:.2g}"
+    return format(value, ".0f" if value >= 9.95 else ".2f" if value >= 0.0995 else ".2g")
 
 
 def is_missed(each, results):
@@ -146,10 +146,9 @@ def is_missed(each, results):
                for target in each.targets)
 
 
-def show_target(each, target):
+def show_peer(each, target):
     other = "" if target.operation == each.name else f" of `{target.operation}`"
-    who = "ours" if target.who == OURS else target.who
-    return f"≤ {target.ratio:g} × {who}{other}"
+    return f"{'ours' if target.who == OURS else target.who}{other}"
 
 
 def show_ratios(each, results):
@@ -157,18 +156,15 @@ def show_ratios(each, results):
     ours, held_to = results[each.name][OURS], [target.who for target in each.targets]
     peers = sorted(results[each.name].items(), key=lambda peer: (peer[0] not in held_to, peer[0]))
     shown = [f"{ratio(ours / theirs)} × {who}" for who, theirs in peers if who != OURS]
-    shown += [f"{ratio(ours / results[target.operation][target.who])} × {show_other(target)}"
+    shown += [f"{ratio(ours / results[target.operation][target.who])} × {show_peer(each, target)}"
               for target in each.targets
               if target.operation != each.name and target.who in results[target.operation]]
     return ", ".join(shown)
 
 
-def show_other(target):
-    return f"{'ours' if target.who == OURS else target.who} of `{target.operation}`"
-
-
 def make_row(each, results, note):
-    targets = ", ".join(show_target(each, target) for target in each.targets)
+    targets = ", ".join(f"≤ {target.ratio:g} × {show_peer(each, target)}"
+                        for target in each.targets)
     verdict = {True: "**missed**", False: "met", None: "no peer"}[is_missed(each, results)]
     return (f"| `{each.name}` | {each.what} | {quantity(each.name, results[each.name][OURS])}{note}"
             f" | {show_ratios(each, results)} | {targets} | {verdict if targets else ''} |")
@@ -231,6 +227,20 @@ def warn_of_unexplained(rows, text):
             print(f"bench: {name} misses its target, and the page doesn't say why", file=sys.stderr)
 
 
+def read_ticks():
+    """Those of all processors, and those in which they had nothing to do."""
+    first_line = pathlib.Path("/proc/stat").read_text().partition("\n")[0]
+    ticks = [int(each) for each in first_line.split()[1:9]]
+    return sum(ticks), ticks[3]
+
+
+def is_machine_busy():
+    before, idle_before = read_ticks()
+    time.sleep(2)
+    after, idle_after = read_ticks()
+    return idle_after - idle_before < 0.9 * (after - before)
+
+
 def parse_arguments():
     parser = argparse.ArgumentParser(
         prog="scripts/bench", description="Runs the benchmarks beside their peers and writes the "
@@ -252,15 +262,16 @@ def main():
     if not wanted:
         sys.exit(f"bench: no operation matches {arguments.filter}")
     others = {target.operation for each in wanted for target in each.targets}
-    if os.getloadavg()[0] > 0.7:
+    if is_machine_busy():
         print("bench: others use this machine; don't take the ratios for good", file=sys.stderr)
     results = measure([each for each in operations if each in wanted or each.name in others],
                       arguments.repetitions)
-    for each in wanted:
-        print(make_row(each, results, ""))
+    rows = {each.name: functools.partial(make_row, each, results)
+            for each in wanted if OURS in results[each.name]}
+    for make in rows.values():
+        print(make(""))
     if not arguments.dry_run:
-        write_page(sections, {each.name: functools.partial(make_row, each, results)
-                              for each in wanted}, len(wanted) == len(operations))
+        write_page(sections, rows, len(wanted) == len(operations))
 
 
 main()

@@ -76,9 +76,10 @@ void addOperation(std::string const& name, std::string const& who) {
         return state.SkipWithError("results differ");
       }
     }
+    auto* const operands = pairs<Peer>().data();
     std::size_t i = 0;
     for (auto _ : state) {
-      auto& pair = pairs<Peer>()[i];
+      auto& pair = operands[i];
       auto result = kOperation(pair.left, pair.right);
       benchmark::DoNotOptimize(result);
       if (++i == kPairs) i = 0;
@@ -119,9 +120,10 @@ void fromText(benchmark::State& state) {
 
 template <class Peer>
 void toText(benchmark::State& state) {
+  auto const* const operands = pairs<Peer>().data();
   std::size_t i = 0;
   for (auto _ : state) {
-    auto text = Peer::format(pairs<Peer>()[i].left);
+    auto text = Peer::format(operands[i].left);
     benchmark::DoNotOptimize(text);
     if (++i == kPairs) i = 0;
   }

@@ -137,8 +137,6 @@ BENCHMARK_CAPTURE(narrowIconv, a, ascii)->Name("convert/to_utf8_ascii/iconv");
 BENCHMARK_CAPTURE(narrowIntoBuffer, m, mixed)->Name("convert/to_utf8_mixed/ztbcpp31");
 BENCHMARK_CAPTURE(narrowIconv, m, mixed)->Name("convert/to_utf8_mixed/iconv");
 
-#ifdef ZTB_HAVE_QT
-
 void widenOurs(benchmark::State& state, Texts const& (*source)()) {
   Texts const& texts = source();
   ZtUtf8ToUC converter;
@@ -155,6 +153,15 @@ void narrowOurs(benchmark::State& state, Texts const& (*source)()) {
   if (text.asCstr() != texts.utf8) state.SkipWithError("the text differs");
 }
 
+BENCHMARK_CAPTURE(widenOurs, ascii, ascii)->Name("convert/set_utf16_ascii/ztbcpp31");
+BENCHMARK_CAPTURE(widenOurs, mixed, mixed)->Name("convert/set_utf16_mixed/ztbcpp31");
+BENCHMARK_CAPTURE(widenOurs, shortAscii, shortAscii)->Name("convert/set_utf16_40_ascii/ztbcpp31");
+BENCHMARK_CAPTURE(narrowOurs, ascii, ascii)->Name("convert/from_utf16_ascii/ztbcpp31");
+BENCHMARK_CAPTURE(narrowOurs, mixed, mixed)->Name("convert/from_utf16_mixed/ztbcpp31");
+BENCHMARK_CAPTURE(narrowOurs, shortAscii, shortAscii)->Name("convert/from_utf16_40_ascii/ztbcpp31");
+
+#ifdef ZTB_HAVE_QT
+
 void widenQt(benchmark::State& state, Texts const& (*source)()) {
   Texts const& texts = source();
   for (auto _ : state) benchmark::DoNotOptimize(QString::fromUtf8(texts.utf8.c_str()));
@@ -166,17 +173,11 @@ void narrowQt(benchmark::State& state, Texts const& (*source)()) {
   for (auto _ : state) benchmark::DoNotOptimize(text.toUtf8());
 }
 
-BENCHMARK_CAPTURE(widenOurs, ascii, ascii)->Name("convert/set_utf16_ascii/ztbcpp31");
 BENCHMARK_CAPTURE(widenQt, ascii, ascii)->Name("convert/set_utf16_ascii/qt");
-BENCHMARK_CAPTURE(widenOurs, mixed, mixed)->Name("convert/set_utf16_mixed/ztbcpp31");
 BENCHMARK_CAPTURE(widenQt, mixed, mixed)->Name("convert/set_utf16_mixed/qt");
-BENCHMARK_CAPTURE(widenOurs, shortAscii, shortAscii)->Name("convert/set_utf16_40_ascii/ztbcpp31");
 BENCHMARK_CAPTURE(widenQt, shortAscii, shortAscii)->Name("convert/set_utf16_40_ascii/qt");
-BENCHMARK_CAPTURE(narrowOurs, ascii, ascii)->Name("convert/from_utf16_ascii/ztbcpp31");
 BENCHMARK_CAPTURE(narrowQt, ascii, ascii)->Name("convert/from_utf16_ascii/qt");
-BENCHMARK_CAPTURE(narrowOurs, mixed, mixed)->Name("convert/from_utf16_mixed/ztbcpp31");
 BENCHMARK_CAPTURE(narrowQt, mixed, mixed)->Name("convert/from_utf16_mixed/qt");
-BENCHMARK_CAPTURE(narrowOurs, shortAscii, shortAscii)->Name("convert/from_utf16_40_ascii/ztbcpp31");
 BENCHMARK_CAPTURE(narrowQt, shortAscii, shortAscii)->Name("convert/from_utf16_40_ascii/qt");
 
 #endif

@@ -8,6 +8,7 @@
 #include <benchmark/benchmark.h>
 
 #include <cstring>
+#include <iterator>
 #include <string>
 
 #ifdef ZTB_HAVE_QT
@@ -111,13 +112,29 @@ std::string const& plainText() {
   static std::string const text = megabyte("a/plain-path_without.escapes/");
   return text;
 }
+// 1 MB of words in no order: one that repeats itself is learnt by the processor.
 std::string const& mixedText() {
-  static std::string const text = megabyte("ein/St\u00fcck gr\u00f6\u00dfer/als 50 Euro/");
+  static std::string const text = [] {
+    constexpr char const* kWords[] = {
+        "ein/",         "St\u00fcck ", "gr\u00f6\u00dfer/", "als ",   "50 ",         "Euro/",
+        "Stra\u00dfe ", "\u00fcber ",  "Z\u00fcrich/",      "price ", "na\u00efve ", "catalog/"};
+    std::string made;
+    for (unsigned state = 1; made.size() < (1U << 20);) {
+      state = state * 1664525 + 1013904223;
+      made += kWords[(state >> 16) % std::size(kWords)];
+    }
+    return made;
+  }();
   return text;
 }
 // The mixed text with its multi-byte characters and blanks escaped.
 std::string const& mixedEscapes() {
-  static std::string const text = megabyte("ein/St%C3%BCck%20gr%C3%B6%C3%9Fer/als%2050%20Euro/");
+  static std::string const text = [] {
+    char blank[] = " ";
+    ZtbString escaped;
+    getEscapeStringForURI(ZtbString(mixedText().c_str(), true), blank, 1, &escaped, nullptr);
+    return std::string(escaped.asCstr());
+  }();
   return text;
 }
 
