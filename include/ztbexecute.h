@@ -40,7 +40,8 @@ class ZTB_API ZtbExecute {
   ~ZtbExecute();
 
   // The program: a path, or a name without "/" that is looked for in the folders of PATH. The PATH
-  // is that of this process, also if the program gets an environment of its own.
+  // is that of this process, also if the program gets an environment of its own. A null or empty
+  // one can't be started: `run` without the shell fails with message 380.
   void setCommand(ZtbString const& command);
 
   // Adds an argument behind those that are there. A null string is an empty argument. If memory

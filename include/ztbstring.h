@@ -95,7 +95,7 @@ class ZTB_API ZtbString {
   int find(ZtbString const& needle, int start) const;
 
   // The last occurrence, as a character index, or -1. Occurrences may overlap: "aa" is in "aaa"
-  // at 1.
+  // at 1. A null or empty needle is found nowhere.
   int rfind(ZtbString const& needle) const;
 
   // Give this string a new text, and the string itself back: the decimal text of a number (a double
@@ -134,6 +134,7 @@ class ZTB_API ZtbString {
   ZtbString mid(unsigned int start, int count) const;
 
   // A copy of the last `count` characters: all for a count above the length, none for one below 1.
+  // Null for the null string and when memory ran out.
   ZtbString right(int count) const;
 
   // A copy with the first `count` occurrences of `from` at or behind character `start` replaced by
