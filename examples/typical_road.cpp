@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
 //
 // The typical road of an application, to copy and fill in: up on a home, an option read, a
-// work-table URI of a client taken apart and told in its canonical form, down.
+// work-table URI of a client taken apart and told in its canonical form, down. Exit code 0: done,
+// 1: refused or failed, 2: called wrongly.
 //
 //   ZTEXEC_HOME=HOME ./typical_road URI [KEY=VALUE ...]
 //   ZTEXEC_HOME=HOME ./typical_road "ztwt://orders?id=Integer'7',note#count=10,start=0"
-//
-// Exit code 0: done, 1: refused or failed, 2: wrong usage.
 
 #include <ztbcpp31.h>
 
@@ -63,14 +62,15 @@ void showTable(ZtWorkTableURI& table) {
     std::printf("column  %s, %s, %s\n", name.asCstr(), ztbTypeToString(type),
                 value.isNull() ? "no value" : value.asCstr());
   }
-  __int64 start = 0, count = 0;
+  __int64 start = 0, count = 0;  // a count of -1 means up to the last row
   if (table.getRange(&start, &count)) std::printf("rows    %lld from %lld\n", count, start);
   std::printf("URI     %s\n", table.getURIString().asCstr());
 }
 
 int work(char const* text) {
   ZtbString temp;
-  ztbGetConfigOptions(ZtbString())->getOption(ZtbString("BASE/TEMP", true), &temp);
+  ZtbString const key("BASE/TEMP", true);  // true: a text that stays needs no copy
+  ztbGetConfigOptions(ZtbString())->getOption(key, &temp);
   if (temp.isNull()) return fail("BASE/TEMP", "not set; give it a folder in etc/app.cfg");
   std::printf("temp    %s\n", temp.asCstr());
 

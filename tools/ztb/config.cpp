@@ -32,11 +32,18 @@ void save(ZtbConfigFile& file, Original const& original) {
   replacement.takePlace();
 }
 
+// The value of the entry, which has to be there.
+ZtbString valueOf(ZtbConfigFile& file, Arguments const& arguments) {
+  ZtbString const value = file.getEntry(toZtb(arguments.key));
+  if (!value.isNull()) return value;
+  throw Refused("no entry \"" + printable(arguments.key) + "\" in \"" + printable(arguments.file) +
+                "\"");
+}
+
 int get(Arguments const& arguments) {
   ZtbConfigFile file;
   read(file, arguments.file);
-  ZtbString const value = file.getEntry(toZtb(arguments.key));
-  if (value.isNull()) throw Refused("no entry \"" + printable(arguments.key) + "\"");
+  ZtbString const value = valueOf(file, arguments);
   if (arguments.json) {
     JsonObject object;
     object.add("key", arguments.key).add("value", fromZtb(value));
@@ -56,15 +63,11 @@ int set(Arguments const& arguments) {
   return 0;
 }
 
-void needEntry(ZtbConfigFile& file, std::string const& key) {
-  if (file.getEntry(toZtb(key)).isNull()) throw Refused("no entry \"" + printable(key) + "\"");
-}
-
 int unset(Arguments const& arguments) {
   Original const original(targetOf(arguments.file));
   ZtbConfigFile file;
   read(file, original.path().string());
-  needEntry(file, arguments.key);
+  valueOf(file, arguments);
   file.deleteEntry(toZtb(arguments.key));
   save(file, original);
   return 0;
@@ -74,7 +77,7 @@ int comment(Arguments const& arguments) {
   Original const original(targetOf(arguments.file));
   ZtbConfigFile file;
   read(file, original.path().string());
-  needEntry(file, arguments.key);
+  valueOf(file, arguments);
   file.setEntryComment(toZtb(arguments.key), toZtb(arguments.text));
   save(file, original);
   return 0;
