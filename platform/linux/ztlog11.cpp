@@ -441,6 +441,16 @@ int refuse(std::string const& reason) {
   return 1;
 }
 
+// As above, without memory for a record or for the reason: this one fits into the string itself.
+int refuseWithoutMemory() {
+  constexpr std::string_view kReason = "out of memory";
+  constexpr std::string_view kNote = "The log can't be configured: out of memory\n";
+  [[maybe_unused]] ssize_t const written = ::write(STDERR_FILENO, kNote.data(), kNote.size());
+  LockedLog log;
+  if (log) log->configureError = kReason;
+  return 1;
+}
+
 int configureFrom(char const* path) {
   Setup setup = defaultSetup();
   if (path != nullptr) {
@@ -465,7 +475,9 @@ int ztlogInitialize() {
 }
 
 int ztlogConfigure(char const* path) {
-  return unlessNoMemory(1, [&] { return configureFrom(path); });
+  constexpr int kNoMemory = -1;
+  int const result = unlessNoMemory(kNoMemory, [&] { return configureFrom(path); });
+  return result == kNoMemory ? refuseWithoutMemory() : result;
 }
 
 ZtLogger* ztlogGetLogger(char const* name) {
