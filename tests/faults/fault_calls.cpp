@@ -507,4 +507,18 @@ int fflush(FILE* file) {
   return real(file);
 }
 
+int rename(char const* from, char const* to) noexcept {
+  using Rename = int (*)(char const*, char const*);
+  static auto const real = reinterpret_cast<Rename>(__real_dlsym(RTLD_NEXT, "rename"));
+  if (fault("rename", {faults::kBroken, faults::kFull}) != 0) return -1;
+  return real(from, to);
+}
+
+int remove(char const* path) noexcept {
+  using Remove = int (*)(char const*);
+  static auto const real = reinterpret_cast<Remove>(__real_dlsym(RTLD_NEXT, "remove"));
+  if (fault("remove", {faults::kBroken}) != 0) return -1;
+  return real(path);
+}
+
 }  // extern "C"

@@ -7,6 +7,7 @@
 
 #include "fault_scope.h"
 #include "ztbcpp31.h"
+#include "ztlog11.h"
 
 namespace faults {
 
@@ -121,6 +122,25 @@ bool typicalRoad(Trace& trace) {
   return trace.text(log);
 }
 
+// A log that is rotated while it is written. A record that can't be written is lost, and so is one
+// without memory; the log goes on.
+bool rotateLog(Trace& trace) {
+  static std::string const kConfig = pathOf("rotate.cfg");
+  writeFile("rotate.cfg", "sink all rotating path=rotated.log size=1K keep=2\nlevel * info\n");
+  if (ztlogConfigure(kConfig.c_str()) != 0) return trace.refused(ztlogConfigureError());
+  ZtLogger* const logger = ztlogGetLogger("ZT.Faults");
+  for (int i = 0; i < 30; ++i) {
+    logger->operations->logFormat(logger, 3, "faults", __LINE__, "record %d of a log", i);
+  }
+  Pause const pause;
+  ztlogConfigure(nullptr);
+  return true;
+}
+
+TEST(Faults, RotatingLog) {
+  makeHome();
+  tryFaults("rotating log", rotateLog);
+}
 TEST(Faults, StartUpAndShutdown) {
   makeHome();
   tryFaults("start-up and shutdown", startUp, {Kind::kMemory, Kind::kFiles, Kind::kDescriptors});

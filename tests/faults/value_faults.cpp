@@ -2,6 +2,9 @@
 //
 // Texts, numbers, dates, variants, converters, and what is kept by name: all in memory.
 
+#include <sys/stat.h>
+
+#include <cstdlib>
 #include <vector>
 
 #include "fault_scope.h"
@@ -204,6 +207,23 @@ bool protectedTexts(Trace& trace) {
   return trace.text(ztbDecryptString(hidden)) || trace.refused();
 }
 
+// Under a key of its own. A key that can't be read protects nothing, and opens nothing.
+bool protectedByKey(Trace& trace) {
+  static std::string const kPath = [] {
+    writeFile("suite.key", "00112233445566778899aabbccddeeff00112233445566778899aabbccddeeff\n");
+    chmod(pathOf("suite.key").c_str(), 0600);
+    return pathOf("suite.key");
+  }();
+  {
+    Pause const pause;
+    setenv("ZTB_KEY_FILE", kPath.c_str(), 1);
+  }
+  ZtbString const hidden = ztbEncryptString(lit(kLong));
+  ZtbString const plain = hidden.isNull() ? ZtbString() : ztbDecryptString(hidden);
+  unsetenv("ZTB_KEY_FILE");
+  return plain.length() > 0 && trace.text(plain);
+}
+
 using FaultsInMemory = WithLibrary;
 
 TEST_F(FaultsInMemory, Strings) {
@@ -229,6 +249,9 @@ TEST_F(FaultsInMemory, Singletons) {
 }
 TEST_F(FaultsInMemory, Profiler) {
   tryFaults("profiler", profiler);
+}
+TEST_F(FaultsInMemory, TextsProtectedByAKey) {
+  tryFaults("texts protected by a key", protectedByKey);
 }
 TEST_F(FaultsInMemory, ProtectedTexts) {
   tryFaults("protected texts", protectedTexts);
