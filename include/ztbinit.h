@@ -18,8 +18,9 @@
 // and not beside other calls into the library. ztbRegisterShutdownHandler may be called from any
 // thread while the library is up.
 //
-// Nothing happens when the library is loaded: no static constructor of its own does any work. After
-// a fork in a process with threads, the library goes on working in the child.
+// Nothing happens when the library is loaded: no static constructor of its own does any work. Once
+// loaded it stays until the process ends; dlclose doesn't unload it. After a fork in a process with
+// threads, the library goes on working in the child.
 
 #ifndef ZTBINIT_H
 #define ZTBINIT_H

@@ -9,7 +9,6 @@
 #include <charconv>
 #include <cstdlib>
 #include <cstring>
-#include <typeinfo>
 
 #include "decnumber.h"
 #include "ztschr12.h"
@@ -30,10 +29,6 @@ constexpr int kLargestExponent = kDecSextMaxExponent - kDecSextDigits + 1;
 
 static_assert(sizeof(decSext) == sizeof(Words) && alignof(decSext) == alignof(Words));
 static_assert(sizeof(ZT_SQL_NUMERIC_STRUCT) == 19);
-
-// The class has no function that ties its type information to this source; so nothing else makes
-// sure that the library exports one for all programs.
-[[gnu::used]] constexpr std::type_info const* kExportedType = &typeid(ZtbReal);
 
 // The words that a ZtbReal holds, as what they are.
 decSext* sext(Words& words) {
