@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <climits>
 #include <cstddef>
 #include <cstdint>
@@ -56,6 +57,8 @@ constexpr std::array<Escape, 256> kEscapes = [] {
   return table;
 }();
 
+// The first byte of a word is its lowest.
+static_assert(std::endian::native == std::endian::little);
 constexpr std::uint64_t kLowBits = 0x0101010101010101;
 constexpr std::uint64_t kHighBits = 0x8080808080808080;
 constexpr std::ptrdiff_t kWordBytes = sizeof(std::uint64_t);
@@ -66,44 +69,71 @@ std::uint64_t loadWord(char const* from) {
   return word;
 }
 
-// What ends a run of bytes that are copied: whether a byte does, and whether one in a word may.
+// Bits of which the lowest is in the first byte of the word that is zero; 0 if none is.
+std::uint64_t zeroBytes(std::uint64_t word) {
+  return (word - kLowBits) & ~word & kHighBits;
+}
+
+// What ends a run of bytes that are copied: whether a byte does, and for the bytes of a word, bits
+// of which the lowest is in the first that does, or 0.
 
 // The bytes of characters of several bytes.
 struct HighByte {
   bool operator()(char c) const { return static_cast<signed char>(c) < 0; }
-  bool mayBeIn(std::uint64_t word) const { return (word & kHighBits) != 0; }
+  std::uint64_t in(std::uint64_t word) const { return word & kHighBits; }
 };
 
 // Those, and the characters of one byte that a caller lists.
 class ListedByte {
  public:
-  ListedByte(char const* listed, __int64 count) {
-    for (__int64 i = 0; i < count; ++i) mIsListed[static_cast<unsigned char>(listed[i])] = true;
+  ListedByte(char const* listed, __int64 count) : mCount(count) {
+    for (__int64 i = 0; i < count; ++i) {
+      auto const byte = static_cast<unsigned char>(listed[i]);
+      mIsListed[byte] = true;
+      if (i < kFew) mFew[i] = kLowBits * byte;
+    }
   }
   bool operator()(char c) const {
     return HighByte()(c) || mIsListed[static_cast<unsigned char>(c)];
   }
-  bool mayBeIn(std::uint64_t) const { return true; }
+  std::uint64_t in(std::uint64_t word) const {
+    std::uint64_t found = word & kHighBits;
+    if (mCount <= kFew) {
+      for (__int64 i = 0; i < mCount; ++i) found |= zeroBytes(word ^ mFew[i]);
+    } else {
+      for (int bit = 0; bit < 64; bit += 8) {
+        found |= std::uint64_t{mIsListed[word >> bit & 0xFF]} << bit;
+      }
+    }
+    return found;
+  }
 
  private:
+  // For more, a look at each byte costs less.
+  static constexpr __int64 kFew = 4;
+
+  __int64 mCount;
+  std::uint64_t mFew[kFew] = {};
   std::array<bool, 256> mIsListed{};
 };
 
 struct Percent {
   bool operator()(char c) const { return c == '%'; }
-  bool mayBeIn(std::uint64_t word) const {
-    std::uint64_t const zeroAtPercent = word ^ (kLowBits * '%');
-    return ((zeroAtPercent - kLowBits) & ~zeroAtPercent & kHighBits) != 0;
-  }
+  std::uint64_t in(std::uint64_t word) const { return zeroBytes(word ^ (kLowBits * '%')); }
 };
 
-// Copies bytes up to the first that ends the run, words at a time where none can. Gives where the
-// copy ends, and moves `text` behind what was copied.
+// Copies bytes up to the first that ends the run, a word at a time and without a branch for where
+// it is; what the last word has behind that byte will be written over. Gives where the copy ends,
+// and moves `text` behind what was copied. The target has room for what is left of the text.
 template <class End>
 char* copyRun(char const** text, char const* end, char* target, End const& endsRun) {
   char const* at = *text;
-  for (; end - at >= kWordBytes && !endsRun.mayBeIn(loadWord(at)); at += kWordBytes) {
-    target = std::copy_n(at, kWordBytes, target);
+  for (std::ptrdiff_t copied = kWordBytes; copied == kWordBytes && end - at >= kWordBytes;) {
+    std::uint64_t const word = loadWord(at);
+    std::memcpy(target, &word, sizeof word);
+    copied = std::countr_zero(endsRun.in(word)) / 8;
+    at += copied;
+    target += copied;
   }
   while (at < end && !endsRun(*at)) *target++ = *at++;
   *text = at;
@@ -124,7 +154,7 @@ bool isAscii(std::string_view text) {
   for (; end - at >= kBlockBytes; at += kBlockBytes) {
     std::uint64_t const front = loadWord(at) | loadWord(at + kWordBytes);
     std::uint64_t const back = loadWord(at + 2 * kWordBytes) | loadWord(at + 3 * kWordBytes);
-    if (HighByte().mayBeIn(front | back)) return false;
+    if (HighByte().in(front | back) != 0) return false;
   }
   return std::none_of(at, end, HighByte());
 }
