@@ -25,6 +25,7 @@ constexpr unsigned kTextBytes = 128;
 constexpr unsigned kWideChars = 128;
 // No character takes more than four bytes of UTF-8, so that what fits the wide buffer fits here.
 constexpr unsigned kLocaleTextBytes = 4 * kWideChars;
+constexpr wchar_t kDateAndTime[] = L"%x %X";
 
 struct DateForm {
   char const* sample;
@@ -119,14 +120,25 @@ std::tm brokenDownTime(int year, int month, int day, int hour, int minute, int s
   return time;
 }
 
-// The text of a time in the locale's manner; null if it doesn't fit.
-ZtbString localeText(std::tm const& time, wchar_t const* format) {
+// Writes a time in the locale's manner into `target` of kLocaleTextBytes; false if it doesn't fit.
+bool putLocaleText(std::tm const& time, wchar_t const* format, char* target) {
   wchar_t wide[kWideChars];
-  if (zts_format_time(wide, kWideChars, format, &time) == 0) return ZtbString();
+  if (zts_format_time(wide, kWideChars, format, &time) == 0) return false;
+  char const* const source = reinterpret_cast<char const*>(wide);
+  return np_uchar_encode(np_enc_wide, source, target, kLocaleTextBytes) >= 0;
+}
+
+// Null if it doesn't fit.
+ZtbString localeText(std::tm const& time) {
   char text[kLocaleTextBytes];
-  int const bytes =
-      np_uchar_encode(np_enc_wide, reinterpret_cast<char const*>(wide), text, kLocaleTextBytes);
-  return bytes < 0 ? ZtbString() : ZtbString(text, false);
+  return putLocaleText(time, kDateAndTime, text) ? ZtbString(text, false) : ZtbString();
+}
+
+// How to print early dates; null if the locale's way of printing isn't one of those known.
+char const* earlyFormat() {
+  char sample[kLocaleTextBytes];
+  bool const fits = putLocaleText(brokenDownTime(1989, 2, 3, 19, 5, 6), kDateAndTime, sample);
+  return fits ? formatForSample(ZtbString(sample, true)) : nullptr;
 }
 
 }  // namespace
@@ -203,33 +215,22 @@ ZtbString ZtbDate::asString(bool iso) const {
     return ZtbString();
   }
   if (iso) return isoText(year, month, day, hour, minute, second);
-  if (year >= 1900) {
-    return localeText(brokenDownTime(year, month, day, hour, minute, second), L"%x %X");
-  }
-  ZtbString const early = asStringHard(year, month, day, hour, minute, second);
-  if (early.isNull() || early.length() > 0) return early;
-  return isoText(year, month, day, hour, minute, second);
+  if (year < 1900) return asStringHard(year, month, day, hour, minute, second);
+  return localeText(brokenDownTime(year, month, day, hour, minute, second));
 }
 
-// Null as asString is, and empty if the locale's way isn't known.
+// All in one buffer: a part that memory didn't reach for would be missing in the middle of a text.
 ZtbString ZtbDate::asStringHard(int year, int month, int day, int hour, int minute,
                                 int second) const {
-  ZtbDate const sample(1989, 2, 3, 19, 5, 6);
-  ZtbString const shown = sample.asString(false);
-  if (shown.isNull()) return shown;
-  char const* const format = formatForSample(shown);
-  if (format == nullptr) return ZtbString("", true);
-  char date[kTextBytes];
-  ztmsg13_util_printf(date, kTextBytes, format, month, day, year, "", "");
+  char const* const format = earlyFormat();
+  if (format == nullptr) return isoText(year, month, day, hour, minute, second);
+  char text[kTextBytes + kLocaleTextBytes];
+  int const dateBytes = ztmsg13_util_printf(text, kTextBytes, format, month, day, year, "", "");
   std::tm timeOfDay{};
   timeOfDay.tm_hour = hour;
   timeOfDay.tm_min = minute;
   timeOfDay.tm_sec = second;
-  ZtbString const time = localeText(timeOfDay, L"%X");
-  ZtbString text(date, false);
-  bool failed = text.isNull() || time.isNull();
-  if (!failed) text.append(time, &failed);
-  return failed ? ZtbString() : text;
+  return putLocaleText(timeOfDay, L"%X", text + dateBytes) ? ZtbString(text, false) : ZtbString();
 }
 
 double ZtbDate::asDouble() const {

@@ -93,6 +93,7 @@ TEST_F(ZtbDatePrivateTest, EarlyDatesKeepTheFormOfEachKnownLocale) {
   EXPECT_EQ(127u, ZtbDate(1989, 2, 3, 0, 0, 0).asString(false).length());
   localeSample = &tooLong;
   EXPECT_TRUE(ZtbDate(1989, 2, 3, 0, 0, 0).asString(false).isNull());
+  EXPECT_STREQ("1850-02-03 00:00:00", ZtbDate(1850, 2, 3, 0, 0, 0).asString(false).asCstr());
   localeSample = nullptr;
 }
 
