@@ -108,8 +108,8 @@ class ZTB_API ZtbConfigFile {
   // has text, and "#-DELETED key=value" in its place, in the caller's spelling of the key; nothing
   // reads that back as a deletion. If the entry was read without a comment and got one afterwards,
   // both lines stand at its one place, so that no other line of the file is overwritten. A line
-  // break that was set in key or value becomes a blank there. An entry without a line leaves no
-  // trace. Out of memory: nothing changes.
+  // break that was set in the value becomes a blank there. An entry without a line leaves no trace.
+  // Out of memory: nothing changes.
   void deleteEntry(ZtbString const& key);
 
   // The comment of the entry, without its "#" and untrimmed on the left; a null string if the key
