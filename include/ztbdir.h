@@ -74,10 +74,11 @@ class ZTB_API ZtbDirectoryListing {
   // is longer than the system takes (4095 bytes) is skipped.
   bool next();
 
-  // The entry's name, without its folder.
+  // The entry's name, without its folder. Null if memory ran out in `next`.
   ZtbString getName();
 
-  // The path given to `init` joined with the name. Empty between `init` and the first `next`.
+  // The path given to `init` joined with the name. Empty between `init` and the first `next`. Null
+  // if memory runs out.
   ZtbString getFullPathName();
 
   // Whether the entry is a directory or a link to one.
