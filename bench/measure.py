@@ -202,21 +202,22 @@ def read_rows(tables):
             for row in re.finditer(r"^\| `(.*?)` \|.*$", tables, re.MULTILINE)}
 
 
-def write_page(sections, fresh, is_whole):
+def write_page(sections, fresh, is_whole, is_busy):
     """Puts the fresh rows into the page; they carry their date if the others are older."""
     before, _, rest = PAGE.read_text().partition(BEGIN)
     old, _, after = rest.partition(END)
-    measured = re.search(r"^Measured on (\S+):.*", old, re.MULTILINE)
+    measured = re.search(r"^Measured on ([\d-]+).*", old, re.MULTILINE)
     today = str(datetime.date.today())
     if is_whole or not measured:
-        rows, note, head = {}, "", f"Measured on {today}: {describe_machine()}"
+        beside = ", beside other work" if is_busy else ""
+        rows, note, head = {}, "", f"Measured on {today}{beside}: {describe_machine()}"
     else:
         rows, head = read_rows(old), measured.group(0)
         note = "" if measured.group(1) == today else f" ({today})"
     rows.update({name: make(note) for name, make in fresh.items()})
     tables = "\n".join(make_tables(sections, rows))
     missed, met = tables.count("| **missed** |"), tables.count("| met |")
-    PAGE.write_text(f"{before}{BEGIN}\n{head} {met} of {met + missed} targets are met.\n\n"
+    PAGE.write_text(f"{before}{BEGIN}\n{head}\n\n{met} of {met + missed} targets are met.\n\n"
                     f"{tables}\n{END}{after}")
     warn_of_unexplained(read_rows(tables), before + after)
 
@@ -262,7 +263,8 @@ def main():
     if not wanted:
         sys.exit(f"bench: no operation matches {arguments.filter}")
     others = {target.operation for each in wanted for target in each.targets}
-    if is_machine_busy():
+    is_busy = is_machine_busy()
+    if is_busy:
         print("bench: others use this machine; don't take the ratios for good", file=sys.stderr)
     results = measure([each for each in operations if each in wanted or each.name in others],
                       arguments.repetitions)
@@ -271,7 +273,7 @@ def main():
     for make in rows.values():
         print(make(""))
     if not arguments.dry_run:
-        write_page(sections, rows, len(wanted) == len(operations))
+        write_page(sections, rows, len(wanted) == len(operations), is_busy)
 
 
 main()

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // Starting /bin/true and waiting for its end, beside the bare calls of the system and Qt's class;
-// and the same from a process with 8 GB of memory, which a start by fork pays for. That memory is
-// there only while such a benchmark runs.
+// and the same from a process with 8 GB of memory, which a start by fork pays for.
 
 #include "ztbexecute.h"
 
@@ -83,7 +82,7 @@ void measure(benchmark::State& state, bool (*run)()) {
 }
 
 void measureInLargeProcess(benchmark::State& state, bool (*run)()) {
-  Resident const memory(std::size_t{8} << 30);
+  static Resident const memory(std::size_t{8} << 30);
   if (!memory) return state.SkipWithError("the machine can't spare 8 GB");
   measure(state, run);
 }
@@ -96,24 +95,18 @@ benchmark::internal::Benchmark* add(char const* name, void (*how)(benchmark::Sta
       ->Iterations(kRuns);
 }
 
-// Filling the memory takes seconds.
-benchmark::internal::Benchmark* addLarge(char const* name, bool (*run)()) {
-  constexpr int kRepetitions = 3;
-  return add(name, measureInLargeProcess, run)->Repetitions(kRepetitions);
-}
-
-// Each number of runs is fixed, so that the memory is filled once. Where its tables are copied, 5
-// take seconds.
+// The large process is a family of its own, since the memory stays once it is filled. Where its
+// tables are copied, 5 runs take seconds.
 [[maybe_unused]] bool const isRegistered = [] {
   add("execute/start_and_wait/ztbcpp31", measure, runOurs);
   add("execute/start_and_wait/posix_spawn", measure, runBare);
   add("execute/start_and_wait_with_limit/ztbcpp31", measure, runOursWithLimit);
   add("execute/start_and_wait_with_limit/posix_spawn", measure, runBare);
-  addLarge("execute/start_and_wait_8GB/ztbcpp31", runOurs);
-  addLarge("execute/start_and_wait_8GB/posix_spawn", runBare);
+  add("execute_8GB/start_and_wait/ztbcpp31", measureInLargeProcess, runOurs);
+  add("execute_8GB/start_and_wait/posix_spawn", measureInLargeProcess, runBare);
 #ifdef ZTB_HAVE_QT
   add("execute/start_and_wait/QProcess", measure, runQt);
-  addLarge("execute/start_and_wait_8GB/QProcess", runQt)->Iterations(5);
+  add("execute_8GB/start_and_wait/QProcess", measureInLargeProcess, runQt)->Iterations(5);
 #endif
   return true;
 }();
