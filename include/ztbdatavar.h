@@ -218,6 +218,8 @@ class ZTB_API ZtbDatavar {
   ZTB_LOCAL ZtbDatavar& assignText(char const* text, std::size_t bytes, unsigned int chars);
   [[gnu::noinline]] ZTB_LOCAL ZtbDatavar& assignNewText(char const* text, std::size_t bytes,
                                                         unsigned int chars);
+  // Whether this value, which is no String and not null, has a text. Asks for no memory.
+  ZTB_LOCAL bool hasText() const;
   ZTB_LOCAL ZtbDatavar& assignRawReal(void const* raw, unsigned int size, bool swap);
 
   DatavarBody* mBody;

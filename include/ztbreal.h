@@ -233,8 +233,11 @@ class ZTB_API ZtbReal {
   bool operator<=(double rhs) const;
 
  private:
-  // Hands out the encoding in place.
+  // Hands out the encoding in place, and asks whether there is a text.
   friend class ZtbDatavar;
+
+  // Whether asString() gives this number, which isn't null, a text if memory doesn't run out.
+  ZTB_LOCAL bool hasText() const;
 
   unsigned int mFlags;         // bit 0: truncated
   unsigned __int64 mValue[3];  // the decimal192 encoding; of the NaNs only the one that means null

@@ -382,6 +382,17 @@ ZtbDatavar& ZtbDatavar::assign(ztbType type, void const* raw, unsigned int size)
   return assign(type, raw, size, false);
 }
 
+bool ZtbDatavar::hasText() const {
+  switch (mBody->type) {
+    case ztbTypeReal:
+      return realOf(mBody).hasText();
+    case ztbTypeDate:
+      return !asDate().isNull();
+    default:
+      return rawSizeOf(mBody->type) > 0;
+  }
+}
+
 bool ZtbDatavar::setType(ztbType type) {
   if (isNull()) return false;
   if (mBody->type == type) return true;
@@ -394,11 +405,14 @@ bool ZtbDatavar::setType(ztbType type) {
     case ztbTypeInteger:
       assign(asInt64(&error));
       break;
-    case ztbTypeReal:
-      assign(asReal(&error));
+    case ztbTypeReal: {
+      ZtbReal const real = asReal(&error);
+      hasForm = !real.isNull();
+      assign(real);
       break;
+    }
     case ztbTypeString:
-      hasForm = getRawSizeReq(mBody->type) > 0;
+      hasForm = hasText();
       assign(asString());
       break;
     case ztbTypeDate: {

@@ -336,6 +336,10 @@ ZtbString ZtbReal::asString() const {
   return asString(kMaxWidth);
 }
 
+bool ZtbReal::hasText() const {
+  return formFor(Digits(sext(mValue)), kMaxWidth) != Form::kDoesNotFit;
+}
+
 void ZtbReal::asFD(unsigned __int64 (*out)[3]) {
   Context context;
   decSext zero;

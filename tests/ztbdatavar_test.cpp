@@ -164,6 +164,9 @@ TEST_F(ZtbDatavarTest, TruthIsReadFromWordsAndFirstDigits) {
 
 TEST_F(ZtbDatavarTest, SetTypeConvertsInPlace) {
   ztbtest::Locale const locale("C");
+  double const infinity = std::numeric_limits<double>::infinity();
+  ZtbReal wide;  // 72 digits in front of the point, of which 52 aren't zeros, have no short form
+  wide.assign((std::string(52, '7') + "E+20").c_str());
   struct {
     ZtbDatavar value;
     int type;
@@ -187,6 +190,12 @@ TEST_F(ZtbDatavarTest, SetTypeConvertsInPlace) {
       {make("abc"), ztbTypeInteger, false, ztbTypeInteger, "0"},
       {make("abc"), ztbTypeReal, false, ztbTypeUnknown, "null"},
       {make("abc"), ztbTypeDate, true, ztbTypeUnknown, "null"},
+      {make(wide), ztbTypeString, true, ztbTypeUnknown, "null"},
+      {make(ZtbReal(1e300)), ztbTypeString, true, ztbTypeString, "1E+300"},
+      {make(infinity), ztbTypeString, true, ztbTypeString, "Infinity"},
+      {rawDate(std::nan("")), ztbTypeString, true, ztbTypeUnknown, "null"},
+      {rawDate(std::nan("")), ztbTypeReal, true, ztbTypeUnknown, "null"},
+      {raw(ztbTypeUnknown, "ab"), ztbTypeString, true, ztbTypeUnknown, "null"},
       {make("1970-01-02"), ztbTypeDate, true, ztbTypeDate, "01/02/70 00:00:00"},
   };
   for (auto const& row : rows) {
