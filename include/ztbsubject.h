@@ -49,8 +49,8 @@ struct ZTB_API ZtbSubjectInfoParm {
                                                   ASSubject** subject, ZtbString* error);
 
 // Makes a subject that the caller already has the process subject, with one reference: on success
-// it belongs to the library. On failure, as if there is a process subject already, it stays with
-// the caller. A null subject is refused.
+// it belongs to the library. On failure, as if there is a process subject already, or no memory for
+// the option with its name, it stays with the caller. A null subject is refused.
 [[nodiscard]] ZTB_API bool ztbSubjectSet(ASSubject* subject, ZtbString* error);
 
 // The process subject with one more reference, which is given back by ztbSubjectRelease; null

@@ -46,11 +46,14 @@ ZtbConfigOptions* mainOptions() {
 constinit ASSubject* published = nullptr;
 
 // With the singleton lock held, so that nobody can release the subject before it has its option.
-void publish(ASSubject* subject) {
-  published = subject;
+// False, with nothing done, without memory.
+bool publish(ASSubject* subject) {
   ZtbConfigOptions* const options = mainOptions();
-  if (options == nullptr) return;
-  options->setOption(ZtbString(kUserOption, true), ZtbString(asSubjectGetName(subject), false));
+  ZtbString const name(asSubjectGetName(subject), false);
+  if (options == nullptr || name.isNull()) return false;
+  if (!options->setOption(ZtbString(kUserOption, true), name)) return false;
+  published = subject;
+  return true;
 }
 
 void endSubject(ASSubject* subject) {
@@ -74,9 +77,9 @@ class ZTB_SubjectSingleton : public ZtbAutoSingleton {
   ASSubject* subject() const { return static_cast<ASSubject*>(mInstance); }
 
   char const* getSingletonName() override { return "ZTB_Subject"; }
+  // A subject that can't be published makes a record of nothing.
   void* createInstance() override {
-    if (mSubject != nullptr) publish(mSubject);
-    return mSubject;
+    return mSubject != nullptr && publish(mSubject) ? mSubject : nullptr;
   }
   void destroyInstance(void* instance) override {
     if (instance != nullptr) endSubject(static_cast<ASSubject*>(instance));
@@ -182,15 +185,15 @@ bool ztbSubjectAuthenticate(ZtbString const& user, ZtbString const& password, AS
 bool ztbSubjectSet(ASSubject* subject, ZtbString* error) {
   ZTB_SubjectSingleton singleton(subject);
   bool created = false;
-  if (subject == nullptr || !singleton.initialize(&created)) {
-    return fail(error, ZtbString("Failed to initialize process wide subject.", true));
+  ZtbString const notInitialized("Failed to initialize process wide subject.", true);
+  if (subject == nullptr || !singleton.initialize(&created)) return fail(error, notInitialized);
+  if (created && singleton.subject() != nullptr) {
+    error->setNull();
+    return true;
   }
-  if (!created) {
-    singleton.terminate();
-    return fail(error, ZtbString("A process wide subject is already assigned.", true));
-  }
-  error->setNull();
-  return true;
+  singleton.terminate();
+  if (created) return fail(error, notInitialized);
+  return fail(error, ZtbString("A process wide subject is already assigned.", true));
 }
 
 ASSubject* ztbSubjectAccess() {
