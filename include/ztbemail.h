@@ -121,7 +121,7 @@ class ZTB_API ZtbEmail {
   //                      successful `initialize`
   //   471, 97            an attachment can't be opened, or is this mail's own text; can't be read
   //                      to its end
-  //   29, 444            no memory: for a message or attachment when it was added, for base64
+  //   444                no memory: for a message or attachment when it was added, for base64
   //   332, 453, 454      the files couldn't be made or prepared
   //   380                the command couldn't be started, or the template is null or empty
   //   377, 378           its state is unknown; a signal ended it

@@ -188,7 +188,7 @@ void ZtbEmail::clearAttachments() {
 bool ZtbEmail::sendMail() {
   if (!prepareMailFile() || !writeEmailTextFile()) return false;
   command = mTemplate.replace(ZtbString("%T", true), to, 0, -1);
-  command = command.replace(ZtbString("%B", true), ZtbString(mailFilePath, false), 0, -1);
+  command = command.replace(ZtbString("%B", true), ZtbString(mailFilePath, true), 0, -1);
   return runCommand();
 }
 
