@@ -30,8 +30,7 @@
 // copied.
 class ZTB_API ZtbExecute {
  public:
-  // An object that couldn't get its memory stays inert: `run` gives false, and getErrorMessage says
-  // why.
+  // An object that couldn't get its memory stays inert: `run` gives false, and both texts are null.
   ZtbExecute();
   ZtbExecute(ZtbExecute const&) = delete;
   ZtbExecute& operator=(ZtbExecute const&) = delete;

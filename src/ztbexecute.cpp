@@ -242,7 +242,7 @@ bool ZtbExecute::run(bool useShell, bool captureOutput, int waitLimit) {
 }
 
 ZtbString ZtbExecute::getErrorMessage() {
-  return mRecord != nullptr ? mRecord->errorMessage : ZtbString("Out of memory", true);
+  return mRecord != nullptr ? mRecord->errorMessage : ZtbString();
 }
 
 ZtbString ZtbExecute::getOutputLog() {

@@ -56,18 +56,26 @@ bool showOutput(Trace& trace, ZtbExecute& program) {
   return isThere && trace.text(log);
 }
 
+// A first run that fails without a message is one of an object without memory.
+bool refusedRun(Trace& trace, ZtbExecute& program) {
+  ZtbString const message = program.getErrorMessage();
+  if (!message.isNull()) return trace.refused(message);
+  trace.require(program.getOutputLog().isNull(), "a program that says nothing has a log");
+  return trace.refused();
+}
+
 bool runProgram(Trace& trace) {
   ZtbExecute program;
   program.setCommand(lit("/bin/echo"));
   program.addOption(lit("one"));
   program.addOption(lit("an option that is longer than a small block"));
   program.addEnvironment(lit("LANG=C"));
-  if (!program.run(false, true, 30)) return trace.refused(program.getErrorMessage());
+  if (!program.run(false, true, 30)) return refusedRun(trace, program);
   if (!showOutput(trace, program)) return trace.refused();
   ZtbExecute shell;
   shell.setCommand(lit("echo"));
   shell.addOption(lit("from a shell"));
-  if (!shell.run(true, true, -1)) return trace.refused(shell.getErrorMessage());
+  if (!shell.run(true, true, -1)) return refusedRun(trace, shell);
   return showOutput(trace, shell);
 }
 
@@ -123,6 +131,9 @@ bool logIn(Trace& trace) {
   if (done) done = ztbSubjectInfo(true, &info, &error) || trace.refused(error);
   if (done)
     done = trace.text(info.name) && trace.text(info.authDomain) && trace.text(info.resolved);
+  ZtbString published;
+  ztbGetConfigOptions(ZtbString())->getOption(lit("ZTINTL_DIS_USER"), &published);
+  trace.require(published.compare("kim", true) == 0, "the subject's name isn't published");
   trace.require(ztbSubjectAccess() == subject, "the process has another subject");
   ztbSubjectRelease();
   ztbSubjectRelease();
