@@ -13,6 +13,7 @@
 
 #include "fault_calls.h"
 #include "fault_run.h"
+#include "ztbexecute.h"
 #include "ztbstring.h"
 
 namespace faults {
@@ -37,6 +38,10 @@ inline std::string readFile(std::string const& path) {
 // Makes a home below the folder, with the message texts of the sample home, its configuration and a
 // logging file that writes to log/app.log; ZTEXEC_HOME names it.
 void makeHome();
+
+// How a scenario gives up on a program's first run. One without a message is that of an object
+// without memory.
+bool refusedRun(Trace& trace, ZtbExecute& program);
 
 // Brings the library up on that home for a scenario that isn't about start-up.
 class WithLibrary : public testing::Test {

@@ -56,14 +56,6 @@ bool showOutput(Trace& trace, ZtbExecute& program) {
   return isThere && trace.text(log);
 }
 
-// A first run that fails without a message is one of an object without memory.
-bool refusedRun(Trace& trace, ZtbExecute& program) {
-  ZtbString const message = program.getErrorMessage();
-  if (!message.isNull()) return trace.refused(message);
-  trace.require(program.getOutputLog().isNull(), "a program that says nothing has a log");
-  return trace.refused();
-}
-
 bool runProgram(Trace& trace) {
   ZtbExecute program;
   program.setCommand(lit("/bin/echo"));
@@ -253,4 +245,12 @@ TEST_F(FaultsInServices, SharedBuffers) {
 }
 
 }  // namespace
+
+bool refusedRun(Trace& trace, ZtbExecute& program) {
+  ZtbString const message = program.getErrorMessage();
+  if (!message.isNull()) return trace.refused(message);
+  trace.require(program.getOutputLog().isNull(), "a program that says nothing has a log");
+  return trace.refused();
+}
+
 }  // namespace faults

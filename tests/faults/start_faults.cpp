@@ -114,7 +114,7 @@ bool typicalRoad(Trace& trace) {
   ZtbExecute program;
   program.setCommand(lit("cat"));
   program.addOption(lit(kOut.c_str()));
-  if (!program.run(false, true, 30)) return trace.refused(program.getErrorMessage());
+  if (!program.run(false, true, 30)) return refusedRun(trace, program);
   ZtbString const log = program.getOutputLog();
   if (log.isNull() || log.compare("Failed to allocate memory to read program output", true) == 0) {
     return trace.refused();
