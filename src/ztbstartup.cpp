@@ -325,9 +325,8 @@ bool Sequence::openMessages() {
   if (ztmsg13_initialize(&reason) != 0) return fail(reason != nullptr ? reason : "");
   char buffer[kMessageBytes];
   if (ztmsg13_get_fragment(kProbeFragment, buffer) == 0) return true;
-  return fail(
-      ztbStringFormat("Error message database or one of its components is not found: %s", buffer)
-          .asCstr());
+  constexpr char kText[] = "Error message database or one of its components is not found: %s";
+  return fail(orThrow(ztbStringFormat(kText, buffer)).asCstr());
 }
 
 void Sequence::derivePaths() {
