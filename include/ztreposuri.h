@@ -31,7 +31,8 @@ class ZTB_API ZtReposURI : public ZtURI {
 
   // A new URI for the folder that holds this object, or for the root folder of its repository. Both
   // belong to the caller and share nothing with this one. The parent is null if the path is empty:
-  // the root folder has none.
+  // the root folder has none. Without memory for its path it is never another folder: then
+  // std::bad_alloc is thrown.
   //   ztr://h/a/b(Table)    parent ztr://h/a(Folder)    root ztr://h/(Folder)
   [[nodiscard]] virtual ZtReposURI* getParentFolder() = 0;
   [[nodiscard]] virtual ZtReposURI* getRootFolder() = 0;

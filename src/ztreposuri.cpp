@@ -2,6 +2,9 @@
 
 #include "ztreposuri.h"
 
+#include <memory>
+#include <new>
+
 #include "ztbstringformat.h"
 #include "ztreposuri_p.h"
 #include "zturi_p.h"
@@ -36,7 +39,7 @@ class ZtReposURIImpl : public ZtURIBase<ZtReposURI> {
 
  private:
   int lastSlash() const { return path.rfind(ZtbString("/", true)); }
-  ZtReposURI* makeFolder(ZtbString const& folderPath);
+  ZtReposURIImpl* makeFolder(ZtbString const& folderPath);
   ZtbString compose(ZtbString const& hostText, ZtbString const& pathText) const;
 
   ZtbString type;
@@ -62,7 +65,7 @@ ZtbString ZtReposURIImpl::getName() {
   return slash >= 1 ? path.mid(static_cast<unsigned>(slash) + 1, -1) : path;
 }
 
-ZtReposURI* ZtReposURIImpl::makeFolder(ZtbString const& folderPath) {
+ZtReposURIImpl* ZtReposURIImpl::makeFolder(ZtbString const& folderPath) {
   auto* const folder = new ZtReposURIImpl;
   folder->setPath(folderPath);
   folder->setType(ZtbString(kFolder, true));
@@ -73,7 +76,10 @@ ZtReposURI* ZtReposURIImpl::makeFolder(ZtbString const& folderPath) {
 ZtReposURI* ZtReposURIImpl::getParentFolder() {
   if (!ztURIIsSet(path)) return nullptr;
   int const slash = lastSlash();
-  return makeFolder(slash >= 1 ? path.mid(0, slash) : ZtbString());
+  if (slash < 1) return getRootFolder();
+  std::unique_ptr<ZtReposURIImpl> folder(makeFolder(path.mid(0, slash)));
+  if (folder->path.isNull()) throw std::bad_alloc();  // it would be the root folder
+  return folder.release();
 }
 
 bool ZtReposURIImpl::isRootFolder() {

@@ -405,7 +405,9 @@ bool getNativePath(ZtURI* uri, ZtbString* out) {
   ZtbString const path = uri->getPath();
   ZtbString const host = uri->getHost();
   ZtbString converted = path;
-  if (ztURIIsSet(path) && !convertSlashesToBackSlashes(path, &converted)) {
+  // A data URI composes both at once: one alone is all that there was memory for.
+  bool const isCut = uri->asDataURI() && path.isNull() != host.isNull();
+  if (isCut || (ztURIIsSet(path) && !convertSlashesToBackSlashes(path, &converted))) {
     out->setNull();
     return false;
   }

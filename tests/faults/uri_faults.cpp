@@ -2,8 +2,10 @@
 //
 // URIs of every family: parsed, composed, escaped, changed.
 
+#include <algorithm>
 #include <memory>
 #include <new>
+#include <string_view>
 
 #include "fault_scope.h"
 #include "ztbcpp31.h"
@@ -38,10 +40,16 @@ bool parsed(Trace& trace) {
     for (char const* const text : kTexts) {
       Owned<ZtURI> const uri(getURIFromURIString(lit(text)));
       if (uri == nullptr) return trace.refused();
+      ZtbString native;
+      if (!getNativePath(uri.get(), &native)) return trace.refused();
+      std::string_view const shown = native.asCstr();
+      bool const isWhole = !uri->asDataURI() || std::count(shown.begin(), shown.end(), '\\') > 3;
+      trace.require(native.isNull() || isWhole, "a native path without its path");
       if (!show(trace, uri.get())) return trace.refused();
       if (ZtReposURI* const object = uri->asReposURI()) {
         Owned<ZtReposURI> const parent(object->getParentFolder());
         if (parent == nullptr) return trace.refused();
+        trace.require(!parent->isRootFolder(), "a parent that became the root folder");
         if (!trace.text(parent->getURIString())) return trace.refused();
       }
     }
