@@ -120,25 +120,22 @@ std::tm brokenDownTime(int year, int month, int day, int hour, int minute, int s
   return time;
 }
 
-// Writes a time in the locale's manner into `target` of kLocaleTextBytes; false if it doesn't fit.
-bool putLocaleText(std::tm const& time, wchar_t const* format, char* target) {
+enum class LocaleText { kWritten, kTooLong, kNoMemory };
+
+// Writes a time in the locale's manner into `target` of kLocaleTextBytes.
+LocaleText putLocaleText(std::tm const& time, wchar_t const* format, char* target) {
   wchar_t wide[kWideChars];
-  if (zts_format_time(wide, kWideChars, format, &time) == 0) return false;
+  if (zts_format_time(wide, kWideChars, format, &time) == 0) return LocaleText::kTooLong;
   char const* const source = reinterpret_cast<char const*>(wide);
-  return np_uchar_encode(np_enc_wide, source, target, kLocaleTextBytes) >= 0;
+  int const bytes = np_uchar_encode(np_enc_wide, source, target, kLocaleTextBytes);
+  return bytes >= 0 ? LocaleText::kWritten : LocaleText::kNoMemory;
 }
 
 // Null if it doesn't fit.
 ZtbString localeText(std::tm const& time) {
   char text[kLocaleTextBytes];
-  return putLocaleText(time, kDateAndTime, text) ? ZtbString(text, false) : ZtbString();
-}
-
-// How to print early dates; null if the locale's way of printing isn't one of those known.
-char const* earlyFormat() {
-  char sample[kLocaleTextBytes];
-  bool const fits = putLocaleText(brokenDownTime(1989, 2, 3, 19, 5, 6), kDateAndTime, sample);
-  return fits ? formatForSample(ZtbString(sample, true)) : nullptr;
+  bool const written = putLocaleText(time, kDateAndTime, text) == LocaleText::kWritten;
+  return written ? ZtbString(text, false) : ZtbString();
 }
 
 }  // namespace
@@ -222,7 +219,11 @@ ZtbString ZtbDate::asString(bool iso) const {
 // All in one buffer: a part that memory didn't reach for would be missing in the middle of a text.
 ZtbString ZtbDate::asStringHard(int year, int month, int day, int hour, int minute,
                                 int second) const {
-  char const* const format = earlyFormat();
+  char sample[kLocaleTextBytes];
+  LocaleText const put = putLocaleText(brokenDownTime(1989, 2, 3, 19, 5, 6), kDateAndTime, sample);
+  if (put == LocaleText::kNoMemory) return ZtbString();
+  char const* const format =
+      put == LocaleText::kWritten ? formatForSample(ZtbString(sample, true)) : nullptr;
   if (format == nullptr) return isoText(year, month, day, hour, minute, second);
   char text[kTextBytes + kLocaleTextBytes];
   int const dateBytes = ztmsg13_util_printf(text, kTextBytes, format, month, day, year, "", "");
@@ -230,7 +231,8 @@ ZtbString ZtbDate::asStringHard(int year, int month, int day, int hour, int minu
   timeOfDay.tm_hour = hour;
   timeOfDay.tm_min = minute;
   timeOfDay.tm_sec = second;
-  return putLocaleText(timeOfDay, L"%X", text + dateBytes) ? ZtbString(text, false) : ZtbString();
+  bool const written = putLocaleText(timeOfDay, L"%X", text + dateBytes) == LocaleText::kWritten;
+  return written ? ZtbString(text, false) : ZtbString();
 }
 
 double ZtbDate::asDouble() const {
