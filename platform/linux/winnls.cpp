@@ -71,8 +71,8 @@ std::size_t terminatedLength(char const* text) {
 }
 
 // Aligned blocks are read to their end: what lies behind the terminator there is in the same page,
-// and only the sanitizer minds.
-__attribute__((no_sanitize("address"))) std::size_t terminatedLength(Unit const* text) {
+// and only the sanitizers mind.
+__attribute__((no_sanitize("address", "thread"))) std::size_t terminatedLength(Unit const* text) {
   Unit const* p = text;
   for (; reinterpret_cast<std::uintptr_t>(p) % (2 * sizeof(Units)) != 0; ++p) {
     if (*p == 0) return static_cast<std::size_t>(p - text) + 1;
