@@ -48,6 +48,7 @@ TEST_F(SharedBufferTest, NoBuffersAreValid) {
     EXPECT_EQ(nullptr, manager->acquireFilledOutput());
     EXPECT_TRUE(manager->waitForOutputDrained(nullptr));
     EXPECT_FALSE(manager->waitForBuffers(nullptr, nullptr, nullptr));
+    manager->getInputCounts(nullptr, nullptr);
   }
 }
 

@@ -182,17 +182,25 @@ void variants(Worker& me) {
 
 void sharedVariants(Worker& me) {
   me.holds(shared->readByAll.asReal(nullptr) == ZtbReal(0.125));
-  Shared::Slot& slot = shared->slots[me.below(kSlots)];
+  // Some are texts of any length, others integers, which are written in place if they can be.
+  unsigned const place = me.below(kSlots);
+  bool const isInteger = place % 2 == 0;
+  Shared::Slot& slot = shared->slots[place];
   ZtbDatavar mine;
   {
     std::lock_guard const guard(slot.lock);
     mine = slot.value;
   }
-  me.holds(mine.isNull() || isProof(mine.asString()), mine.asString().asCstr(), "a proof");
+  bool const isWhole = isInteger ? mine.asInt64(nullptr) % 1'000'000'007 == 0
+                                 : mine.isNull() || isProof(mine.asString());
+  me.holds(isWhole, mine.asString().asCstr(), "a proof");
   ZtbDatavar changed = mine;
   changed.assign(me.number);
   changed = shared->readByAll;
-  if (me.below(2) == 0) mine.assign(proof(me.below(100000)).c_str());
+  unsigned const seed = me.below(100000);
+  if (seed % 2 == 0) {
+    isInteger ? mine.assign(seed * 1'000'000'007LL) : mine.assign(proof(seed).c_str());
+  }
   std::lock_guard const guard(slot.lock);
   slot.value = mine;
 }
@@ -458,6 +466,9 @@ void buffers(Worker& me) {
       row[1].assign(text);
     }
     if (input != nullptr) input->release();
+    int filled = 0, free = 0;
+    manager->getInputCounts(&filled, &free);
+    me.holds(filled + free <= 2);
     if (output == nullptr) continue;
     ZtbDatavar const* const row = output->nextRow();
     me.holds(row != nullptr && row->asInt(nullptr) == read);

@@ -50,12 +50,13 @@ TEST_F(ZtbTool, ExitCodesAndOutputs) {
                     std::string(2 << 20, '1'));
   mFolder.write("r.dat", std::string("caf\xe9 \0\0 7\n\0\"a\0b,c\t \n", 20) + "cut");
   mFolder.write("wide.dat", std::string("\xFE\xFF\0a\0 \0\xE9\0b\0\0\xD8\0", 14));
+  mFolder.write("long.txt", std::string(59, 'x') + "\u00fc\n");
   mFolder.write("t.txt", "1: {a}\n2: {{[C]}}\n");
   mFolder.write("uris.txt", std::string("x\n\nztr://h/(Folder)\r\na\0b\n", 25));
   struct {
-    char const* arguments;
+    std::string arguments;
     int exitCode;
-    char const* output;  // a part of it
+    std::string output;  // a part of it
   } const rows[] = {
       {"--help", 0, "options"},
       {"--version", 0, "ztb 31"},
@@ -74,6 +75,7 @@ TEST_F(ZtbTool, ExitCodesAndOutputs) {
       {"config get f.cfg b", 0, "two = 2\n"},
       {"config get f.cfg b --json", 0, "{\"key\": \"b\", \"value\": \"two = 2\"}"},
       {"config get f.cfg c", 1, "no entry \"c\""},
+      {"config list f.cfg", 0, "A=1\nB=two = 2\n"},
       {"config list f.cfg --json", 0, "\"comment\": \" first\""},
       {"config get absent.cfg a", 1, "absent.cfg"},
       {"config get f.cfg", 2, "key"},
@@ -93,18 +95,22 @@ TEST_F(ZtbTool, ExitCodesAndOutputs) {
       {"message --locale de --level 1 'Base Services' 446 x", 0,
        "[Base Services 446] \u201ex\u201c"},
       {"message 'Base Services' 1352 x notanumber", 1, "give a number instead of: notanumber"},
+      {"message --json 'Base Services' 446 x", 0, "\"number\": 446, \"text\": \"\\\"x\\\" isn't"},
       {"message 'Base Services' 446", 1, "that the message takes: 1"},
       {"message 'Base Services' x", 2, ""},
       {"--version; LC_ALL=de_DE.UTF-8 " ZTB_TEST_BIN "/ztb date '1989-02-03 19:05:06' --json", 0,
        "{\"iso\": \"1989-02-03 19:05:06\", \"locale\": \"03.02.1989 19:05:06\", "
        "\"weekday\": \"Friday\", \"seconds\": \"602535906.000\"}"},
+      {"date 1989-02-03", 0, "weekday  Friday\nseconds  602467200.000 since"},
       {"date 2001-02-29", 1, "calendar"},
       {"convert 2.7 --to Integer", 1, "with --from Real it is 2"},
       {"convert 2.7 -2.7 --from real --to Integer", 0, "2\n-3\n"},
       {"convert '3 Feb 1989' --to Date --json", 0, "\"result\": \"1989-02-03 00:00:00\""},
+      {"convert " + std::string(40, '7') + "E17 --to Real", 1, "can't be written out"},
       {"convert x --to Date --from Integer", 1, "\"x\" is no Integer"},
       {"convert x --to 'Date (DMY)'", 2, "LC_TIME"},
       {"convert x --to Text", 2, "the types are Boolean, Integer"},
+      {"dir", 0, "  -rw            33  f.cfg\n"},
       {"dir . --json", 0, "\"name\": \"f.cfg\""},
       {"dir absent", 1, "absent"},
       {"calc '1/3*3'", 0,
@@ -151,9 +157,12 @@ TEST_F(ZtbTool, ExitCodesAndOutputs) {
        "{\"column\": \"String\", \"lines\": 6, \"empty\": 1, \"types\": [{\"type\": \"Integer\", "
        "\"count\": 2, \"line\": 1, \"text\": \"12\"}, "},
       {"type --json </dev/null", 0, "{\"column\": null, \"lines\": 0"},
+      {"type <long.txt", 0, std::string(59, 'x') + "...\"\n"},
       {"type <.", 1, "can't be read"},
       {"text latin.txt", 0, "CR LF (1), CR (1)"},
       {"text latin.txt --to UTF-8", 0, "caf\u00e9\nx\n"},
+      {"text latin.txt --from UTF-8", 0, "note        1 characters are U+FFFD"},
+      {"text latin.txt --to UTF-8 --output absent/x", 1, "absent/x"},
       {"text wide.txt --json", 0, "\"encoding\": \"UTF-16LE\", \"mark\": true"},
       {"text latin.txt --to US-ASCII", 1, "US-ASCII lacks"},
       {"text latin.txt --to UTF-8 >&-", 1, "can't be written"},
@@ -247,6 +256,7 @@ TEST_F(ZtbTool, ExitCodesAndOutputs) {
       {"run --capture -- printf 'a\\tb\\033\\n'", 0, "a b\\x1b \n"},
       {"run --json -- true", 0, "{\"done\": true, \"output\": null, \"error\": null}"},
       {"run --json -- /nosuch", 1, "{\"done\": false, \"output\": \"Failed to execute command /no"},
+      {"run --capture -- echo x <&- 2>&-", 0, "x \n"},
       {"run --env A=1 -- env", 0, "A=1\n"},
       {"run --shell --capture -- echo 'a  b' '|' wc -w", 0, "2 \n"},
       {"run --wait 0 -- sleep 1", 0, ""},
@@ -317,6 +327,9 @@ TEST_F(ZtbTool, UsersAndTheirLogins) {
       {"users password u kim --present-fd 3 --password-fd 4 3<one 4<two", 0, ""},
       {"login kim --location file:u --password-fd 3 --domain SALES 3<two", 0, "SALES as kim_s"},
       {"users password u kim --reset --password-fd 4 4<one", 0, "credentials are gone"},
+      {"users password u ann --present-fd 3 --password-fd 4 3<one 4<two", 1, "--secret-fd"},
+      {"--version; cp -p u dup && tail -1 u >>dup; " ZTB_TEST_BIN "/ztb users list dup", 1,
+       "\"ann\" is in the file more than once"},
       {"users credential u ann SALES --remove", 0, ""},
       {"users credential u ann SALES --remove", 1, "has no credentials for domain \"SALES\""},
       {"users remove u ann", 0, ""},
@@ -392,10 +405,21 @@ TEST_F(ZtbTool, PasswordsAreAskedForWithoutEcho) {
   EXPECT_FALSE(fs::exists(file));
   EXPECT_TRUE(ztbtest::contains(askedAtTerminal(add, 1, std::string(5000, 'x') + "\n").first,
                                 "longer than a terminal takes"));
+  EXPECT_TRUE(ztbtest::contains(
+      askedAtTerminal({add[0], "users", "add", file.c_str(), "kim", "--password-fd", "0"}, 0, "")
+          .first,
+      "is a terminal, which would show"));
   EXPECT_EQ(std::pair(std::string("The new password of user \"kim\": \r\nOnce more: \r\n"), 0),
             askedAtTerminal(add, 2, "hidden\n"));
   mFolder.write("pw", "hidden\r\n");
   EXPECT_EQ(0, ztb("login kim --location file:u --password-fd 3 3<pw").exitCode);
+}
+
+TEST_F(ZtbTool, LongWorkShowsABarOnTheTerminal) {
+  std::string const shown =
+      askedAtTerminal({ZTB_TEST_BIN "/ztb", "buffers", "--rows", "1000000"}, 0, "").first;
+  EXPECT_TRUE(ztbtest::contains(shown, "\r[")) << shown;
+  EXPECT_TRUE(ztbtest::contains(shown, " rows\r\033[K1000000 rows of"));
 }
 
 TEST_F(ZtbTool, ProtectedTextsComeBackAsTheyWere) {

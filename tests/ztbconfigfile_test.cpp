@@ -183,7 +183,13 @@ TEST_F(ZtbConfigFileTest, EntriesByPlaceKeepTheFirstSpelling) {
     key = entry = text("x");
     EXPECT_FALSE(file.getEntry(index, &key, &entry));
     EXPECT_TRUE(key.isNull() && entry.isNull());
+    EXPECT_FALSE(file.getEntry(index, nullptr, nullptr));
   }
+  std::string many;
+  for (int i = 1000; i < 3000; ++i) many += std::to_string(i) + "=" + std::to_string(i) + "\n";
+  read(file, many);
+  EXPECT_TRUE(file.getEntry(1999, &key, nullptr));
+  EXPECT_STREQ("2999", key.asCstr());
 }
 
 TEST_F(ZtbConfigFileTest, StaleWalkIsAtItsEndUntilItStartsAgain) {

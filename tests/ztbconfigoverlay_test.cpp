@@ -63,7 +63,9 @@ TEST_F(ZtbConfigOverlayTest, ShowsBothFilesInOneOrder) {
   for (int const index : {-1, 3}) {
     EXPECT_FALSE(config->getEntry(index, &key, &base, &overlay));
     EXPECT_TRUE(key.isNull() && base.isNull() && overlay.isNull());
+    EXPECT_FALSE(config->getEntry(index, nullptr, nullptr, nullptr));
   }
+  EXPECT_TRUE(config->getEntry(1, nullptr, nullptr, nullptr));
   EXPECT_TRUE(config->readBase(text(folder.write("more", "d=5\n"))));
   EXPECT_EQ("a:1:- B:2:- d:5:- ", rowsOf(*config)) << "without the overlay until it is read again";
 }

@@ -24,7 +24,8 @@ TEST_F(ZtbSingletonTable, CountsReferencesByName) {
   table.createRef(nullptr, &first);
   EXPECT_EQ(nullptr, table.getRef(""));
   EXPECT_EQ(&first, table.getRef("a"));
-  EXPECT_EQ(&first, ZtbSingleton().getRef("a")) << "one table for all objects";
+  ZtbSingleton other;
+  EXPECT_EQ(&first, (other = table).getRef("a")) << "one table for all objects";
   EXPECT_FALSE(table.decRef("A"));
   EXPECT_FALSE(table.decRef("a"));
   EXPECT_FALSE(table.decRef("a"));
@@ -87,6 +88,9 @@ TEST_F(ZtbAutoSingletonTest, MakesOneInstanceForAllOfAName) {
   ASSERT_TRUE(b.initialize(&created));
   EXPECT_FALSE(created);
   EXPECT_EQ(a.get(), b.get());
+  Shared copy(a), assigned("one");
+  assigned = b;
+  EXPECT_TRUE(copy.get() == a.get() && assigned.get() == a.get() && !copy.initialize(nullptr));
   ASSERT_TRUE(other.initialize(nullptr));
   ASSERT_TRUE(another.initialize(&created));
   EXPECT_FALSE(created) << "names are known by their first 254 bytes";
@@ -96,6 +100,8 @@ TEST_F(ZtbAutoSingletonTest, MakesOneInstanceForAllOfAName) {
   EXPECT_EQ(Shared::created, Shared::destroyed);
   EXPECT_EQ(nullptr, b.get());
   b.terminate();
+  b.lock();
+  b.unlock();
   EXPECT_FALSE(Shared("").initialize(&created));
 }
 

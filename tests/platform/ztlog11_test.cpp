@@ -244,6 +244,7 @@ TEST(ZtLogConfig, BadTextsAreRefusedWithTheirPlace) {
 TEST(ZtLogConfigure, FailureNamesThePlaceAndLeavesTheFormerConfiguration) {
   TempFolder folder;
   std::string const file = configureFile(folder, "level F 1\npattern * %v\n");
+  ASSERT_EQ(0, mkfifo(folder.path("pipe").c_str(), 0600));
   std::pair<std::string, std::string> const rows[] = {
       {folder.path("none.cfg"), folder.path("none.cfg") + ": No such file or directory"},
       {folder.path(), folder.path() + ": not a regular file"},
@@ -256,6 +257,8 @@ TEST(ZtLogConfigure, FailureNamesThePlaceAndLeavesTheFormerConfiguration) {
       {folder.write("sink.cfg", "sink a stderr\nsink b file path=../" +
                                     folder.path().substr(folder.path().rfind('/') + 1)),
        folder.path("sink.cfg") + ":2:6: " + folder.path() + " is a folder"},
+      {folder.write("pipe.cfg", "sink a file path=pipe"),
+       folder.path("pipe.cfg") + ":1:6: " + folder.path("pipe") + " is a pipe that nobody reads"},
   };
   for (auto const& [path, error] : rows) {
     EXPECT_EQ(1, ztlogConfigure(path.c_str()));
@@ -271,14 +274,14 @@ TEST(ZtLogConfigure, RoutesAndSinkLevelsChooseTheFiles) {
   TempFolder folder;
   configure(folder,
             "sink all file path=log/all.log\nsink bad file path=log/bad.log level=error\n"
-            "sink own file path=log/own-%P.log\npattern * %v\n"
+            "sink own file path=log/own-%P%%.log\npattern * %v\n"
             "route * all bad\nroute R.Own own\nlevel R trace\n");
   LOG(ztlogGetLogger("R"), 1, "trace");
   LOG(ztlogGetLogger("R"), 5, "error");
   LOG(ztlogGetLogger("R.Own.Child"), 5, "own");
   EXPECT_EQ("trace\nerror\n", readFile(folder.path("log/all.log")));
   EXPECT_EQ("error\n", readFile(folder.path("log/bad.log")));
-  EXPECT_EQ("own\n", readFile(folder.path("log/own-" + std::to_string(getpid()) + ".log")));
+  EXPECT_EQ("own\n", readFile(folder.path("log/own-" + std::to_string(getpid()) + "%.log")));
   EXPECT_EQ(1, ztbtest::shell("ls -l /proc/self/fd | grep -q " + folder.path("log")).exitCode)
       << "a log file was handed on to a program";
 }

@@ -4,7 +4,9 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -219,6 +221,12 @@ TEST(Directory, StatusIsThatOfTheTargetAndLinksToNowhereHaveNoSize) {
   std::filesystem::create_symlink("a", folder.path("good"));
   std::filesystem::create_symlink("loop", folder.path("loop"));
   ASSERT_EQ(0, mkfifo(folder.path("pipe").c_str(), 0600));
+  std::filesystem::create_symlink("/dev/null", folder.path("terminal"));
+  sockaddr_un address{AF_UNIX, ""};
+  snprintf(address.sun_path, sizeof address.sun_path, "%s", folder.path("zsocket").c_str());
+  int const bound = socket(AF_UNIX, SOCK_STREAM, 0);
+  ASSERT_EQ(0, bind(bound, reinterpret_cast<sockaddr*>(&address), sizeof address));
+  close(bound);
   Directory directory;
   ASSERT_EQ(0, openDirectory(folder.path() + "//", 7, directory));
   std::vector<std::pair<std::uint32_t, std::uint32_t>> seen;
@@ -226,11 +234,10 @@ TEST(Directory, StatusIsThatOfTheTargetAndLinksToNowhereHaveNoSize) {
     seen.emplace_back(entry.status.type, entry.status.size);
     EXPECT_EQ(folder.path(), entry.path.substr(0, entry.path.rfind('/')));
   }
-  decltype(seen) const expected = {{np_type_file, 3},
-                                   {np_type_link, 0},
-                                   {np_type_file, 3},
-                                   {np_type_link, 0},
-                                   {np_type_pipe, 0}};
+  decltype(seen)
+      const expected = {{np_type_file, 3},  {np_type_link, 0}, {np_type_file, 3},
+                        {np_type_link, 0},  {np_type_pipe, 0}, {np_type_character_device, 0},
+                        {np_type_socket, 0}};
   EXPECT_EQ(expected, seen);
 }
 
