@@ -140,20 +140,4 @@ TEST_F(ZtbConfigOptionsTest, AMissingFolderIsRefusedWithAReason) {
   EXPECT_EQ("a=1", all());
 }
 
-TEST_F(ZtbConfigOptionsTest, ThreadsReadBesideWriters) {
-  ztbtest::inThreads(4, [](int t) {
-    ZtbConfigOptions* const shared = ztbGetConfigOptions(ZtbString("shared", true));
-    for (int i = 0; i < 500; ++i) {
-      ZtbString const key = text("key" + std::to_string((i + t) % 7));
-      ZtbString value;
-      shared->setOption(key, text("value"));
-      bool const found = shared->getOption(key, &value);
-      EXPECT_STREQ(found ? "value" : "", value.asCstr());
-      if (i % 50 == 0) shared->removeOption(key);
-      shared->getOptionAt(static_cast<unsigned>(i % 7), nullptr, &value);
-    }
-  });
-  EXPECT_LE(store("shared")->getOptionCount(), 7);
-}
-
 }  // namespace

@@ -137,8 +137,8 @@ TEST_F(ZtbConfigOverlayTest, RowsOutliveTheKeysThatMadeThem) {
 
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 TEST_F(ZtbConfigOverlayTest, NothingIsDoneByHalfWithoutMemory) {
-  // Larger than what the heap keeps to itself.
-  ZtbString const large = text(std::string(std::size_t{40} << 20, 'x'));
+  // Larger than any heap of a thread, which may have the room without asking the system.
+  ZtbString const large = text(std::string(std::size_t{80} << 20, 'x'));
   config->setOverlayEntry(text("c"), large);
   ZtbConfigOverlay assigned;
   {

@@ -5,14 +5,12 @@
 #include "ztbdatavar.h"
 
 #include <algorithm>
-#include <atomic>
 #include <climits>
 #include <cmath>
 #include <cstring>
 #include <limits>
 #include <memory>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "ztbmempool.h"
@@ -449,31 +447,6 @@ TEST(ZtbDatavarWithoutPool, StaysNullAndLetsGo) {
   values[2].setNull();
   values[3] = ZtbDatavar();
   EXPECT_TRUE(values[2].isNull() && values[3].isNull());
-}
-
-TEST(ZtbDatavarThreads, OneValueIsSharedSideBySide) {
-  char const* error = nullptr;
-  ASSERT_EQ(0, ztbInitialize(ZTB_TEST_BIN "/test", &error)) << error;
-  {
-    std::vector<ZtbDatavar> const values = {make(7), make(3.5), make("a text"), make(true)};
-    std::atomic<int> wrong = 0;
-    auto const work = [&values, &wrong] {
-      for (int i = 0; i < 5000; ++i) {
-        for (ZtbDatavar const& value : values) {
-          ZtbDatavar copy(value), written;
-          written = copy;
-          wrong += written.compare(value) != 0 || written.asString().isNull();
-          if (i % 8 == 0) written.assign(i + 0.5);
-          if (i % 16 == 0) copy.setType(ztbTypeString) ? copy.truncate(1, -1) : copy.setNull();
-        }
-      }
-    };
-    std::thread first(work), second(work), third(work);
-    for (std::thread* thread : {&first, &second, &third}) thread->join();
-    EXPECT_EQ(0, wrong);
-    EXPECT_EQ("a text", shown(values[2]));
-  }
-  ztbShutdown();
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 
 #include <dlfcn.h>
 
-#include <atomic>
 #include <string>
 #include <utility>
 
@@ -112,26 +111,6 @@ TEST(ZtbProcess, PlugInsShareOneState) {
     EXPECT_EQ(ztbGetConfigOptions(ZtbString()), mainStore()) << name;
     dlclose(module);
   }
-  ztbShutdown();
-}
-
-// A child that is forked while other threads are busy in the pool and the stores can go on.
-TEST(ZtbProcess, SurvivesForkBesideBusyThreads) {
-  ASSERT_EQ("", initialize(kGoodPath));
-  std::atomic<bool> stop{false};
-  ztbtest::inThreads(3, [&stop](int thread) {
-    ZtbConfigOptions* const busy = ztbGetConfigOptions(ZtbString("busy", true));
-    while (thread > 0 && !stop) busy->setOption(ZtbString("k", false), ZtbString("v", false));
-    for (int i = 0; thread == 0 && i < 30; ++i) {
-      EXPECT_EQ(0, ztbtest::inChild([] {
-                  ZtbString value;
-                  ZtbConfigOptions* const child = ztbGetConfigOptions(ZtbString("child", true));
-                  child->setOption(ZtbString("key", false), ZtbString("of the child", false));
-                  return child->getOption(ZtbString("KEY", true), &value) ? 0 : 1;
-                }));
-    }
-    stop = true;
-  });
   ztbShutdown();
 }
 

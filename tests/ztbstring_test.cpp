@@ -305,23 +305,6 @@ TEST(ZtbStringWithoutPool, StringsThatOutliveItLetGo) {
   EXPECT_TRUE(copy->isNull());
 }
 
-using ZtbStringThreads = ZtbStringTest;
-
-TEST_F(ZtbStringThreads, ABodyIsSharedSideBySide) {
-  ZtbString const shared("a text that two threads hold", false);
-  ztbtest::inThreads(2, [&shared](int) {
-    for (int i = 0; i < 20000; ++i) {
-      ZtbString copy(shared), assigned;
-      assigned = copy;
-      if (i % 16 == 0) assigned.append("!", nullptr);
-      if (i % 32 == 0) copy.trimChar('a', true, false);
-    }
-  });
-  ZtbString last(shared);
-  last.append("!", nullptr);
-  EXPECT_STREQ("a text that two threads hold", shared.asCstr());
-}
-
 // A string beside what it should be: a null flag and its characters.
 struct Model {
   bool isNull = true;

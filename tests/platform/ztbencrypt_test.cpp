@@ -15,7 +15,6 @@ namespace {
 constexpr char kKey[] = "00112233445566778899aabbccddeeff00112233445566778899AABBCCDDEEFF";
 
 using ZtbEncrypt = ztbtest::LibraryTest;
-using ZtbEncryptThreads = ztbtest::LibraryTest;
 
 ZtbString encrypt(std::string const& text) {
   return ztbEncryptString(ZtbString(text.c_str(), false));
@@ -127,13 +126,6 @@ TEST_F(ZtbEncrypt, ProtectsNothingWithoutAKeyThatIsThere) {
     EXPECT_TRUE(encrypt("secret").isNull()) << path;
     EXPECT_EQ("", decrypt(form)) << path;
   }
-}
-
-TEST_F(ZtbEncryptThreads, WorkSideBySide) {
-  std::string const text = textOf(1000);
-  ztbtest::inThreads(4, [&text](int) {
-    for (int i = 0; i < 20; ++i) EXPECT_EQ(text, decrypt(encrypt(text).asCstr()));
-  });
 }
 
 }  // namespace

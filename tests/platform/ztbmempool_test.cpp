@@ -118,27 +118,6 @@ TEST_F(ZtbMemPoolTest, SizesNearTheLimitFailOrSucceedCleanly) {
   ZtbMemPool::freeBytes(nullptr);
 }
 
-TEST(ZtbMemPoolThreads, BlocksMoveBetweenThreads) {
-  ASSERT_TRUE(ztbMemPoolStart());
-  ztbtest::inThreads(4, [](int thread) {
-    if (thread == 0) {
-      EXPECT_LE(counts().total, 20000u) << "may be read beside the others";
-    }
-    std::vector<void*> held;
-    for (unsigned i = 0; i < 5000; ++i) {
-      held.push_back(get((i * 7 + static_cast<unsigned>(thread)) % 1200));
-      if (i % 3 != 0) continue;
-      ZtbMemPool::freeBytes(held.front());
-      held.erase(held.begin());
-    }
-    for (void* const block : held) ZtbMemPool::freeBytes(block);
-  });
-  Counts const c = counts();
-  EXPECT_EQ(20000u, c.total);
-  EXPECT_EQ(c.total - c.unmanaged, c.frees);
-  ztbMemPoolStop();
-}
-
 #if defined(__SANITIZE_ADDRESS__)
 TEST(ZtbMemPoolDeathTest, UseAfterFreeIsSeen) {
   ASSERT_TRUE(ztbMemPoolStart());

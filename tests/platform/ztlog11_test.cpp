@@ -336,42 +336,6 @@ TEST(ZtLogConfigure, AFullDiskIsToldOnceAndSurvived) {
   EXPECT_EQ(0, ztlogConfigure(nullptr));
 }
 
-TEST(ZtLogThreads, RecordsOfManyThreadsStayWhole) {
-  TempFolder folder;
-  std::string const file = configureFile(folder, "pattern * %v\nlevel T 3\n");
-  ztbtest::inThreads(4, [](int t) {
-    for (int i = 0; i < 200; ++i) {
-      std::string const name = "T." + std::to_string(t) + "." + std::to_string(i % 10);
-      LOG(ztlogGetLogger(name.c_str()), 3, "<%s>", std::string(300, 'x').c_str());
-      if (i % 50 == 0) setLevel("T.other", i % 5);
-      levelOf("T.other");
-    }
-  });
-  std::string const line = "<" + std::string(300, 'x') + ">\n";
-  std::string expected;
-  for (int i = 0; i < 4 * 200; ++i) expected += line;
-  EXPECT_EQ(expected, readFile(file));
-}
-
-TEST(ZtLogThreads, AChildForkedBesideLoggingThreadsCanLog) {
-  TempFolder folder;
-  std::string const file = configureFile(folder);
-  std::atomic<bool> done = false;
-  std::thread other([&] {
-    while (!done) LOG(ztlogGetLogger("Fork.Parent"), 4, "beside the fork");
-  });
-  for (int i = 0; i < 20; ++i) {
-    EXPECT_EQ(0, ztbtest::inChild([] {
-                alarm(10);
-                LOG(ztlogGetLogger("Fork.Child"), 4, "in the child");
-                return 0;
-              }));
-  }
-  done = true;
-  other.join();
-  EXPECT_EQ("20\n", ztbtest::shell("grep -c ' in the child$' " + file).output);
-}
-
 TEST_F(ZtLogProcess, KeepsTheStartForTheFirstConfiguration) {
   auto const story = [] {
     TempFolder folder;

@@ -294,23 +294,6 @@ TEST_F(TextFileTest, ClosedPipeIsAFailureAndNoSignal) {
   EXPECT_EQ(np_fio_text_writeline(file.get(), "x"), -(np_fio_err_system + EPIPE));
 }
 
-TEST_F(TextFileTest, AppendersBesideEachOtherLoseNothing) {
-  std::string const path = mFolder.path("log");
-  ztbtest::inThreads(2, [&](int thread) {
-    NpTextFile* file = nullptr;
-    ASSERT_EQ(np_fio_text_open(path.c_str(), kAppend, -1, 0, &file), 0);
-    ASSERT_EQ(np_fio_text_unwind(file), 0);
-    std::string const line(99, static_cast<char>('a' + thread));
-    for (int i = 0; i < 2000; ++i) np_fio_text_writeline(file, line.c_str());
-    np_fio_text_close(file);
-  });
-  std::string const text = ztbtest::readFile(path);
-  ASSERT_EQ(text.size(), 2u * 2000 * 100);
-  for (std::size_t i = 0; i < text.size(); i += 100) {
-    ASSERT_EQ(text.find_first_not_of(text[i], i), i + 99);
-  }
-}
-
 TEST_F(TextFileTest, FileThatShrinksOrGrowsWhileReadIsFollowed) {
   std::string const path = mFolder.write("in", std::string(200000, 'a'));
   TextFile const file = open(path, kRead);
