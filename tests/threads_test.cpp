@@ -556,15 +556,16 @@ void startup(Worker& me) {
 struct {
   char const* name;
   void (*step)(Worker&);
-  unsigned oneIn;  // how seldom it comes, since it takes longer
+  unsigned oneIn;       // how seldom it comes, since it takes longer
+  unsigned rounds = 1;  // how often in a row, so that threads meet at the same moment
 } constexpr kSteps[] = {
     {"strings", strings, 1},
-    {"shared strings", sharedStrings, 1},
-    {"pool", pool, 1},
+    {"shared strings", sharedStrings, 1, 50},
+    {"pool", pool, 1, 10},
     {"reals", reals, 1},
     {"dates", dates, 1},
     {"variants", variants, 1},
-    {"shared variants", sharedVariants, 1},
+    {"shared variants", sharedVariants, 1, 50},
     {"types", types, 1},
     {"formats", formats, 1},
     {"converters", converters, 1},
@@ -657,8 +658,8 @@ TEST_F(ZtbThreads, AllFamiliesAtOnce) {
       unsigned const i = me.below(std::size(kSteps));
       if (me.below(kSteps[i].oneIn) > 0) continue;
       me.step = kSteps[i].name;
-      kSteps[i].step(me);
-      counts[i].fetch_add(1, std::memory_order_relaxed);
+      for (unsigned n = 0; n < kSteps[i].rounds; ++n) kSteps[i].step(me);
+      counts[i].fetch_add(kSteps[i].rounds, std::memory_order_relaxed);
     }
   });
 
