@@ -30,11 +30,11 @@ What Python leaves open or does in another way is settled here:
 import argparse
 import decimal
 import itertools
-import random
 import re
 import struct
-import sys
 from decimal import Decimal
+from functools import partial
+from random import choice as pick, choices, randint as within, random, seed
 
 DIGITS = 52
 TINY = -98354  # the least exponent of a coefficient
@@ -65,512 +65,461 @@ def spell(value):
     """A decimal by coefficient and exponent; anything else as Python writes it."""
     if not isinstance(value, Decimal):
         return str(value)
-    sign, digits, exponent = value.as_tuple()
-    text = '-' if sign else ''
-    if exponent == 'F':
-        return text + 'Inf'
-    coefficient = ''.join(map(str, digits))
-    if isinstance(exponent, str):
-        return text + ('NaN' if exponent == 'n' else 'sNaN') + coefficient
-    return text + coefficient + (f'E{exponent}' if exponent else '')
+    minus, digits, exponent = value.as_tuple()
+    name = {'F': 'Inf', 'n': 'NaN', 'N': 'sNaN'}.get(exponent, '')
+    coefficient = '' if name == 'Inf' else ''.join(map(str, digits))
+    return minus * '-' + name + coefficient + (f'E{exponent}' if exponent and not name else '')
 
 
-def status_of(operate):
+def arithmetic(name, *operands):
+    """The result of the module's operation, and the status."""
+    result = getattr(CONTEXT, name)(*operands)
     status = sum(STATUS.get(signal, 0) for signal, is_set in CONTEXT.flags.items() if is_set)
     if not status & 0x80:
-        return status
+        return result, status
     TRAPPING.rounding = CONTEXT.rounding
     try:
-        operate(TRAPPING)
+        getattr(TRAPPING, name)(*operands)
     except decimal.InvalidOperation as error:
-        bits = [INVALID.get(condition.__name__, 0x80) for condition in error.args[0]]
-        return status & ~0x80 | sum(set(bits))
+        bits = {INVALID.get(condition.__name__, 0x80) for condition in error.args[0]}
+        return result, status & ~0x80 | sum(bits)
     raise AssertionError('invalid in one context only')
 
 
-def arithmetic(name):
-    def apply(operands):
-        def operate(context):
-            return getattr(context, name)(*operands)
-        return operate(CONTEXT), status_of(operate)
-    return apply
-
-
-def fma(operands):
+def fma(*operands):
     signaling = [x for x in operands if x.is_snan()]
-    if signaling:
-        return CONTEXT.plus(signaling[0]), 0x80
-    return arithmetic('fma')(operands)
+    return (CONTEXT.plus(signaling[0]), 0x80) if signaling else arithmetic('fma', *operands)
 
 
-def to_integral(operands):
-    value = operands[0].to_integral_value(CONTEXT.rounding, CONTEXT)
-    return value, 0x80 if operands[0].is_snan() else 0
+def to_integral(value):
+    return value.to_integral_value(CONTEXT.rounding, CONTEXT), 0x80 if value.is_snan() else 0
 
 
-def from_text(operands):
-    if not SYNTAX.fullmatch(operands[0]):
-        return Decimal('NaN'), 0x1
-    return arithmetic('create_decimal')(operands)
+def from_text(text):
+    is_number = SYNTAX.fullmatch(text)
+    return arithmetic('create_decimal', text) if is_number else (Decimal('NaN'), 0x1)
 
 
-def set_exponent(operands):
-    value, exponent = operands
+def set_exponent(value, exponent):
     if not value.is_finite():
         return value, 0
-    sign, digits, _ = value.as_tuple()
-    exact = Decimal((sign, digits, exponent))
-    return arithmetic('create_decimal')([exact])
+    return arithmetic('create_decimal', Decimal(value.as_tuple()._replace(exponent=exponent)))
 
 
-def to_integer(low, high):
-    def apply(operands):
-        operand = operands[0]
-        if operand.is_finite() and (operand.adjusted() < 30 or not operand):
-            value = int(operand.to_integral_value(CONTEXT.rounding, EXACT))
-            if low <= value <= high:
-                return value, 0
-        return 0, 0x80
-    return apply
+def to_integer(low, high, value):
+    if value.is_finite() and (value.adjusted() < 30 or not value):
+        integer = int(value.to_integral_value(CONTEXT.rounding, EXACT))
+        if low <= integer <= high:
+            return integer, 0
+    return 0, 0x80
 
 
-def to_double(operands):
-    return (float('nan') if operands[0].is_nan() else float(operands[0])), 0
+def to_double(value):
+    return (float('nan') if value.is_nan() else float(value)), 0
 
 
-def from_double(operands):
-    return EXACT.normalize(Decimal(repr(operands[0]))), 0
+def from_double(value):
+    return EXACT.normalize(Decimal(repr(value))), 0
 
 
-# --- operands -----------------------------------------------------------------------------------
+# --- random operands: all sizes are small or at a limit more often than between ------------------
 
-class Operands:
-    """Random operands. All sizes are small or at a limit more often than between."""
+def chance(probability):
+    return random() < probability
 
-    def __init__(self, seed):
-        self.random = random.Random(seed)
-        self.pick = self.random.choice
-        self.within = self.random.randint
 
-    def chance(self, probability):
-        return self.random.random() < probability
+def length(most=DIGITS):
+    x = random()
+    if x < .5:
+        return within(1, min(4, most))
+    return most if x > .9 else within(1, most)
 
-    def length(self, most=DIGITS):
-        x = self.random.random()
-        if x < .5:
-            return self.within(1, min(4, most))
-        return most if x > .9 else self.within(1, most)
 
-    def of_length(self, length):
-        return self.within(10 ** (length - 1), 10 ** length - 1)
+def of_length(size):
+    return within(10 ** (size - 1), 10 ** size - 1)
 
-    def coefficient(self, most=DIGITS):
-        length = self.length(most)
-        x = self.random.random()
-        if x < .70:
-            return self.of_length(length)
-        if x < .76:
-            return 10 ** length - 1 - (self.within(0, 9) if self.chance(.5) else 0)
-        if x < .82:
-            return self.within(1, 9) * 10 ** (length - 1) + self.pick((0, 0, 1))
-        if x < .86:  # around the limits of machine words
-            word = 2 ** self.pick((31, 32, 63, 64, 65, 96, 127, 128, 129, 160, 172))
-            return min(word + self.within(-2, 2), 10 ** most - 1)
-        if x < .90:  # words of few ones or few zeros
-            value = 0
-            for _ in range(3):
-                value = value << 64 | self.pick((0, 1, 2 ** 63, 2 ** 64 - 1, 2 ** 64 - 2,
-                                                 self.within(0, 2 ** 64 - 1)))
-            return max(value >> self.within(192 - most * 33219 // 10000, 190), 1)
-        zeros = self.within(0, length - 1)
-        return self.of_length(length - zeros) * 10 ** zeros
 
-    def exponent(self):
-        x = self.random.random()
-        if x < .5:
-            return self.within(-9, 9)
-        if x < .8:
-            return self.within(-60, 60)
-        return self.within(TOP - 60, TOP) if x < .9 else self.within(TINY, TINY + 60)
+def coefficient(most=DIGITS):
+    size = length(most)
+    x = random()
+    if x < .70:
+        return of_length(size)
+    if x < .76:
+        return 10 ** size - 1 - (within(0, 9) if chance(.5) else 0)
+    if x < .82:
+        return within(1, 9) * 10 ** (size - 1) + pick((0, 0, 1))
+    if x < .86:  # around the limits of machine words
+        word = 2 ** pick((31, 32, 63, 64, 65, 96, 127, 128, 129, 160, 172))
+        return min(word + within(-2, 2), 10 ** most - 1)
+    if x < .90:  # words of few ones or few zeros
+        value = 0
+        for _ in range(3):
+            any_word = within(0, 2 ** 64 - 1)
+            value = value << 64 | pick((0, 1, 2 ** 63, 2 ** 64 - 1, 2 ** 64 - 2, any_word))
+        return max(value >> within(192 - most * 33219 // 10000, 190), 1)
+    zeros = within(0, size - 1)
+    return of_length(size - zeros) * 10 ** zeros
 
-    def sign(self):
-        return self.pick((1, 1, -1))
 
-    def make(self, coefficient, exponent):
-        """A decimal that the format can hold: rounded and clamped to it if need be."""
-        CONTEXT.rounding = MODES[HALF_EVEN]
-        text = f'{coefficient}E{exponent}'
-        return CONTEXT.create_decimal(text)
+def power():
+    x = random()
+    near = within(-9, 9) if x < .5 else within(-60, 60) if x < .8 else 0
+    return near if x < .8 else within(TOP - 60, TOP) if x < .9 else within(TINY, TINY + 60)
 
-    def special(self):
-        if self.chance(.45):
-            return self.make(self.pick(('0', '-0')), self.exponent())
-        payload = str(self.coefficient(51)) if self.chance(.6) else ''
-        name = self.pick(('Inf', 'Inf', 'NaN' + payload, 'sNaN' + payload))
-        return Decimal(self.pick(('', '-')) + name)
 
-    def finite(self, most=DIGITS):
-        return self.make(self.sign() * self.coefficient(most), self.exponent())
+def sign():
+    return pick((1, 1, -1))
 
-    def number(self, most=DIGITS):
-        return self.special() if self.chance(.05) else self.finite(most)
 
-    def tail(self, length):
-        """`length` digits to be rounded away: a tie, or next to one, or next to nothing."""
-        half = 5 * 10 ** (length - 1)
-        return min(self.pick((half, half, half, half - 1, half + 1, 0, 1, 10 ** length - 1,
-                              self.within(0, 10 ** length - 1))), 10 ** length - 1)
+def signed():
+    return sign() * coefficient()
 
-    def tied(self, kept, dropped):
-        """`kept` digits, the last even, odd or all nines, with a tail of `dropped` digits."""
-        head = 10 ** kept - 1 if self.chance(.2) else self.of_length(kept) if kept else 0
-        return head * 10 ** dropped + self.tail(dropped)
+
+def make(digits, exponent):
+    """A decimal that the format can hold: rounded and clamped to it if need be."""
+    CONTEXT.rounding = MODES[HALF_EVEN]
+    return CONTEXT.create_decimal(f'{digits}E{exponent}')
+
+
+def special():
+    if chance(.45):
+        return make(pick(('0', '-0')), power())
+    payload = str(coefficient(51)) if chance(.6) else ''
+    name = pick(('Inf', 'Inf', 'NaN' + payload, 'sNaN' + payload))
+    return Decimal(pick(('', '-')) + name)
+
+
+def finite():
+    return make(signed(), power())
+
+
+def number():
+    return special() if chance(.05) else finite()
+
+
+def tail(size):
+    """`size` digits to be rounded away: a tie, or next to one, or next to nothing."""
+    half, nines = 5 * 10 ** (size - 1), 10 ** size - 1
+    return pick((half, half, half, half - 1, half + 1, 0, 1, nines, within(0, nines)))
+
+
+def tied(kept, dropped):
+    """`kept` digits, the last even, odd or all nines, with a tail of `dropped` digits."""
+    head = 10 ** kept - 1 if chance(.2) else of_length(kept) if kept else 0
+    return head * 10 ** dropped + tail(dropped)
 
 
 # --- operands of each operation -------------------------------------------------------------------
 
-def any_pair(o):
-    return [o.number(), o.number()]
+def one():
+    return [number()]
 
 
-def sum_pair(o):
-    x = o.random.random()
-    if x < .15:
-        return any_pair(o)
-    exponent = o.exponent()
+def or_any(share, count):
+    """Makes operands of the rest of a random number's range; below `share`, any `count` numbers."""
+    def decorate(make_of):
+        def operands():
+            x = random()
+            return [number() for _ in range(count)] if x < share else make_of(x)
+        return operands
+    return decorate
+
+
+@or_any(.15, 2)
+def sum_pair(x):
+    exponent = power()
     if x < .40:  # all overlaps, to far beyond the digits
-        gap = o.within(-110, 110)
-        return [o.make(o.sign() * o.coefficient(), exponent),
-                o.make(o.sign() * o.coefficient(), exponent + gap)]
+        gap = within(-110, 110)
+        return [make(signed(), exponent), make(signed(), exponent + gap)]
     if x < .60:  # the second decides the rounding of the first
-        shift = o.within(1, 60)
-        left = 10 ** DIGITS - 1 if o.chance(.2) else o.of_length(DIGITS)
-        return [o.make(o.sign() * left, exponent),
-                o.make(o.sign() * o.tail(min(shift, DIGITS)), exponent - shift)]
+        shift = within(1, 60)
+        left = 10 ** DIGITS - 1 if chance(.2) else of_length(DIGITS)
+        return [make(sign() * left, exponent),
+                make(sign() * tail(min(shift, DIGITS)), exponent - shift)]
     if x < .75:  # a power of ten loses a digit to the smaller term
-        shift = o.within(1, 60)
-        return [o.make(o.sign() * 10 ** o.within(0, DIGITS - 1), exponent),
-                o.make(-o.sign() * o.tail(o.within(1, DIGITS)), exponent - shift)]
+        shift = within(1, 60)
+        return [make(sign() * 10 ** within(0, DIGITS - 1), exponent),
+                make(-sign() * tail(within(1, DIGITS)), exponent - shift)]
     if x < .90:  # cancellation
-        zeros = o.within(0, 20)
-        left = o.coefficient(DIGITS - zeros)
-        right = left * 10 ** zeros + o.pick((0, 0, 1, -1, o.within(-999, 999)))
-        return [o.make(left, exponent), o.make(-right, exponent - zeros)]
-    zero = o.make(o.pick(('0', '-0')), exponent + o.within(-110, 110))
-    return o.pick(([zero, o.make(o.sign() * o.coefficient(), exponent)],
-                   [o.make(o.sign() * o.coefficient(), exponent), zero],
-                   [zero, o.make(o.pick(('0', '-0')), o.exponent())]))
+        zeros = within(0, 20)
+        left = coefficient(DIGITS - zeros)
+        right = left * 10 ** zeros + pick((0, 0, 1, -1, within(-999, 999)))
+        return [make(left, exponent), make(-right, exponent - zeros)]
+    zero = make(pick(('0', '-0')), exponent + within(-110, 110))
+    return pick(([zero, make(signed(), exponent)],
+                 [make(signed(), exponent), zero],
+                 [zero, make(pick(('0', '-0')), power())]))
 
 
-def odd(o, length):
-    return o.of_length(length) | 1
+def odd(size):
+    return of_length(size) | 1
 
 
-def exponents_to_limit(o, digits):
+def exponents_to_limit(digits):
     """Two exponents whose sum is near an end of the range, for a coefficient of so many digits."""
-    total = o.pick((TINY - digits, TINY, TOP, TOP + DIGITS)) + o.within(-4, 60)
-    first = max(TINY, min(TOP, total // 2 + o.within(-40000, 40000)))
+    total = pick((TINY - digits, TINY, TOP, TOP + DIGITS)) + within(-4, 60)
+    first = max(TINY, min(TOP, total // 2 + within(-40000, 40000)))
     return first, max(TINY, min(TOP, total - first))
 
 
-def product_pair(o):
-    x = o.random.random()
-    if x < .3:
-        return any_pair(o)
+@or_any(.3, 2)
+def product_pair(x):
     if x < .6:  # exactly a half behind the last digit
-        dropped = o.within(1, 46)
-        length = o.within(dropped * 7 // 10 + 2, 51 - dropped * 3 // 10)
-        left = 2 ** (dropped - 1) * odd(o, length) * o.sign()
-        right = 5 ** dropped * odd(o, 53 - length)
-        return [o.make(left, o.exponent()), o.make(right, o.within(-9, 9))]
+        dropped = within(1, 46)
+        size = within(dropped * 7 // 10 + 2, 51 - dropped * 3 // 10)
+        left = 2 ** (dropped - 1) * odd(size) * sign()
+        right = 5 ** dropped * odd(53 - size)
+        return [make(left, power()), make(right, within(-9, 9))]
     if x < .75:  # a subnormal tie
-        dropped = o.within(1, 40)
-        first = o.within(TINY, 0)
-        return [o.make(o.sign() * o.tied(o.within(0, DIGITS - dropped), dropped), first),
-                o.make(1, TINY - dropped - first)]
-    left, right = o.sign() * o.coefficient(), o.sign() * o.coefficient()
-    first, second = exponents_to_limit(o, len(str(left * right)))
-    return [o.make(left, first), o.make(right, second)]
+        dropped, first = within(1, 40), within(TINY, 0)
+        return [make(sign() * tied(within(0, DIGITS - dropped), dropped), first),
+                make(1, TINY - dropped - first)]
+    left, right = signed(), signed()
+    first, second = exponents_to_limit(len(str(left * right)))
+    return [make(left, first), make(right, second)]
 
 
-def next_to_half(o):
+def next_to_half():
     """A product next to a half or the whole of the last digit of the third operand: what tells
     them apart is more than 54 digits behind."""
-    length = o.within(20, DIGITS)
-    near = o.pick((5, 10)) * 10 ** (length + 50)
+    size = within(20, DIGITS)
+    near = pick((5, 10)) * 10 ** (size + 50)
     for _ in range(400):
-        left = o.of_length(length)
-        right = near // left + o.within(0, 1)
-        if abs(left * right - near) < 10 ** (length - 2):
+        left = of_length(size)
+        right = near // left + within(0, 1)
+        if abs(left * right - near) < 10 ** (size - 2):
             break
-    exponent = o.within(-60, 60)
-    return [o.make(left, exponent), o.make(right * o.sign(), 0),
-            o.make(o.of_length(DIGITS) * o.sign(), exponent + length + 51)]
+    exponent = within(-60, 60)
+    return [make(left, exponent), make(right * sign(), 0),
+            make(of_length(DIGITS) * sign(), exponent + size + 51)]
 
 
-def fma_triple(o):
-    x = o.random.random()
-    if x < .15:
-        return [o.number(), o.number(), o.number()]
-    left, right = product_pair(o)
+@or_any(.15, 3)
+def fma_triple(x):
+    left, right = product_pair()
     if not (left.is_finite() and right.is_finite() and left and right):
-        return [left, right, o.number()]
+        return [left, right, number()]
     product = EXACT.multiply(left, right)
-    sign, digits, exponent = product.as_tuple()
+    _, digits, exponent = product.as_tuple()
     if x < .45:  # all overlaps with the product
-        gap = o.within(-60, len(digits) + 60)
-        return [left, right, o.make(o.sign() * o.coefficient(), exponent + gap)]
+        gap = within(-60, len(digits) + 60)
+        return [left, right, make(signed(), exponent + gap)]
     if x < .65:  # cancellation of its first digits, or of all
-        CONTEXT.rounding = o.pick(MODES)
+        CONTEXT.rounding = pick(MODES)
         near = CONTEXT.minus(product)
-        wobble = o.pick((0, 0, 1, -1))
-        sign, digits, exponent = near.as_tuple() if near.is_finite() else (0, (1,), 0)
+        wobble = pick((0, 0, 1, -1))
+        minus, digits, exponent = near.as_tuple() if near.is_finite() else (0, (1,), 0)
         near = int(''.join(map(str, digits))) + wobble
-        return [left, right, o.make(-near if sign else near, exponent)]
+        return [left, right, make(-near if minus else near, exponent)]
     if x < .85:  # next to nothing beside it, or it beside the third
-        far = o.pick((o.within(50, 170), o.within(50, 400))) * o.pick((1, -1)) + exponent
-        third = o.pick((o.coefficient(), o.coefficient(2), o.of_length(DIGITS)))
-        return [left, right, o.make(o.sign() * third, far)]
+        far = pick((within(50, 170), within(50, 400))) * pick((1, -1)) + exponent
+        third = pick((coefficient(), coefficient(2), of_length(DIGITS)))
+        return [left, right, make(sign() * third, far)]
     if x < .9:
-        return next_to_half(o)
-    return [left, right, o.make(o.pick(('0', '-0')), exponent + o.within(-110, 110))]
+        return next_to_half()
+    return [left, right, make(pick(('0', '-0')), exponent + within(-110, 110))]
 
 
-def quotient_pair(o):
-    x = o.random.random()
-    if x < .3:
-        return any_pair(o)
+@or_any(.3, 2)
+def quotient_pair(x):
     if x < .6:  # a power of two below leaves a half behind the last digit, or ends before
-        power = o.within(1, 75)
-        length = max(1, min(53 + o.pick((0, 0, 0, -1, 1)) - power * 7 // 10, 51))
-        factor = o.coefficient(max(1, 51 - max(length, power * 31 // 100 + 1)))
-        return [o.make(o.sign() * odd(o, length) * factor, o.exponent()),
-                o.make(2 ** power * factor, o.within(-9, 9))]
+        halves = within(1, 75)
+        size = max(1, min(53 + pick((0, 0, 0, -1, 1)) - halves * 7 // 10, 51))
+        factor = coefficient(max(1, 51 - max(size, halves * 31 // 100 + 1)))
+        return [make(sign() * odd(size) * factor, power()),
+                make(2 ** halves * factor, within(-9, 9))]
     if x < .8:  # exact
-        length = o.within(1, 51)
-        right = o.coefficient(DIGITS - length)
-        left = right * o.coefficient(length)
-        return [o.make(o.sign() * left, o.exponent()),
-                o.make(right * o.sign(), o.within(-60, 60))]
-    first, second = exponents_to_limit(o, o.within(0, DIGITS))
-    return [o.make(o.sign() * o.coefficient(), first),
-            o.make(o.sign() * o.coefficient(), -second)]
+        size = within(1, 51)
+        right = coefficient(DIGITS - size)
+        left = right * coefficient(size)
+        return [make(sign() * left, power()), make(right * sign(), within(-60, 60))]
+    first, second = exponents_to_limit(within(0, DIGITS))
+    return [make(signed(), first), make(signed(), -second)]
 
 
-def integer_quotient_pair(o):
-    x = o.random.random()
-    if x < .2:
-        return any_pair(o)
-    exponent = o.exponent()
+@or_any(.2, 2)
+def integer_quotient_pair(x):
+    exponent = power()
     if x < .5:  # quotients of all lengths, also beyond the digits
-        left, right = o.coefficient(), o.coefficient()
-        wanted = o.pick((o.within(-2, 56), o.within(50, 54)))
+        left, right = coefficient(), coefficient()
+        wanted = pick((within(-2, 56), within(50, 54)))
         gap = wanted - len(str(left)) + len(str(right))
-        return [o.make(o.sign() * left, exponent + gap), o.make(o.sign() * right, exponent)]
-    right = o.coefficient(30)  # an integer, or a half more or nearly so
-    quotient, zeros = o.pick((0, 0, 1, o.coefficient(20))), o.pick((0, 0, o.within(0, 20)))
-    half = 0
-    if o.chance(.5):
-        right *= 2
-        half = right // 2
-    left = (right * quotient + half) * 10 ** zeros + o.pick((0, 1, -1))
-    return [o.make(o.sign() * left, exponent - zeros), o.make(o.sign() * right, exponent)]
+        return [make(sign() * left, exponent + gap), make(sign() * right, exponent)]
+    right = coefficient(30)  # an integer, or a half more or nearly so
+    quotient, zeros = pick((0, 0, 1, coefficient(20))), pick((0, 0, within(0, 20)))
+    half = right if chance(.5) else 0
+    right += half
+    left = (right * quotient + half) * 10 ** zeros + pick((0, 1, -1))
+    return [make(sign() * left, exponent - zeros), make(sign() * right, exponent)]
 
 
-def quantize_pair(o):
-    x = o.random.random()
-    if x < .15:
-        return any_pair(o)
-    exponent = o.exponent()
+@or_any(.15, 2)
+def quantize_pair(x):
+    exponent = power()
     if x < .75:
-        dropped = o.within(1, 51)
-        value = o.tied(o.length(DIGITS - dropped) - 1, dropped)
-        return [o.make(o.sign() * value, exponent),
-                o.make(o.coefficient(), exponent + dropped)]
-    value = o.pick((o.coefficient(), 0))
+        dropped = within(1, 51)
+        value = tied(length(DIGITS - dropped) - 1, dropped)
+        return [make(sign() * value, exponent), make(coefficient(), exponent + dropped)]
+    value = pick((coefficient(), 0))
     room = DIGITS - len(str(value))
-    return [o.make(o.sign() * value, exponent),
-            o.make(o.coefficient(), exponent - room + o.pick((0, -1, 1, o.within(-60, 60))))]
+    return [make(sign() * value, exponent),
+            make(coefficient(), exponent - room + pick((0, -1, 1, within(-60, 60))))]
 
 
-def compare_pair(o):
-    if o.chance(.5):
-        return sum_pair(o)
-    zeros, value, exponent = o.within(0, 30), o.coefficient(22), o.exponent()
-    wobble = o.pick((0, 0, 1))
-    sign = o.sign()
-    return [o.make(sign * value, exponent),
-            o.make(sign * value * 10 ** zeros + wobble, exponent - zeros)]
+def compare_pair():
+    if chance(.5):
+        return sum_pair()
+    zeros, value, exponent, wobble = within(0, 30), coefficient(22), power(), pick((0, 0, 1))
+    value *= sign()
+    return [make(value, exponent), make(value * 10 ** zeros + wobble, exponent - zeros)]
 
 
-def reducible(o):
-    zeros = o.within(0, 51)
-    value = o.sign() * o.coefficient(DIGITS - zeros) * 10 ** zeros
-    return [o.number() if o.chance(.2) else o.make(value, o.exponent())]
+def reducible():
+    zeros = within(0, 51)
+    value = sign() * coefficient(DIGITS - zeros) * 10 ** zeros
+    return one() if chance(.2) else [make(value, power())]
 
 
-def fraction(o):
-    if o.chance(.15):
-        return [o.number()]
-    dropped = o.within(1, 51) if o.chance(.8) else o.within(50, 70)
-    kept = o.length(max(1, DIGITS - dropped)) - o.within(0, 1)
-    return [o.make(o.sign() * (o.tied(kept, dropped) if dropped < DIGITS else o.coefficient()),
-                   -dropped)]
+@or_any(.15, 1)
+def fraction(_):
+    dropped = within(1, 51) if chance(.8) else within(50, 70)
+    kept = length(max(1, DIGITS - dropped)) - within(0, 1)
+    return [make(sign() * (tied(kept, dropped) if dropped < DIGITS else coefficient()), -dropped)]
 
 
-def square(o):
-    x = o.random.random()
-    if x < .25:
-        return [o.number()]
+@or_any(.25, 1)
+def square(x):
     if x < .5:
-        root = o.coefficient(26)
-        return [o.make(root * root, o.exponent() * 2 if o.chance(.5) else o.exponent())]
+        root = coefficient(26)
+        return [make(root * root, power() * 2 if chance(.5) else power())]
     if x < .75:  # as near to the square of 52 digits, or of a half more, as 52 digits come
-        root = o.coefficient() * 10 + o.pick((0, 5))
-        value = o.make(root * root, o.exponent())
-        return [value if o.chance(.5) else o.pick((value.next_minus, value.next_plus))(CONTEXT)]
-    return [o.finite().copy_abs()]
+        root = coefficient() * 10 + pick((0, 5))
+        value = make(root * root, power())
+        return [value if chance(.5) else pick((value.next_minus, value.next_plus))(CONTEXT)]
+    return [finite().copy_abs()]
 
 
-def any_case(o, text):
-    return ''.join(o.pick((c.upper(), c.lower())) for c in text)
-
-
-def spelled(o, value, exponent):
+def spelled(value, exponent):
     """One of the many texts for a number."""
-    digits = '0' * o.pick((0, 0, 0, 1, 7)) + str(value)
-    if o.chance(.6):
-        point = o.within(0, len(digits))
+    digits = '0' * pick((0, 0, 0, 1, 7)) + str(value)
+    if chance(.6):
+        point = within(0, len(digits))
         exponent += len(digits) - point
         digits = digits[:point] + '.' + digits[point:]
     mark = ''
-    if exponent or o.chance(.3):
-        mark = o.pick('eE') + (o.pick(('+', '')) if exponent >= 0 else '-') \
-            + '0' * o.pick((0, 0, 2)) + str(abs(exponent))
-    return o.pick(('', '', '+', '-')) + digits + mark
+    if exponent or chance(.3):
+        mark = pick('eE') + (pick(('+', '')) if exponent >= 0 else '-')
+        mark += '0' * pick((0, 0, 2)) + str(abs(exponent))
+    return pick(('', '', '+', '-')) + digits + mark
 
 
-def text(o):
-    x = o.random.random()
+def text():
+    x = random()
     if x < .3:
-        result = spelled(o, o.coefficient(), o.exponent())
+        result = spelled(coefficient(), power())
     elif x < .5:  # more digits than fit
-        dropped = o.within(1, 70)
-        result = spelled(o, o.tied(DIGITS, dropped), o.exponent())
+        dropped = within(1, 70)
+        result = spelled(tied(DIGITS, dropped), power())
     elif x < .6:  # subnormal, or next to overflow
-        dropped = o.within(1, 60)
-        kept, limit = o.pick(((o.within(0, DIGITS), TINY), (DIGITS, TOP + o.within(-1, 1))))
-        result = spelled(o, o.tied(kept, dropped), limit - dropped)
+        dropped = within(1, 60)
+        kept, limit = pick(((within(0, DIGITS), TINY), (DIGITS, TOP + within(-1, 1))))
+        result = spelled(tied(kept, dropped), limit - dropped)
     elif x < .7:  # out of range
-        limit = o.pick((98304, 98305, 98355, 98356, 99999, 100000, 2 ** 31, 2 ** 32 + 3,
-                        2 ** 63, 2 ** 64 + 7, o.of_length(o.within(6, 30))))
-        result = spelled(o, o.pick((o.coefficient(), 0)), limit * o.pick((1, -1)))
+        limit = pick((98304, 98305, 98355, 98356, 99999, 100000, 2 ** 31, 2 ** 32 + 3,
+                      2 ** 63, 2 ** 64 + 7, of_length(within(6, 30))))
+        result = spelled(pick((coefficient(), 0)), limit * pick((1, -1)))
     else:
-        payload = str(o.coefficient(51))
-        name = o.pick(('inf', 'infinity', 'nan', 'snan', 'nan' + payload, 'snan' + payload,
-                       'nan' + '0' * 9 + payload, 'nan' + str(o.of_length(52))))
-        result = o.pick(('', '+', '-')) + any_case(o, name)
-    if not o.chance(.15):
-        return [result]
-    at = o.within(0, len(result))
-    result = result[:at] + o.pick(('', '.', '+', '-', 'e', 'E', '#', ',', 'x', '1', 'n')) \
-        + result[at + o.within(0, 1):]
+        payload = str(coefficient(51))
+        name = pick(('inf', 'infinity', 'nan', 'snan', 'nan' + payload, 'snan' + payload,
+                     'nan' + '0' * 9 + payload, 'nan' + str(of_length(52))))
+        result = pick(('', '+', '-')) + ''.join(pick((c.upper(), c.lower())) for c in name)
+    if chance(.15):
+        at = within(0, len(result))
+        wrong = pick(('', '.', '+', '-', 'e', 'E', '#', ',', 'x', '1', 'n'))
+        result = result[:at] + wrong + result[at + within(0, 1):]
     return [result or '-']
 
 
-def exponent_case(o):
-    if o.chance(.4):
-        dropped = o.within(1, 51)
-        return [o.make(o.sign() * o.tied(o.within(0, DIGITS - dropped), dropped), o.exponent()),
-                TINY - dropped]
-    value = o.number()
-    return [value, o.pick((o.exponent(), TOP + o.within(-3, 60), TINY - o.within(-3, 60),
-                           2 ** 31 - 1, -2 ** 31, o.within(-200000, 200000)))]
+def exponent_case():
+    if chance(.4):
+        dropped = within(1, 51)
+        value = make(sign() * tied(within(0, DIGITS - dropped), dropped), power())
+        return [value, TINY - dropped]
+    return [number(), pick((power(), TOP + within(-3, 60), TINY - within(-3, 60),
+                            2 ** 31 - 1, -2 ** 31, within(-200000, 200000)))]
 
 
 def integer_near(*limits):
-    def make(o):
-        if o.chance(.15):
-            return [o.number()]
-        value = o.pick(limits + (o.within(-9, 9), o.pick(limits) // o.within(1, 99)))
-        value += o.pick((0, 0, 1, -1))
-        dropped = o.within(0, 30)
-        if not dropped:
-            return [o.make(value, 0)]
-        return [o.make(value * 10 ** dropped + o.tail(dropped) * o.sign(), -dropped)]
-    return make
+    if chance(.15):
+        return one()
+    value = pick(limits + (within(-9, 9), pick(limits) // within(1, 99))) + pick((0, 0, 1, -1))
+    dropped = within(0, 30)
+    rest = tail(dropped) * sign() if dropped else 0
+    return [make(value * 10 ** dropped + rest, -dropped)]
 
 
 def double_of_bits(bits):
     return struct.unpack('<d', struct.pack('<Q', bits))[0]
 
 
-def near_double(o):
-    x = o.random.random()
-    if x < .2:
-        return [o.number()]
+@or_any(.2, 1)
+def near_double(x):
     if x < .3:
-        return [o.make(o.sign() * o.coefficient(), o.within(-380, 310))]
+        return [make(signed(), within(-380, 310))]
     if x < .6:  # halfway between two doubles, exactly, or the least bit beside
-        value, power = 2 * o.within(2 ** 52, 2 ** 53 - 1) + 1, o.within(-50, 110)
-        value = Decimal(value * 2 ** power if power >= 0 else value * 5 ** -power)
-        value = EXACT.scaleb(value, min(power, 0))
-        return [o.pick((CONTEXT.plus, CONTEXT.next_minus, CONTEXT.next_plus))(value)]
-    low = o.pick((o.within(0, 2 ** 63), o.within(0, 2 ** 52), o.within(0, 3), 0x7FEFFFFFFFFFFFFF))
-    low = min(low, 0x7FEFFFFFFFFFFFFF)
+        value, twos = 2 * within(2 ** 52, 2 ** 53 - 1) + 1, within(-50, 110)
+        value = Decimal(value * 2 ** twos if twos >= 0 else value * 5 ** -twos)
+        value = EXACT.scaleb(value, min(twos, 0))
+        return [pick((CONTEXT.plus, CONTEXT.next_minus, CONTEXT.next_plus))(value)]
+    largest = 0x7FEFFFFFFFFFFFFF
+    low = min(pick((within(0, 2 ** 63), within(0, 2 ** 52), within(0, 3), largest)), largest)
     exact = Decimal(double_of_bits(low))
-    above = Decimal(2 ** 1024) if low == 0x7FEFFFFFFFFFFFFF else Decimal(double_of_bits(low + 1))
-    CONTEXT.rounding = o.pick((decimal.ROUND_DOWN, decimal.ROUND_UP))
+    above = Decimal(2 ** 1024 if low == largest else double_of_bits(low + 1))
+    CONTEXT.rounding = pick((decimal.ROUND_DOWN, decimal.ROUND_UP))
     middle = EXACT.multiply(EXACT.add(exact, above), Decimal('0.5'))
-    return [CONTEXT.multiply(o.pick((middle, middle, exact)), Decimal(o.sign()))]
+    return [CONTEXT.multiply(pick((middle, middle, exact)), Decimal(sign()))]
 
 
-def some_double(o):
-    x = o.random.random()
+def some_double():
+    x = random()
     if x < .5:
-        return [double_of_bits(o.within(0, 2 ** 64 - 1))]
+        return [double_of_bits(within(0, 2 ** 64 - 1))]
     if x < .7:
-        return [o.sign() * o.of_length(o.within(1, 17)) * 10.0 ** o.within(-30, 30)]
+        return [sign() * of_length(within(1, 17)) * 10.0 ** within(-30, 30)]
     if x < .9:
-        return [o.sign() * 2.0 ** o.within(-1074, 1023)]
-    return [o.pick((0.0, -0.0, float('inf'), -float('inf'), float('nan'), 5e-324, 1e22, 1e23,
-                    9007199254740993.0, 1.7976931348623157e308, 2.2250738585072014e-308))]
-
-
-def one(o):
-    return [o.number()]
+        return [sign() * 2.0 ** within(-1074, 1023)]
+    return [pick((0.0, -0.0, float('inf'), -float('inf'), float('nan'), 5e-324, 1e22, 1e23,
+                  9007199254740993.0, 1.7976931348623157e308, 2.2250738585072014e-308))]
 
 
 # Name, share, operands, how many special ones to combine, oracle, whether rounding modes matter.
 OPERATIONS = [
-    ('add', 12, sum_pair, 2, arithmetic('add'), True),
-    ('sub', 6, sum_pair, 2, arithmetic('subtract'), True),
-    ('mul', 10, product_pair, 2, arithmetic('multiply'), True),
+    ('add', 12, sum_pair, 2, partial(arithmetic, 'add'), True),
+    ('sub', 6, sum_pair, 2, partial(arithmetic, 'subtract'), True),
+    ('mul', 10, product_pair, 2, partial(arithmetic, 'multiply'), True),
     ('fma', 12, fma_triple, 3, fma, True),
-    ('div', 10, quotient_pair, 2, arithmetic('divide'), True),
-    ('divint', 4, integer_quotient_pair, 2, arithmetic('divide_int'), False),
-    ('rem', 4, integer_quotient_pair, 2, arithmetic('remainder'), False),
-    ('remnear', 5, integer_quotient_pair, 2, arithmetic('remainder_near'), False),
-    ('quantize', 8, quantize_pair, 2, arithmetic('quantize'), True),
-    ('compare', 4, compare_pair, 2, arithmetic('compare'), False),
-    ('reduce', 3, reducible, 1, arithmetic('normalize'), False),
-    ('minus', 1, one, 1, arithmetic('minus'), True),
-    ('abs', 1, one, 1, arithmetic('abs'), True),
+    ('div', 10, quotient_pair, 2, partial(arithmetic, 'divide'), True),
+    ('divint', 4, integer_quotient_pair, 2, partial(arithmetic, 'divide_int'), False),
+    ('rem', 4, integer_quotient_pair, 2, partial(arithmetic, 'remainder'), False),
+    ('remnear', 5, integer_quotient_pair, 2, partial(arithmetic, 'remainder_near'), False),
+    ('quantize', 8, quantize_pair, 2, partial(arithmetic, 'quantize'), True),
+    ('compare', 4, compare_pair, 2, partial(arithmetic, 'compare'), False),
+    ('reduce', 3, reducible, 1, partial(arithmetic, 'normalize'), False),
+    ('minus', 1, one, 1, partial(arithmetic, 'minus'), True),
+    ('abs', 1, one, 1, partial(arithmetic, 'abs'), True),
     ('toint', 4, fraction, 1, to_integral, True),
-    ('sqrt', 5, square, 1, arithmetic('sqrt'), False),
+    ('sqrt', 5, square, 1, partial(arithmetic, 'sqrt'), False),
     ('text', 6, text, 0, from_text, True),
     ('setexp', 3, exponent_case, 0, set_exponent, True),
-    ('int64', 3, integer_near(2 ** 63, -2 ** 63), 1, to_integer(-2 ** 63, 2 ** 63 - 1), True),
-    ('uint32', 2, integer_near(2 ** 32, 0), 1, to_integer(0, 2 ** 32 - 1), True),
+    ('int64', 3, partial(integer_near, 2 ** 63, -2 ** 63), 1,
+     partial(to_integer, -2 ** 63, 2 ** 63 - 1), True),
+    ('uint32', 2, partial(integer_near, 2 ** 32, 0), 1, partial(to_integer, 0, 2 ** 32 - 1), True),
     ('double', 4, near_double, 1, to_double, False),
     ('fromdouble', 3, some_double, 0, from_double, False),
 ]
 
-
 SPECIAL = [Decimal(x) for x in ('0', '-0E+5', '2', '-Inf', 'Inf', 'NaN7', '-sNaN8',
                                 '1000E+98250', '-1E-98354')]
-
-
 # Texts next to the limits of the range, for all rounding modes.
 LIMITS = ['9' * 53 + 'E98252', '9' * 52 + '5E+98252', '9' * 52 + '.49E98253', '-1E+98305',
           '1E98304', '9' * 52 + 'E-98355', '-9.' + '9' * 52 + 'E-98304', '1E-98355', '5E-98355',
@@ -580,32 +529,25 @@ LIMITS = ['9' * 53 + 'E98252', '9' * 52 + '5E+98252', '9' * 52 + '.49E98253', '-
 def case(name, oracle, mode, operands):
     CONTEXT.rounding = MODES[mode]
     CONTEXT.clear_flags()
-    result, status = oracle(operands)
+    result, status = oracle(*operands)
     return [name, str(mode), *map(spell, operands), spell(result), f'{status:x}']
 
 
-def special_cases():
-    """All combinations of special operands, and the limits."""
+def cases():
+    """Fields of one case after the other, without end: special operands combined, the limits, and
+    what chance gives."""
     for name, _, _, decimals, oracle, _ in OPERATIONS:
-        if decimals:
-            for operands in itertools.product(SPECIAL, repeat=decimals):
-                yield case(name, oracle, HALF_EVEN, operands)
+        for operands in itertools.product(SPECIAL, repeat=decimals) if decimals else []:
+            yield case(name, oracle, HALF_EVEN, operands)
     for limit, mode in itertools.product(LIMITS, range(len(MODES))):
         yield case('text', from_text, mode, [limit])
-
-
-def cases(seed):
-    """Fields of one case after the other, without end."""
-    yield from special_cases()
-    o = Operands(seed)
-    weights = [row[1] for row in OPERATIONS]
     while True:
-        name, _, operands_of, _, oracle, has_modes = o.random.choices(OPERATIONS, weights)[0]
-        operands = operands_of(o)
-        if has_modes and o.chance(.04):
-            modes = range(len(MODES))
-        else:
-            modes = [HALF_EVEN if o.chance(.6) else o.within(0, len(MODES) - 1)]
+        weights = [row[1] for row in OPERATIONS]
+        name, _, operands_of, _, oracle, has_modes = choices(OPERATIONS, weights)[0]
+        operands = operands_of()
+        modes = range(len(MODES))
+        if not has_modes or not chance(.04):
+            modes = [HALF_EVEN if chance(.6) else pick(modes)]
         for mode in modes:
             yield case(name, oracle, mode, operands)
 
@@ -615,12 +557,13 @@ def main():
     parser.add_argument('--count', type=int, default=20000, help='number of cases (%(default)s)')
     parser.add_argument('--seed', type=int, default=52, help='of the random numbers (%(default)s)')
     arguments = parser.parse_args()
+    seed(arguments.seed)
     before = ['']
-    for _, fields in zip(range(arguments.count), cases(arguments.seed)):
-        is_same = [a == b and len(a) > 1 and fields[0] == before[0] and at > 0
-                   for at, (a, b) in enumerate(itertools.zip_longest(fields, before))]
-        terse = ['"' if same else field for field, same in zip(fields, is_same)]
-        sys.stdout.write(' '.join(terse) + '\n')
+    for fields in itertools.islice(cases(), arguments.count):
+        same = [a == b and len(a) > 1 and fields[0] == before[0]
+                for a, b in itertools.zip_longest(fields, before)]
+        print(fields[0], *('"' if is_same else field
+                           for field, is_same in zip(fields[1:], same[1:])))
         before = fields
 
 
