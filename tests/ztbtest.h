@@ -22,6 +22,7 @@
 #include <vector>
 
 #include "ztbinit.h"
+#include "ztbstring.h"
 
 namespace ztbtest {
 
@@ -63,6 +64,16 @@ inline std::string readFile(std::string const& path) {
 inline testing::AssertionResult contains(std::string const& text, std::string const& part) {
   if (text.find(part) != std::string::npos) return testing::AssertionSuccess();
   return testing::AssertionFailure() << "no \"" << part << "\" in:\n" << text;
+}
+
+// A message of the group "Base Services" as it is without catalogs: its number and arguments.
+inline std::string reasonOf(ZtbString const& message) {
+  std::string text = message.asCstr();
+  for (std::string const around : {"[Base Services ", "] no text in the message database"}) {
+    std::size_t const at = text.find(around);
+    if (at != std::string::npos) text.erase(at, around.size());
+  }
+  return text;
 }
 
 // Does work(0) to work(count - 1) in a thread each, until all are done.

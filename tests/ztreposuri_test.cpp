@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+//
+// Repository URIs, beside what the tables of docs/uris.md show.
 
 #include "ztreposuri.h"
 
@@ -16,16 +18,12 @@ using uritest::str;
 
 using ZtReposURITest = ztbtest::LibraryTest;
 
-std::string componentsOf(ZtReposURI& uri) {
-  return shown(uri.getRepository()) + "|" + shown(uri.getPath()) + "|" + shown(uri.getType());
-}
-
 Owned<ZtReposURI> repos(std::string const& text) {
   return Owned<ZtReposURI>(uritest::parsed(text).release()->asReposURI());
 }
 
-Owned<ZtReposURI> made(std::string const& host, std::string const& path, std::string const& type) {
-  return Owned<ZtReposURI>(getReposURIFromComponents(str(host), str(path), str(type)));
+std::string componentsOf(ZtReposURI& uri) {
+  return shown(uri.getRepository()) + "|" + shown(uri.getPath()) + "|" + shown(uri.getType());
 }
 
 TEST_F(ZtReposURITest, TextIsReadAndEveryTextIsComposed) {
@@ -36,10 +34,8 @@ TEST_F(ZtReposURITest, TextIsReadAndEveryTextIsComposed) {
     char const* local;
     char const* escaped;
   } const rows[] = {
-      {"ztr://h/a/b/c(Table)", "h|a/b/c|Table", "c", "ztr:///a/b/c(Table)", "ztr://h/a/b/c(Table)"},
       {"ztr://h%20/a%2Fb(%20)", "h |a/b|%20", "b", "ztr:///a/b(%20)", "ztr://h /a/b(%20)"},
-      {"ztr://\xC3\xA9/%C3%A9(\xC3\xA9)", "\xC3\xA9|\xC3\xA9|\xC3\xA9", "\xC3\xA9",
-       "ztr:///\xC3\xA9(\xC3\xA9)", "ztr://\xC3\xA9/%C3%A9(\xC3\xA9)"},
+      {"ztr://é/%C3%A9(é)", "é|é|é", "é", "ztr:///é(é)", "ztr://é/%C3%A9(é)"},
       {"ztr://h//a(T)", "h|/a|T", "/a", "ztr:////a(T)", "ztr://h//a(T)"},
       {"ztr://h/a/(T)", "h|a/|T", "", "ztr:///a/(T)", "ztr://h/a/(T)"},
       {"ztr://h/a\\b(T)", "h|a\\b|T", "a\\b", "ztr:///a\\b(T)", "ztr://h/a\\b(T)"},
@@ -82,22 +78,15 @@ TEST_F(ZtReposURITest, ParentsLeadUpToTheRoot) {
   }
 }
 
-TEST_F(ZtReposURITest, ComponentsAreUnescapedAndReadBack) {
-  EXPECT_EQ("h|a/b|%41", componentsOf(*made("%68", "%61\\b", "%41")));
+// That they read back, the seeds of the fuzz target show.
+TEST_F(ZtReposURITest, ComponentsAreUnescapedAndMayBeMissing) {
+  Owned<ZtReposURI> const uri(getReposURIFromComponents(str("%68"), str("%61\\b"), str("%41")));
+  EXPECT_EQ("h|a/b|%41", componentsOf(*uri));
+  EXPECT_EQ("ztr://h/a/b(%41)", shown(uri->getURIString()));
   Owned<ZtReposURI> const bare(getReposURIFromComponents(ZtbString(), ZtbString(), ZtbString()));
   EXPECT_EQ("|(null)|(null)", componentsOf(*bare));
   EXPECT_EQ("ztr:///()", shown(bare->getURIString()));
   EXPECT_FALSE(bare->isRootFolder());
-  for (char const* host : {"", "h.x", "\xC3\xA9"}) {
-    for (char const* path : {"", "a", "/", "a/b (c)/\xC3\xA9"}) {
-      for (char const* type : {"", "Table", "\xC3\xA9"}) {
-        Owned<ZtReposURI> const uri = made(host, path, type);
-        std::string const components = std::string(host) + "|" + path + "|" + type;
-        EXPECT_EQ(components, componentsOf(*repos(shown(uri->getURIString()))));
-        EXPECT_EQ(components, componentsOf(*repos(shown(uri->getEscapedURIString()))));
-      }
-    }
-  }
 }
 
 }  // namespace
