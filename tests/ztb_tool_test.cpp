@@ -68,8 +68,7 @@ TEST_F(ZtbTool, ExitCodesAndOutputs) {
       {"", 2, "subcommand"},
       {"nonsense", 2, "Unknown subcommand or option: nonsense"},
       {"options --help", 0, "--filter"},
-      {"options --filter 'a/*' --set A/x=1 --json", 0,
-       "{\"key\": \"A/x\", \"value\": \"1\", \"origin\": \"the command\"}"},
+      {"options --filter 'a/*' --set A/x=1 --json", 0, R"("1", "origin": "the command"})"},
       {"options --filter P --set P=x,PASS=one/y,pass=two", 0, "x,PASS=********/y,pass=********  ["},
       {"options --user $(printf 'u%.0s' $(seq 260))", 2, "longer than 259 bytes"},
       {"options --filter C --set C=$(printf '\\033[31m')", 0, "\\x1b[31m"},
@@ -92,14 +91,12 @@ TEST_F(ZtbTool, ExitCodesAndOutputs) {
       {"buffers --rows 1000 --columns 3", 0, "1000 rows of 3 values there and back in "},
       {"buffers --rows 300 --columns 0 --json", 0, "{\"rows\": 300, \"columns\": 0, \"mill"},
       {"buffers --rows 0", 0, ": 0 rows a second"},
-      {"message --locale de --level 1 'Base Services' 446 x", 0,
-       "[Base Services 446] \u201ex\u201c"},
+      {"message --locale de --level 1 'Base Services' 446 x", 0, " 446] \u201ex\u201c"},
       {"message 'Base Services' 1352 x notanumber", 1, "give a number instead of: notanumber"},
       {"message --json 'Base Services' 446 x", 0, "\"number\": 446, \"text\": \"\\\"x\\\" isn't"},
       {"message 'Base Services' 446", 1, "that the message takes: 1"},
       {"--version; LC_ALL=de_DE.UTF-8 ztb date '1989-02-03 19:05:06' --json", 0,
-       "{\"iso\": \"1989-02-03 19:05:06\", \"locale\": \"03.02.1989 19:05:06\", "
-       "\"weekday\": \"Friday\", \"seconds\": \"602535906.000\"}"},
+       R"("03.02.1989 19:05:06", "weekday": "Friday", "seconds": "602535906.000"})"},
       {"date 1989-02-03", 0, "weekday  Friday\nseconds  602467200.000 since"},
       {"date 2001-02-29", 1, "calendar"},
       {"convert '3 Feb 1989' --to Date --json", 0, "\"result\": \"1989-02-03 00:00:00\""},
@@ -113,8 +110,7 @@ TEST_F(ZtbTool, ExitCodesAndOutputs) {
       {"calc '1/3*3' --json 2>&-", 0, "\"exact\": false, \"cut\": false, \"lossColumn\": 2}"},
       {"calc '-(2 + 3*4) mod -5'", 0, "1\n"},
       {"calc 7 mod 2 - 2/-8", 0, "-0.75\n"},
-      {"calc 'round(2.25, 1) + round(-14, -1) + floor(-1.5) + ceiling(1.2) + sqrt(0.25)'", 0,
-       "-6.2\n"},
+      {"calc 'round(2.25,1) + round(-14,-1) + floor(-1.5) + ceiling(1.2) + sqrt(0.25)'", 0, "-6.2"},
       {"calc 0.000000000123456789012345678901234567890123456789012345678901", 0,
        "1.23456789012345678901234567890123456789012345678901E-10\n"},
       {"calc 1E59/9", 0, "1.111111111111111111111111111111111111111111111111111E+58\n"},
@@ -138,12 +134,9 @@ TEST_F(ZtbTool, ExitCodesAndOutputs) {
       {"type 12 --json", 0, "{\"text\": \"12\", \"type\": \"Integer\"}"},
       {"type ++ 1", 0, "String   ++\nInteger  1\n"},
       {"type --jsn", 2, "--jsn"},
-      {"type <column.txt", 0,
-       "String           2  first in line 5: \"n/a\\xff\"\nempty            1\nlines            "
-       "6\n"},
+      {"type <column.txt", 0, "2  first in line 5: \"n/a\\xff\"\nempty            1\n"},
       {"type --json <column.txt", 0,
-       "{\"column\": \"String\", \"lines\": 6, \"empty\": 1, \"types\": [{\"type\": \"Integer\", "
-       "\"count\": 2, \"line\": 1, \"text\": \"12\"}, "},
+       R"("lines": 6, "empty": 1, "types": [{"type": "Integer", "count": 2, "line": 1, )"},
       {"type --json </dev/null", 0, "{\"column\": null, \"lines\": 0"},
       {"type <long.txt", 0, std::string(59, 'x') + "...\"\n"},
       {"type <.", 1, "can't be read"},
@@ -153,9 +146,8 @@ TEST_F(ZtbTool, ExitCodesAndOutputs) {
       {"text latin.txt --to US-ASCII", 1, "US-ASCII lacks"},
       {"text latin.txt --to UTF-8 >&-", 1, "can't be written"},
       {"text latin.txt --to UTF-8 --output ./latin.txt", 1, "another one"},
-      {"text latin.txt --to UTF-8 >out; echo more >>out; ztb text latin.txt --to UTF-8 >>out; cat "
-       "out",
-       0, "caf\u00e9\nx\nmore\ncaf\u00e9\n"},
+      {"text latin.txt --to UTF-8 >o; echo more >>o; ztb text latin.txt --to UTF-8 >>o; cat o", 0,
+       "caf\u00e9\nx\nmore\ncaf\u00e9\n"},
       {"text latin.txt", 0, "CR LF (1), CR (1)"},  // as it was
       {"text latin.txt --to Klingon", 1, "unknown encoding \"Klingon\""},
       {"text .", 1, "ztb text: "},
@@ -174,35 +166,28 @@ TEST_F(ZtbTool, ExitCodesAndOutputs) {
       {"records r.dat --length 10 --fields a:10 --count 99999999999999999999", 2, "not in range"},
       {"records r.dat --length 10 --fields a:5,b:4,:1 --count 2 --encoding latin1", 0,
        "a,b\ncaf\u00E9,7\n\"\"\"a\uFFFDb\",\",c\t\"\n"},
-      {"records r.dat --length 10 --fields a:5,:5 --from 1 --count 1 --json", 0,
-       "{\"a\": \"\\\"a\uFFFDb\"}\n"},
+      {"records r.dat --length 10 --fields a:5,:5 --from 1 --json", 1, "\"\\\"a\uFFFDb\"}\n"},
       {"records r.dat --length 10 --fields a:1,:9 --padded --from 1", 1,
        "a\n\uFFFD\nztb records: \"r.dat\" ends in the middle of record 2, behind 3 of its 10 "},
       {"records wide.dat --length 4 --fields a:4", 0, "a\na\n\u00E9b\n\uFFFD\n"},
       {"records wide.dat --length 4 --fields a:1,b:3", 1, "but a character of UTF-16BE has 2"},
       {"records absent.dat --length 4 --fields a:4", 1, "No such file"},
-      {"--version; echo x | ztb records /dev/stdin --length 1 --fields a:1", 1,
-       "is a pipe or a device"},
-      {"uri 'ztr://h/a(T)' 'ztr://h/(Folder)'", 0,
-       "root        no\n  parent      ztr://h/(Folder)\n\n"},
+      {"records /dev/stdin --length 1 --fields a:1 </dev/null", 1, "is a pipe or a device"},
+      {"uri 'ztr://h/a(T)' 'ztr://h/(Folder)'", 0, "  parent      ztr://h/(Folder)\n\n"},
       {"uri nope 'a://b/c'", 1, "a://b/c\n  family      generic\n"},
-      {"uri --json <uris.txt", 1,
-       "[\n{\"text\": \"x\", \"error\": \"\\\"x\\\" is no URI: it has no"},
+      {"uri --json <uris.txt", 1, "[\n{\"text\": \"x\", \"error\": \"\\\"x\\\" is no URI: "},
       {"uri <uris.txt", 1, "line 4: the text holds a NUL"},
       {"uri --json \"ztwt://t?a=Integer'5',b#start=2\"", 0,
-       "\"columns\": [{\"name\": \"a\", \"type\": \"Integer\", \"value\": \"5\"}, {\"name\": "
-       "\"b\", \"type\": \"Unknown\", \"value\": null}], \"start\": 2, \"count\": null}"},
+       R"("5"}, {"name": "b", "type": "Unknown", "value": null}], "start": 2, "count": null})"},
       {"uri --json 'ztr://h/a/b(T)'", 0,
-       "\"parents\": [{\"uri\": \"ztr://h/a(Folder)\"}, {\"uri\": \"ztr://h/(Folder)\"}], "
-       "\"parentsCut\": false}"},
+       R"-([{"uri": "ztr://h/a(Folder)"}, {"uri": "ztr://h/(Folder)"}], "parentsCut": false})-"},
       {"uri \"ztr://h$(printf '/a%.0s' $(seq 1500))(T)\"", 0,
        "  parent      ...\n  parent      ztr://h/(Folder)\n"},
       {"uri build ztr --repository h --path gr\u00fcn --type T --escaped", 0, "h/gr%C3%BCn(T)\n"},
       {"uri build ztd --source s --part1 a%2Fb --part4 d --json", 0, "\"readsBack\": false}"},
       {"uri build ztf --server v --source s --part1 a", 0, "ztf://v./s/a/\nztb uri: doesn't read"},
       {"uri build ztwt --table t --column a=Integer:x", 1, "\"x\" isn't of the type integer"},
-      {"uri build ztwt --table t --column a=String:x,y --column b=:z:1 --count 5", 0,
-       "ztwt://t?a=String'x%2Cy',b='z:1'#count=5\n"},
+      {"uri build ztwt --table t --column a=String:x,y --column b=:z:1", 0, "'x%2Cy',b='z:1'\n"},
       {"uri build ztwt --table t --column a=5", 2, "write a=TYPE:VALUE, or a=:VALUE"},
       {"uri build ztwt --table t --column a=Text:5", 2, "\"Text\" is no type"},
       {"uri build ztwt --table t --start -5", 2, "--start"},
@@ -212,7 +197,7 @@ TEST_F(ZtbTool, ExitCodesAndOutputs) {
       {"template t.txt --set A=1 --set a='[x,y]' --set c=", 0, "1: [x,y]\n2: {}\n"},
       {"template - --missing=empty --set zz=1 <t.txt", 0, "no variable \"zz\""},
       {"--version; LC_ALL=de_DE.ISO-8859-1 ztb template t.txt --json --set a=$(printf '\\374') "
-       "--missing=empty --set z=",
+       "--set C= --set z=",
        0, "{\"text\": \"1: \u00fc\\n2: {}\\n\", \"unused\": [{\"name\": \"z\"}]}"},
       {"template t.txt --set a=$(printf '\\374')", 1, "\"a\" is neither UTF-8 nor"},
       {"template t.txt", 1, "no value for: a, C; give"},
@@ -236,8 +221,7 @@ TEST_F(ZtbTool, ExitCodesAndOutputs) {
       {"run --waite 1 true", 2, "--waite"},
       {"run --env A -- true", 2, "K=V"},
       {"mail --to a --subject= --from '' --text= --dry-run", 0, "To: a\r\nFrom: \r\nSubject: \r\n"},
-      {"mail --to a --subject s --text - --attach t.txt --dry-run --json <f.cfg", 0,
-       "\\u000d\\n# first\\nA=1\\n"},
+      {"mail --to a --subject s --text - --attach t.txt --dry-run --json <f.cfg", 0, "d\\n# first"},
       {"--version; LC_ALL=de_DE.ISO-8859-1 ztb mail --to a --subject $(printf '\\374') --dry-run",
        0, "Subject: =?UTF-8?B?w7w=?=\r\n"},
       {"mail --to a --subject s --text - --text - --dry-run", 2, "standard input"},
@@ -246,8 +230,7 @@ TEST_F(ZtbTool, ExitCodesAndOutputs) {
       {"mail --to a --subject s --attach absent --dry-run", 1, "\"absent\" can't be read: No such"},
       {"mail --to a --subject s --attach . --dry-run", 1, "\".\" can't be read: Is a directory"},
       {"mail --to a --subject s --command 'cp \"%B\" %T.eml'; cat a.eml", 0, "To: a\r\n"},
-      {"mail --to a --subject s --command 'exit 67' --json", 1,
-       "{\"sent\": false, \"exitCode\": 67, \"running\": false, \"folder\": null"},
+      {"mail --to a --subject s --command 'exit 67' --json", 1, R"(": 67, "running": false, "f)"},
       // The files of a mail program that still runs stay.
       {"--version; TMPDIR=$PWD ztb mail --to a --subject s --command 'sleep 11' && ls ztbmail-*/*",
        0, "remove its files: " + mFolder.path("ztbmail-")},
@@ -267,16 +250,15 @@ TEST_F(ZtbTool, UsersAndTheirLogins) {
       {"users add u kim --password-fd 3 3<two", 1, "in the file already; ztb users password"},
       {"users add u ann --password-fd 3 --secret-fd 4 3<one 4<key", 0, ""},
       {"users credential u ann SALES --credential-fd 3 3<pw", 0, ""},
-      {"users list u", 0,
-       "kim   HQ      k.lee     SALES\nann   -       -         SALES (secret)\n"},
+      {"users list u", 0, "k.lee     SALES\nann   -       -         SALES (secret)\n"},
       {"users list u --json", 0, "\"secret\": true, \"credentials\": [{\"domain\": \"SALES\"}]}"},
       {"login kim --location file:u --password-fd 3 --domain SALES --json 3<one", 0,
-       "\"connected\": true, \"credentials\": [{\"domain\": \"SALES\", \"user\": \"kim_s\"}]}"},
+       R"("connected": true, "credentials": [{"domain": "SALES", "user": "kim_s"}]})"},
       {"login kim --location file:u --password-fd 3 3<two", 1, "user name or the password is wr"},
       {"login bob --location file:u --password-fd 3 3<one", 1, "user name or the password is wr"},
       {"login ann --location file:u --password-fd 3 --domain SALES 3<one", 1, "with a secret"},
       {"login ann --location file:u --password-fd 3 --secret-fd 4 --domain SALES 3<one 4<key", 0,
-       "credentials    SALES as ann\n"},
+       "SALES as ann\n"},
       {"login ann --location file:u,PASS=key --password-fd 3 3<one", 2, "use --secret-fd"},
       {"login ann --password-fd 3 --secret-fd 4 3<one 4<key", 1, "--secret-fd needs a location"},
       {"users password u kim --present-fd 3 --password-fd 4 3<two 4<one", 1, "isn't the present"},
@@ -284,8 +266,8 @@ TEST_F(ZtbTool, UsersAndTheirLogins) {
       {"login kim --location file:u --password-fd 3 --domain SALES 3<two", 0, "SALES as kim_s"},
       {"users password u kim --reset --password-fd 4 4<one", 0, "credentials are gone"},
       {"users password u ann --present-fd 3 --password-fd 4 3<one 4<two", 1, "--secret-fd"},
-      {"--version; cp -p u dup && tail -1 u >>dup; ztb users list dup", 1,
-       "\"ann\" is in the file more than once"},
+      {"--version; cp u dup; tail -1 u >>dup; ztb users list dup", 1,
+       "\"ann\" is in the file more"},
       {"users credential u ann SALES --remove", 0, ""},
       {"users credential u ann SALES --remove", 1, "has no credentials for domain \"SALES\""},
       {"users remove u ann; stat -c %a u", 0, "600\n"},
@@ -465,42 +447,37 @@ TEST_F(ZtbTool, AnInterruptionLeavesNoFile) {
   EXPECT_TRUE(fs::is_empty(mFolder.path()));
 }
 
-std::vector<std::string> linesOf(std::string const& page) {
-  std::istringstream text(ztbtest::readFile(ZTB_TEST_DOCS "/" + page));
-  std::vector<std::string> lines;
-  for (std::string line; std::getline(text, line);) lines.push_back(line);
-  return lines;
-}
-
-// The cells of a table's row, without the quotes of code; none for another line.
-std::vector<std::string> cellsOf(std::string const& line) {
-  std::vector<std::string> cells;
-  for (std::size_t from = 1, end; (end = line.find('|', from)) != std::string::npos;
-       from = end + 1) {
-    std::string cell = line.substr(from, end - from);
-    cell.erase(0, cell.find_first_not_of(" `"));
-    cells.push_back(cell.erase(cell.find_last_not_of(" `") + 1));
+// The lines of a page, as the cells of a table's row without the quotes of code; else without
+// cells.
+std::vector<std::vector<std::string>> rowsOf(char const* page) {
+  std::vector<std::vector<std::string>> rows;
+  std::istringstream text(ztbtest::readFile(page));
+  for (std::string line; std::getline(text, line);) {
+    rows.emplace_back();
+    std::istringstream cells(line.rfind("| ", 0) == 0 ? line.substr(1) : "");
+    for (std::string cell; std::getline(cells, cell, '|');) {
+      cell.erase(0, cell.find_first_not_of(" `"));
+      rows.back().push_back(cell.erase(cell.find_last_not_of(" `") + 1));
+    }
   }
-  return line.rfind("| ", 0) == 0 ? cells : std::vector<std::string>();
+  return rows;
 }
 
 // The tables of URIs: each cell is what the tool shows below the name at the head of its column.
 TEST_F(ZtbTool, TablesOfURIsSayWhatTheToolShows) {
   std::vector<std::string> head;
   int rows = 0;
-  for (std::string const& line : linesOf("uris.md")) {
-    std::vector<std::string> const cells = cellsOf(line);
+  for (std::vector<std::string> const& cells : rowsOf(ZTB_TEST_DOCS "/uris.md")) {
     if (cells.empty() || head.empty()) head = cells;
-    if (cells == head || head[0] != "URI" || cells[0].rfind("---", 0) == 0) continue;
+    if (cells == head || head[0] != "URI" || cells[0] == "---") continue;
     mFolder.write("uri.txt", cells[0]);
     std::string const shown = ztb("uri <uri.txt").output;
     for (std::size_t i = 1; i < cells.size(); ++i) {
       bool const isAbsent = cells[i] == "null" || cells[i] == "empty";
-      std::string const text = isAbsent ? "(" + cells[i] + ")" : cells[i];
-      std::string const name = head[i] + std::string(12 - head[i].size(), ' ');
-      if (!text.empty()) {
-        EXPECT_TRUE(ztbtest::contains(shown, cells[i] == "no URI" ? text : name + text + "\n"));
-      }
+      std::string text = isAbsent ? "(" + cells[i] + ")" : cells[i];
+      if (text.empty()) continue;
+      if (text != "no URI") text = head[i] + std::string(12 - head[i].size(), ' ') + text + "\n";
+      EXPECT_TRUE(ztbtest::contains(shown, text));
     }
     ++rows;
   }
@@ -510,8 +487,7 @@ TEST_F(ZtbTool, TablesOfURIsSayWhatTheToolShows) {
 TEST_F(ZtbTool, TablesOfEscapesHold) {
   ztbtest::initialize();
   int rows = 0;
-  for (std::string const& line : linesOf("uris.md")) {
-    std::vector<std::string> cells = cellsOf(line);
+  for (std::vector<std::string>& cells : rowsOf(ZTB_TEST_DOCS "/uris.md")) {
     if (cells.empty() || cells[0].find('%') == std::string::npos || cells.size() > 3) continue;
     ZtbString const text(cells[0].c_str(), false);
     ZtbString result;
@@ -521,7 +497,7 @@ TEST_F(ZtbTool, TablesOfEscapesHold) {
       auto const count = static_cast<__int64>(cells[1].size());
       EXPECT_TRUE(getEscapeStringForURI(text, cells[1].data(), count, &result, nullptr));
     }
-    EXPECT_EQ(cells.back(), result.asCstr()) << line;
+    EXPECT_EQ(cells.back(), result.asCstr());
     ++rows;
   }
   EXPECT_LE(5, rows);
