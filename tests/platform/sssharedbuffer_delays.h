@@ -27,26 +27,11 @@ class DelayedLockHold {
   ZtLockHold mHold;
 };
 
-inline void delayedEventPost(ZtEvent event, int stay) {
-  DelayedStep const step;
-  ztEventPost(event, stay);
-}
-
-inline void delayedEventClear(ZtEvent event) {
-  DelayedStep const step;
-  ztEventClear(event);
-}
-
-inline int delayedEventWait(int count, ZtEvent const* events, int all, int timeoutMs, int reserved,
-                            int* result) {
-  DelayedStep const step;
-  return ztEventWait(count, events, all, timeoutMs, reserved, result);
-}
-
+// The step lives as long as the call.
 #define ZtLockHold DelayedLockHold
-#define ztEventPost delayedEventPost
-#define ztEventClear delayedEventClear
-#define ztEventWait delayedEventWait
+#define ztEventPost(...) (static_cast<void>(DelayedStep()), ztEventPost(__VA_ARGS__))
+#define ztEventClear(...) (static_cast<void>(DelayedStep()), ztEventClear(__VA_ARGS__))
+#define ztEventWait(...) (static_cast<void>(DelayedStep()), ztEventWait(__VA_ARGS__))
 #define ssSharedBufferManager delayedSharedBufferManager
 
 #endif

@@ -7,15 +7,13 @@
 #include "sssharedbuffer.h"
 
 #include <dlfcn.h>
-#include <gtest/gtest.h>
 #include <linux/futex.h>
-#include <pthread.h>
 #include <sys/syscall.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
 #include <chrono>
-#include <csignal>
 #include <cstdarg>
 #include <cstdlib>
 #include <new>
@@ -131,9 +129,8 @@ TEST_F(SharedBufferMemory, QuartersTheRowsUntilTheyFit) {
     SCOPED_TRACE(std::to_string(rows) + " rows, room for " + std::to_string(fitting) + " values");
     SharedBufferManager* const manager = ssSharedBufferManager(1, rows, columns, 0, 0, 0);
     ASSERT_NE(nullptr, manager);
-    constexpr std::size_t kCookie = sizeof(std::size_t);
-    gMostBytes =
-        fitting == 0 ? 0 : static_cast<std::size_t>(fitting) * sizeof(ZtbDatavar) + kCookie;
+    std::size_t const cookie = fitting == 0 ? 0 : sizeof(std::size_t);
+    gMostBytes = static_cast<std::size_t>(fitting) * sizeof(ZtbDatavar) + cookie;
     SharedBuffer* buffer = manager->acquireFreeInput();
     gMostBytes = SIZE_MAX;
     int expected = capacity;
@@ -167,34 +164,30 @@ TEST_F(SharedBufferMemory, CreationFailsOrMakesSmallerPools) {
   EXPECT_EQ("00 00 00 00 00 00 00 12 22 00 00 00 31 00 32 ", outcomes);
 }
 
-// Gives up with one answer and counts how often a thread slept before.
-class Answer final : public SharedBufferWaitCallback {
- public:
-  explicit Answer(unsigned value) : mValue(static_cast<unsigned char>(value)) { gSleeps = 0; }
-  unsigned char poll() override { return mValue; }
-
- private:
-  unsigned char mValue;
+// Gives up with one answer.
+struct Answer final : SharedBufferWaitCallback {
+  unsigned char poll() override { return value; }
+  unsigned char value = 1;
 };
 
 TEST_F(SharedBufferMemory, OnlyOneTakesTheMarkOfAWaiterBack) {
   for (unsigned const value : {1u, 2u, 255u}) {
     SharedBufferManager* const manager = ssSharedBufferManager(1, 1, 1, 1, 1, 1);
-    Answer first(value);
+    Answer first, second;
+    first.value = static_cast<unsigned char>(value);
+    gSleeps = 0;
     EXPECT_EQ(nullptr, manager->acquireFilledInput(&first));
     EXPECT_EQ(1, gSleeps);
     manager->acquireFreeInput()->release();
     manager->acquireFilledInput(nullptr)->release();
-    Answer second(1);
     EXPECT_EQ(nullptr, manager->acquireFilledInput(&second));
-    EXPECT_EQ(value == 1 ? 1 : 0, gSleeps) << "the release has posted for a waiter that had left";
+    EXPECT_EQ(value == 1 ? 2 : 1, gSleeps) << "the release has posted for a waiter that had left";
     manager->destroy();
   }
 }
 
 // Waits with answers at random; a callback is asked at moments of its own, too.
-class Whim final : public SharedBufferWaitCallback {
- public:
+struct Whim final : SharedBufferWaitCallback {
   unsigned char poll() override {
     delayStep();
     return static_cast<unsigned char>(chance() % 3);
@@ -218,13 +211,9 @@ std::string textOf(int number) {
 // has been read.
 class Round {
  public:
-  Round()
-      : manager(delayedSharedBufferManager(below(3), below(5), 2, below(3), below(5), 2)),
-        rows(below(150)) {}
-
   void beClient() {
-    int sent = 0;
-    for (int received = 0; received < rows;) {
+    int sent = 0, received = 0;
+    while (received < rows) {
       SharedBuffer* input = sent < rows && oneIn(3) ? manager->acquireFreeInput() : nullptr;
       SharedBuffer* output = oneIn(3) ? manager->acquireFilledOutput() : nullptr;
       if (input == nullptr && output == nullptr) {
@@ -232,8 +221,19 @@ class Round {
           return manager->waitForBuffers(&mClient, sent < rows ? &input : nullptr, &output);
         });
       }
-      if (input != nullptr) write(input, &sent);
-      if (output != nullptr) read(output, &received);
+      ZtbDatavar* row;
+      while (input != nullptr && sent < rows && !oneIn(10) && (row = input->nextRow()) != nullptr) {
+        row[0].assign(sent);
+        row[1].assign(textOf(sent++).c_str());
+        delayStep();
+      }
+      if (input != nullptr) input->release();
+      for (; output != nullptr && (row = output->nextRow()) != nullptr; ++received) {
+        isWrong |= row[0].asInt(nullptr) != received;
+        isWrong |= row[1].asString().asCstr() != textOf(received);
+        delayStep();
+      }
+      if (output != nullptr) output->release();
     }
   }
 
@@ -253,93 +253,41 @@ class Round {
         delayStep();
       }
       input->release();
-      ++progress;
     }
     if (output != nullptr) output->release();
     insist([&] { return manager->waitForOutputDrained(&mWorker); });
     manager->destroy();
   }
 
-  static std::atomic<int> progress;
-  static std::atomic<int> wrong;
+  bool isWrong = false;
 
  private:
   static int below(int limit) { return 1 + static_cast<int>(chance() % unsigned(limit)); }
 
-  void write(SharedBuffer* input, int* sent) const {
-    for (ZtbDatavar* row; *sent < rows && !oneIn(10) && (row = input->nextRow()) != nullptr;) {
-      row[0].assign(*sent);
-      row[1].assign(textOf(*sent).c_str());
-      ++*sent;
-      delayStep();
-    }
-    input->release();
-    ++progress;
-  }
-
-  static void read(SharedBuffer* output, int* received) {
-    for (ZtbDatavar const* row; (row = output->nextRow()) != nullptr; ++*received) {
-      wrong += row[0].asInt(nullptr) != *received;
-      wrong += row[1].asString().asCstr() != textOf(*received);
-      delayStep();
-    }
-    output->release();
-    ++progress;
-  }
-
-  SharedBufferManager* manager;
-  int rows;
+  SharedBufferManager* const manager =
+      delayedSharedBufferManager(below(3), below(5), 2, below(3), below(5), 2);
+  int const rows = below(150);
   Whim mClient;
   Whim mWorker;
 };
-std::atomic<int> Round::progress{0};
-std::atomic<int> Round::wrong{0};
-
-// Waits until the threads are done; false if they stand still for long.
-bool watch(std::atomic<int> const& running) {
-  using Clock = std::chrono::steady_clock;
-  auto last = Clock::now();
-  for (int seen = 0; running > 0; std::this_thread::sleep_for(std::chrono::microseconds(100))) {
-    if (seen != Round::progress) last = Clock::now(), seen = Round::progress;
-    if (Clock::now() - last > std::chrono::seconds(20)) return false;
-  }
-  return true;
-}
-
-// A signal ends a sleep, so that a new one begins under other rules.
-void endSleep(std::thread& thread) {
-  struct sigaction action {};
-  action.sa_handler = [](int) {};
-  sigaction(SIGUSR1, &action, nullptr);
-  pthread_kill(thread.native_handle(), SIGUSR1);
-}
 
 using SharedBufferDelaysThreads = ztbtest::LibraryTest;
 
-// For a second, or as many as ZTB_TEST_STRESS_SECONDS says.
+// For a second, or as many as ZTB_TEST_STRESS_SECONDS says. A wake-up that is lost ends the program
+// with an alarm.
 TEST_F(SharedBufferDelaysThreads, NoWakeUpAndNoRowIsLost) {
   char const* const wanted = std::getenv("ZTB_TEST_STRESS_SECONDS");
   auto const end = std::chrono::steady_clock::now() +
                    std::chrono::seconds(wanted != nullptr ? std::atoi(wanted) : 1);
   gIsStressed = true;
-  int rounds = 0;
-  for (; std::chrono::steady_clock::now() < end && !HasFailure(); ++rounds) {
+  while (std::chrono::steady_clock::now() < end) {
+    ::alarm(30);
     Round round;
-    std::atomic<int> running{2};
-    std::thread client([&] { round.beClient(), --running; });
-    std::thread worker([&] { round.beWorker(), --running; });
-    EXPECT_TRUE(watch(running)) << "a wake-up was lost";
-    if (HasFailure()) {  // with the time limits back, the two come to their end
-      gIsStressed = false;
-      endSleep(client);
-      endSleep(worker);
-    }
-    client.join();
-    worker.join();
-    EXPECT_EQ(0, Round::wrong);
+    ztbtest::inThreads(2, [&](int i) { i == 0 ? round.beClient() : round.beWorker(); });
+    ASSERT_FALSE(round.isWrong);
   }
+  ::alarm(0);
   gIsStressed = false;
-  RecordProperty("rounds", rounds);
 }
 
 }  // namespace
