@@ -33,10 +33,7 @@ int code(int systemError) {
 // Gives up the super-user's rights while it lives, so that permissions count.
 class AsOrdinaryUser {
  public:
-  AsOrdinaryUser() {
-    if (geteuid() != 0) return;
-    EXPECT_EQ(0, seteuid(65534));
-  }
+  AsOrdinaryUser() { EXPECT_EQ(0, geteuid() == 0 ? seteuid(65534) : 0); }
   AsOrdinaryUser(AsOrdinaryUser const&) = delete;
   AsOrdinaryUser& operator=(AsOrdinaryUser const&) = delete;
   ~AsOrdinaryUser() { EXPECT_EQ(0, seteuid(getuid())); }
@@ -124,15 +121,13 @@ TEST(Path, SplitsAtTheLastSeparatorAndJoinsAgain) {
 }
 
 TEST(Path, APartThatDoesNotFitEmptiesBothUnlessItIsNotWanted) {
-  char directory[8] = "xxx";
-  char name[4] = "xxx";
+  char directory[8] = "xxx", name[4] = "xxx";
   EXPECT_EQ(0, np_fio_pparse("/long/folder/b", nullptr, 0, name, sizeof name));
   EXPECT_STREQ("b", name);
   EXPECT_EQ(0, np_fio_pparse("/folder/long.name", directory, sizeof directory, nullptr, 0));
   EXPECT_STREQ("/folder", directory);
   EXPECT_NE(0, np_fio_pparse("/folder/long", directory, sizeof directory, name, sizeof name));
-  EXPECT_STREQ("", directory);
-  EXPECT_STREQ("", name);
+  EXPECT_TRUE(*directory == '\0' && *name == '\0');
 }
 
 TEST(Status, ValuesBeyondTheirWordSaturate) {
@@ -169,36 +164,16 @@ TEST(Access, TestingForWritingMakesAndChangesNothing) {
   ASSERT_EQ(0, mkfifo(folder.path("pipe").c_str(), 0666));
   chmod(folder.path("pipe").c_str(), 0666);
   AsOrdinaryUser const user;
-  std::pair<char const*, int> const rows[] = {{"open", 0},
-                                              {"pipe", 0},
-                                              {"closed", code(EACCES)},
-                                              {"", code(EISDIR)},
-                                              {"none", code(ENOENT)}};
+  std::pair<char const*, int> const rows[] = {
+      {"open", 0}, {"pipe", 0}, {"closed", EACCES}, {"", EISDIR}, {"none", ENOENT}};
   for (auto const& [name, failure] : rows) {
-    EXPECT_EQ(failure, np_fio_open(folder.path(name).c_str(), kAccessForWriting, nullptr)) << name;
+    int const expected = failure == 0 ? 0 : code(failure);
+    EXPECT_EQ(expected, np_fio_open(folder.path(name).c_str(), kAccessForWriting, nullptr)) << name;
   }
   EXPECT_EQ(0, np_fio_open(folder.path("closed").c_str(), np_fio_flag_read, nullptr));
   EXPECT_EQ(code(EINVAL), np_fio_open(nullptr, kAccessForWriting, nullptr));
   EXPECT_FALSE(std::filesystem::exists(folder.path("none")));
   EXPECT_EQ("abc", ztbtest::readFile(folder.path("open")));
-}
-
-TEST(RawFile, FlagsCreateKeepAndTruncate) {
-  TempFolder const folder;
-  std::string const path = folder.path("raw");
-  NpFile* file = nullptr;
-  struct {
-    int flags, failure;
-    char const* left;
-  } const rows[] = {{9, code(ENOENT), ""}, {14, 0, "abc"}, {9, 0, "abc"}, {78, 0, ""}};
-  for (auto const& [flags, failure, left] : rows) {
-    EXPECT_EQ(failure, np_fio_open(path.c_str(), flags, &file)) << flags;
-    EXPECT_EQ(failure != 0, file == nullptr);
-    np_fio_close(file);
-    if (flags == 14) folder.write("raw", "abc");
-    EXPECT_EQ(left, ztbtest::readFile(path));
-  }
-  EXPECT_EQ(code(EISDIR), np_fio_open(folder.path().c_str(), 9, &file));
 }
 
 TEST(Directory, EntriesComeSortedBytewiseAndAsTheFlagsSay) {
@@ -254,45 +229,37 @@ TEST(Directory, WhatHasGoneIsLeftOutAndWhatDoesNotFitIsSkipped) {
   EXPECT_EQ("", names(folder.path(), 7, roomForOne - 1));
 }
 
-TEST(Directory, StatusThatIsRefusedLeavesTheEntryWithItsType) {
+TEST(Directory, FailuresHaveTheirCodes) {
   TempFolder const folder;
   chmod(folder.path().c_str(), 0755);
   folder.write("locked/a", "abc");
   std::filesystem::create_directory(folder.path("locked/d"));
+  std::filesystem::create_directory(folder.path("closed"));
+  chmod(folder.path("closed").c_str(), 0);
   chmod(folder.path("locked").c_str(), 0444);
+  Directory directory;
   {
     AsOrdinaryUser const user;
-    Directory directory;
     ASSERT_EQ(0, openDirectory(folder.path("locked"), 7, directory));
     std::vector<Entry> const entries = rest(directory);
-    ASSERT_EQ(2u, entries.size());
+    ASSERT_EQ(2u, entries.size()) << "with their types, though without status";
     EXPECT_TRUE(entries[0].status.type == np_type_file && entries[0].status.size == 0);
     EXPECT_EQ(np_type_directory, entries[1].status.type);
+    EXPECT_EQ(np_dir_err_access, openDirectory(folder.path("closed"), 7, directory));
   }
   chmod(folder.path("locked").c_str(), 0755);
-}
-
-TEST(Directory, FailuresToOpenHaveTheirCodes) {
-  TempFolder const folder;
-  chmod(folder.path().c_str(), 0755);
-  folder.write("file", "");
-  std::filesystem::create_directory(folder.path("locked"));
-  chmod(folder.path("locked").c_str(), 0);
-  AsOrdinaryUser const user;
   struct {
     std::string path;
     int flags, failure;
   } const rows[] = {
       {folder.path("none"), 7, np_dir_err_missing},
-      {folder.path("file"), 7, np_dir_err_not_directory},
-      {folder.path("file/below"), 7, np_dir_err_not_directory},
-      {folder.path("locked"), 7, np_dir_err_access},
+      {folder.path("locked/a"), 7, np_dir_err_not_directory},
+      {folder.path("locked/a/below"), 7, np_dir_err_not_directory},
       {std::string(5000, 'p'), 7, code(ENAMETOOLONG)},
       {"", 7, code(EINVAL)},
       {folder.path(), 6, code(EINVAL)},
       {folder.path(), 7 | 8, code(EINVAL)},
   };
-  Directory directory;
   for (auto const& [path, flags, failure] : rows) {
     EXPECT_EQ(failure, openDirectory(path, flags, directory)) << path.substr(0, 60);
     EXPECT_EQ(nullptr, directory);
