@@ -68,14 +68,10 @@ TEST_F(ZtbTxtFileTest, LongLineComesInPieces) {
 TEST_F(ZtbTxtFileTest, WritingReplacesAndAppendingKeeps) {
   std::string const path = mFolder.write("f", "old content");
   ASSERT_TRUE(mFile.open(path.c_str(), ZtbTxtFile::ModeWrite, -1, 0));
-  EXPECT_EQ(mFile.size(), 0);
   EXPECT_TRUE(mFile.write("ab") && mFile.write("cd", 1) && mFile.writeln("é"));
   EXPECT_EQ(mFile.tell(), 6);
-  ASSERT_TRUE(open(path, ZtbTxtFile::ModeAppend));
-  EXPECT_EQ(mFile.tell(), 0);
-  EXPECT_TRUE(mFile.writeln("end"));
-  EXPECT_EQ(mFile.size(), 10);
-  EXPECT_EQ(mFile.getencoding(), 0);
+  ASSERT_TRUE(open(path, ZtbTxtFile::ModeAppend) && mFile.tell() == 0 && mFile.writeln("end"));
+  EXPECT_TRUE(mFile.size() == 10 && mFile.getencoding() == 0);
   EXPECT_EQ(ztbtest::readFile(path), "abcé\nend\n");
   std::filesystem::remove(path);
   EXPECT_EQ(mFile.size(), 0);

@@ -43,14 +43,11 @@ class ZtbTxtFileFWTest : public ztbtest::LibraryTest {
 TEST_F(ZtbTxtFileFWTest, ClosedFileRefusesEverythingButUnread) {
   for (int pass = 0; pass < 2; ++pass) {
     char byte = 0;
-    EXPECT_EQ(mFile.read(&byte, 1), -1);
-    EXPECT_EQ(mFile.read(&byte, 0), -1);
+    EXPECT_TRUE(mFile.read(&byte, 1) == -1 && mFile.read(&byte, 0) == -1);
     EXPECT_FALSE(mFile.write("x", 1) || mFile.recseek(0, 1));
     EXPECT_TRUE(mFile.size() == 0 && mFile.tell() == 0 && mFile.getencoding() == -1);
-    EXPECT_TRUE(unread("gone"));
-    EXPECT_EQ(mFile.tell(), -4);
-    ASSERT_TRUE(openBytes("record", 0));
-    EXPECT_EQ(mFile.tell(), 0);
+    EXPECT_TRUE(unread("gone") && mFile.tell() == -4);
+    ASSERT_TRUE(openBytes("record", 0) && mFile.tell() == 0);
     EXPECT_EQ(read(4), "reco") << "nothing of what was pushed back on the closed object";
     EXPECT_TRUE(unread("x") && mFile.close() && mFile.close());
   }
@@ -166,11 +163,11 @@ TEST_F(ZtbTxtFileFWTest, FieldsAreConverted) {
                     {8, std::string("g\0\xFC\0\0\xD8\0", 7), "g\u00FC\uFFFD"}};
   char target[32];
   EXPECT_EQ(mFile.encode(target, sizeof target, "x"), -1) << "no file was opened yet";
-  for (auto const& row : rows) {
-    ASSERT_TRUE(openBytes("", 0, row.encoding) && mFile.close());
-    int const size = mFile.encode(nullptr, 0, row.bytes.c_str());
-    EXPECT_EQ(size, mFile.encode(target, sizeof target, row.bytes.c_str()));
-    EXPECT_STREQ(target, row.text);
+  for (auto const& [encoding, bytes, text] : rows) {
+    ASSERT_TRUE(openBytes("", 0, encoding) && mFile.close());
+    int const size = mFile.encode(nullptr, 0, bytes.c_str());
+    EXPECT_EQ(size, mFile.encode(target, sizeof target, bytes.c_str()));
+    EXPECT_STREQ(target, text);
   }
   ASSERT_TRUE(openBytes("", 0, 24));
   EXPECT_EQ(mFile.decode(target, sizeof target, "gr\u00FC"), 3);

@@ -3,7 +3,6 @@
 // Paths, status, access and directories of the file layer.
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -12,7 +11,6 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -39,44 +37,32 @@ class AsOrdinaryUser {
   ~AsOrdinaryUser() { EXPECT_EQ(0, seteuid(getuid())); }
 };
 
-struct CloseDirectory {
-  void operator()(NpDirectory* directory) const { np_dir_close(directory); }
-};
-using Directory = std::unique_ptr<NpDirectory, CloseDirectory>;
+// An open directory, or why it isn't.
+struct Directory {
+  Directory(std::string const& path, int flags)
+      : failure(np_dir_open(path.c_str(), flags, &directory)),
+        start(path.substr(0, path.find_last_not_of('/') + 1) + "/") {}
+  Directory(Directory const&) = delete;
+  Directory& operator=(Directory const&) = delete;
+  ~Directory() { np_dir_close(directory); }
+  // The names that are left, each with a blank behind it, if their paths have `size` bytes at most.
+  std::string names(unsigned size = 4096) {
+    std::string result;
+    std::vector<char> path(size);
+    NpStatus status{};
+    while (np_dir_next_stat(directory, path.data(), size, &status) == 0) {
+      EXPECT_EQ(start, std::string(path.data()).substr(0, start.size()));
+      result += path.data() + start.size() + std::string(" ");
+      statuses.push_back(status);
+    }
+    return result;
+  }
 
-int openDirectory(std::string const& path, int flags, Directory& result) {
   NpDirectory* directory = nullptr;
-  int const failure = np_dir_open(path.c_str(), flags, &directory);
-  result.reset(directory);
-  return failure;
-}
-
-struct Entry {
-  std::string path;
-  NpStatus status;
+  int failure;
+  std::string start;  // of all paths
+  std::vector<NpStatus> statuses;
 };
-
-std::vector<Entry> rest(Directory const& directory, unsigned size = 4096) {
-  std::vector<Entry> entries;
-  std::vector<char> buffer(size);
-  NpStatus status{};
-  while (np_dir_next_stat(directory.get(), buffer.data(), size, &status) == 0) {
-    entries.push_back({buffer.data(), status});
-  }
-  return entries;
-}
-
-// The names in a listing, each with a blank behind it.
-std::string names(std::string const& path, int flags, unsigned size = 4096) {
-  Directory directory;
-  EXPECT_EQ(0, openDirectory(path, flags, directory));
-  std::string result;
-  for (Entry const& entry : rest(directory, size)) {
-    EXPECT_EQ(path + "/", entry.path.substr(0, path.size() + 1));
-    result += entry.path.substr(path.size() + 1) + " ";
-  }
-  return result;
-}
 
 TEST(Path, JoinsWithExactlyOneSeparator) {
   struct {
@@ -133,22 +119,19 @@ TEST(Path, APartThatDoesNotFitEmptiesBothUnlessItIsNotWanted) {
 TEST(Status, ValuesBeyondTheirWordSaturate) {
   TempFolder const folder;
   std::string const path = folder.write("sparse", "");
+  constexpr std::uint32_t kMost = 0xFFFFFFFF;
   struct {
     off_t size;
     time_t time;
     std::uint32_t size32, time32;
   } const rows[] = {
-      {0xFFFFFFFFLL, 0xFFFFFFFFLL, 0xFFFFFFFFu, 0xFFFFFFFFu},
-      {0x100000000LL, 0x100000000LL, 0xFFFFFFFFu, 0xFFFFFFFFu},
-      {5, -1, 5, 0},
-  };
+      {kMost, kMost, kMost, kMost}, {1LL << 32, 1LL << 32, kMost, kMost}, {5, -1, 5, 0}};
   NpStatus status{};
   EXPECT_EQ(code(ENOENT), np_fio_stat(folder.path("none").c_str(), &status));
   EXPECT_EQ(code(EINVAL), np_fio_stat64(nullptr, nullptr));
   for (auto const& [size, time, size32, time32] : rows) {
-    ASSERT_EQ(0, truncate(path.c_str(), size));
     timespec const times[2] = {{time, 0}, {time, 0}};
-    ASSERT_EQ(0, utimensat(AT_FDCWD, path.c_str(), times, 0));
+    ASSERT_EQ(0, truncate(path.c_str(), size) | utimensat(AT_FDCWD, path.c_str(), times, 0));
     NpStatus64 wide{};
     ASSERT_EQ(0, np_fio_stat(path.c_str(), &status) | np_fio_stat64(path.c_str(), &wide));
     EXPECT_TRUE(wide.size == size && wide.timestamp == time) << size;
@@ -184,9 +167,10 @@ TEST(Directory, EntriesComeSortedBytewiseAndAsTheFlagsSay) {
   std::filesystem::create_directory(folder.path("d"));
   std::filesystem::create_symlink("d", folder.path("to_d"));
   std::filesystem::create_symlink("a", folder.path("to_a"));
-  EXPECT_EQ("- . .. B a a.cfg ab b d to_a to_d \xC3\xA9 \xFF ", names(folder.path(), 5));
-  EXPECT_EQ("d to_d ", names(folder.path(), 23));
-  EXPECT_EQ("", names(folder.path("d"), 7));
+  EXPECT_EQ("- . .. B a a.cfg ab b d to_a to_d \xC3\xA9 \xFF ",
+            Directory(folder.path(), 5).names());
+  EXPECT_EQ("d to_d ", Directory(folder.path(), 23).names());
+  EXPECT_EQ("", Directory(folder.path("d"), 7).names());
 }
 
 TEST(Directory, StatusIsThatOfTheTargetAndLinksToNowhereHaveNoSize) {
@@ -202,31 +186,28 @@ TEST(Directory, StatusIsThatOfTheTargetAndLinksToNowhereHaveNoSize) {
   int const bound = socket(AF_UNIX, SOCK_STREAM, 0);
   ASSERT_EQ(0, bind(bound, reinterpret_cast<sockaddr*>(&address), sizeof address));
   close(bound);
-  Directory directory;
-  ASSERT_EQ(0, openDirectory(folder.path() + "//", 7, directory));
-  std::vector<std::pair<std::uint32_t, std::uint32_t>> seen;
-  for (Entry const& entry : rest(directory)) {
-    seen.emplace_back(entry.status.type, entry.status.size);
-    EXPECT_EQ(folder.path(), entry.path.substr(0, entry.path.rfind('/')));
+  Directory directory(folder.path() + "//", 7);
+  EXPECT_EQ("a dangling good loop pipe terminal zsocket ", directory.names());
+  std::pair<std::uint32_t, std::uint32_t> const expected[] = {
+      {np_type_file, 3},  {np_type_link, 0}, {np_type_file, 3},
+      {np_type_link, 0},  {np_type_pipe, 0}, {np_type_character_device, 0},
+      {np_type_socket, 0}};
+  for (std::size_t i = 0; i < directory.statuses.size(); ++i) {
+    NpStatus const& status = directory.statuses[i];
+    EXPECT_EQ(expected[i], std::pair(status.type, status.size)) << i;
   }
-  decltype(seen)
-      const expected = {{np_type_file, 3},  {np_type_link, 0}, {np_type_file, 3},
-                        {np_type_link, 0},  {np_type_pipe, 0}, {np_type_character_device, 0},
-                        {np_type_socket, 0}};
-  EXPECT_EQ(expected, seen);
 }
 
 TEST(Directory, WhatHasGoneIsLeftOutAndWhatDoesNotFitIsSkipped) {
   TempFolder const folder;
   for (char const* name : {"a", "gone", "longer", "z"}) folder.write(name, "");
-  Directory directory;
-  ASSERT_EQ(0, openDirectory(folder.path(), 7, directory));
+  Directory directory(folder.path(), 7);
   std::filesystem::remove(folder.path("gone"));
-  EXPECT_EQ(3u, rest(directory).size());
-  EXPECT_NE(0, np_dir_next_stat(directory.get(), nullptr, 0, nullptr));
+  EXPECT_EQ("a longer z ", directory.names());
+  EXPECT_NE(0, np_dir_next_stat(directory.directory, nullptr, 0, nullptr));
   auto const roomForOne = static_cast<unsigned>(folder.path("a").size() + 1);
-  EXPECT_EQ("a z ", names(folder.path(), 7, roomForOne));
-  EXPECT_EQ("", names(folder.path(), 7, roomForOne - 1));
+  EXPECT_EQ("a z ", Directory(folder.path(), 7).names(roomForOne));
+  EXPECT_EQ("", Directory(folder.path(), 7).names(roomForOne - 1));
 }
 
 TEST(Directory, FailuresHaveTheirCodes) {
@@ -237,15 +218,13 @@ TEST(Directory, FailuresHaveTheirCodes) {
   std::filesystem::create_directory(folder.path("closed"));
   chmod(folder.path("closed").c_str(), 0);
   chmod(folder.path("locked").c_str(), 0444);
-  Directory directory;
   {
     AsOrdinaryUser const user;
-    ASSERT_EQ(0, openDirectory(folder.path("locked"), 7, directory));
-    std::vector<Entry> const entries = rest(directory);
-    ASSERT_EQ(2u, entries.size()) << "with their types, though without status";
-    EXPECT_TRUE(entries[0].status.type == np_type_file && entries[0].status.size == 0);
-    EXPECT_EQ(np_type_directory, entries[1].status.type);
-    EXPECT_EQ(np_dir_err_access, openDirectory(folder.path("closed"), 7, directory));
+    Directory locked(folder.path("locked"), 7);
+    EXPECT_EQ("a d ", locked.names()) << "with their types, though without status";
+    EXPECT_TRUE(locked.statuses[0].type == np_type_file && locked.statuses[0].size == 0);
+    EXPECT_EQ(np_type_directory, locked.statuses[1].type);
+    EXPECT_EQ(np_dir_err_access, Directory(folder.path("closed"), 7).failure);
   }
   chmod(folder.path("locked").c_str(), 0755);
   struct {
@@ -261,11 +240,12 @@ TEST(Directory, FailuresHaveTheirCodes) {
       {folder.path(), 7 | 8, code(EINVAL)},
   };
   for (auto const& [path, flags, failure] : rows) {
-    EXPECT_EQ(failure, openDirectory(path, flags, directory)) << path.substr(0, 60);
-    EXPECT_EQ(nullptr, directory);
+    Directory const directory(path, flags);
+    EXPECT_EQ(failure, directory.failure) << path.substr(0, 60);
+    EXPECT_EQ(nullptr, directory.directory);
   }
   ztbtest::Limit const none(RLIMIT_NOFILE, 0);
-  EXPECT_EQ(code(EMFILE), openDirectory("/", 7, directory));
+  EXPECT_EQ(code(EMFILE), Directory("/", 7).failure);
 }
 
 }  // namespace

@@ -131,36 +131,33 @@ TEST(NpFileTest, LinesBytesPositionsAndWritesMix) {
   std::size_t position = 0;
   for (int i = 0; i < 3000; ++i) {
     SCOPED_TRACE(i);
-    std::size_t const rest = content.size() - position;
     std::size_t const count = random() % 5000;
     std::string bytes(count, '#');
+    int const size = static_cast<int>(count);
     switch (random() % 4) {
       case 0:
-        bytes = line(file, static_cast<int>(count) + 2);
-        ASSERT_EQ(content.substr(position, std::min({content.find('\n', position) - position + 1,
-                                                     count + 1, rest})),
-                  bytes);
-        position += bytes.size();
+        bytes = line(file, size + 2);
+        ASSERT_EQ(
+            content.substr(position, std::min(content.find('\n', position) - position, count) + 1),
+            bytes);
         break;
       case 1:
-        ASSERT_EQ(static_cast<int>(std::min(count, rest)),
-                  np_fio_getb(file.get(), bytes.data(), static_cast<unsigned>(count)));
-        bytes.resize(std::min(count, rest));
+        bytes.resize(static_cast<std::size_t>(
+            np_fio_getb(file.get(), bytes.data(), static_cast<unsigned>(count))));
         ASSERT_EQ(content.substr(position, count), bytes);
-        position += bytes.size();
         break;
       case 2:
-        ASSERT_EQ(static_cast<int>(count),
-                  i % 2 == 0 ? np_fio_putm(file.get(), bytes.c_str(), nullptr)
-                             : np_fio_putb(file.get(), bytes.data(), static_cast<int>(count)));
-        if (count > rest) content.resize(position + count);
+        ASSERT_EQ(size, i % 2 == 0 ? np_fio_putm(file.get(), bytes.c_str(), nullptr)
+                                   : np_fio_putb(file.get(), bytes.data(), size));
+        content.resize(std::max(content.size(), position + count));
         content.replace(position, count, bytes);
-        position += count;
         break;
       default:
         position = random() % content.size();
         ASSERT_EQ(position, np_fio_seek(file.get(), static_cast<int>(position), 0));
+        bytes.clear();
     }
+    position += bytes.size();
   }
   EXPECT_EQ(content, readFile(folder.path("file")));
 }
