@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <string>
 
 #include "ztbtest.h"
@@ -94,9 +95,13 @@ TEST_F(ZtbDirTest, AFailedInitSaysWhyAndMayBeTriedAgainAndAGoodOneStays) {
   EXPECT_TRUE(listing.getName().isNull() && listing.getFullPathName().isNull());
   EXPECT_TRUE(listing.getTimestamp().isNull() && listing.getErrorMessage().isNull());
   EXPECT_EQ(0u, listing.getTimestampLong() + listing.getSize());
-  for (auto const& bad : {folder.path("none"), folder.path("file"), std::string(5000, 'p')}) {
+  for (auto const& [number, bad] : {std::pair("445: \"", folder.path("none")),
+                                    {"446: \"", folder.path("file")},
+                                    {"467: \"", std::string(5000, 'p')}}) {
     EXPECT_FALSE(listing.init(str(bad), 1));
-    EXPECT_TRUE(ztbtest::contains(text(listing.getErrorMessage()), bad.substr(0, 60)));
+    std::string const reason = ztbtest::reasonOf(listing.getErrorMessage());
+    EXPECT_EQ(number + bad.substr(0, 60),
+              reason.substr(0, 6 + std::min<std::size_t>(bad.size(), 60)));
   }
   EXPECT_FALSE(listing.init(ZtbString(), 1));
   ASSERT_TRUE(listing.init(str(folder.path()), 1));
