@@ -71,30 +71,23 @@ class ZtbTemplateTest : public ztbtest::LibraryTest {
 };
 
 TEST_F(ZtbTemplateTest, TextsExpand) {
-  struct {
-    char const* text;
-    char const* variables;
-    char const* expansion;
-  } const rows[] = {
+  char const* const rows[][3] = {
       {"[[x]]{{{a}}}", "a", "[x]{<a>}"},
       {"x{b}\n[A]y{_}", "_ [A] b", "x<b>\n<A>y<_>"},
       {"{a]b}[a}b]", "a]b [a}b]", "<a]b><a}b>"},
       // Ill-formed bytes stay as they are, also at the borders of runs and cut by a bracket.
       {"\xE3\x80{a\xE3\x80}\x80\xFF", "a\xE3\x80", "\xE3\x80<a\xE3\x80>\x80\xFF"},
   };
-  for (auto const& row : rows) {
-    EXPECT_TRUE(parse(row.text) && mError.isNull()) << row.text << ": " << mError.asCstr();
-    EXPECT_EQ(row.variables, variables());
-    EXPECT_EQ(row.expansion, expand());
+  for (auto const& [text, names, expansion] : rows) {
+    EXPECT_TRUE(parse(text) && mError.isNull()) << text << ": " << mError.asCstr();
+    EXPECT_EQ(names, variables());
+    EXPECT_EQ(expansion, expand());
   }
 }
 
 TEST_F(ZtbTemplateTest, TextsThatAreNoTemplatesSayWhereAndWhy) {
-  struct {
-    char const* text;
-    char const* reason;
-    char const* left;  // what expands afterwards
-  } const rows[] = {
+  // The text, the reason, and what expands afterwards.
+  char const* const rows[][3] = {
       // A single closing bracket: the whole character behind it, well-formed or not.
       {"one\ntwo}z", "1758: \"'}'\", \"z\", 2, 1", ""},
       {"{a}x]\u20AC", "1758: \"']'\", \"\u20AC\", 1, 1", ""},
@@ -110,12 +103,12 @@ TEST_F(ZtbTemplateTest, TextsThatAreNoTemplatesSayWhereAndWhy) {
       {"x[", "1759: \"'{' or character\"", "x"},
       {"{b}}", "1759: \"'}'\"", "<b>}"},
   };
-  for (auto const& row : rows) {
+  for (auto const& [text, reason, left] : rows) {
     EXPECT_TRUE(parse("old {variable}"));
-    EXPECT_FALSE(parse(row.text)) << row.text;
-    EXPECT_EQ(row.reason, ztbtest::reasonOf(mError));
-    EXPECT_EQ(*row.left == '<' ? "b" : "", variables()) << row.text;
-    EXPECT_EQ(row.left, expand()) << row.text;
+    EXPECT_FALSE(parse(text)) << text;
+    EXPECT_EQ(reason, ztbtest::reasonOf(mError));
+    EXPECT_EQ(*left == '<' ? "b" : "", variables()) << text;
+    EXPECT_EQ(left, expand()) << text;
   }
 }
 

@@ -49,33 +49,27 @@ Owned<ZtDataURI> made(std::string const& scheme, Components const& c) {
 }
 
 TEST_F(ZtDataURITest, TextIsSplitIntoServerSourceTypeAndParts) {
-  constexpr char kNone[] = "(null)|(null)|(null)|(null)";
-  struct {
-    char const* text;
-    std::string components;
-    char const* host;
-    char const* path;
-  } const rows[] = {
-      {"ztd://s/a/b/c/", "|s|ODBC|a|b|c|(null)", "s.ODBC", "a/b/c/"},
-      {"ztd://.T/abc", "|.T|ODBC|" + std::string(kNone), ".T.ODBC", "///"},
-      {"ztd://s./abc", "|s||" + std::string(kNone), "s", "///"},
-      {"ztd://s.T", std::string("||ODBC|") + kNone, ".ODBC", "///"},
-      {"ztd://%73.%54/%61bcd/%2F", "|s|%54|abcd|(null)|(null)|/", "s.%54", "abcd///"},
+  char const* const rows[][4] = {
+      {"ztd://s/a/b/c/", "|s|ODBC|a|b|c|-", "s.ODBC", "a/b/c/"},
+      {"ztd://.T/abc", "|.T|ODBC|-|-|-|-", ".T.ODBC", "///"},
+      {"ztd://s./abc", "|s||-|-|-|-", "s", "///"},
+      {"ztd://s.T", "||ODBC|-|-|-|-", ".ODBC", "///"},
+      {"ztd://%73.%54/%61bcd/%2F", "|s|%54|abcd|-|-|/", "s.%54", "abcd///"},
       // The limit counts characters.
-      {"ztd://s.T/\xC3\xA9\xC3\xA9\xC3\xA9", std::string("|s|T|") + kNone, "s.T", "///"},
-      {"ztd://s.T//abc", "|s|T|(null)|(null)|(null)|abc", "s.T", "///"},
-      {"ztf://srv/s/a/b/c/", "srv|s||a|b|c|(null)", "srv.", "s/a/b/c/"},
-      {"ztf://srv.T/abc/", std::string("srv|(null)|T|") + kNone, "srv.T", "////"},
-      {"ztf://srv.T/a/bcd", "srv|a|T|(null)|(null)|(null)|bcd", "srv.T", "a////"},
-      {"ztf://srv.T/a/b/c", "srv|a|T|b|(null)|(null)|c", "srv.T", "a/b///"},
+      {"ztd://s.T/\xC3\xA9\xC3\xA9\xC3\xA9", "|s|T|-|-|-|-", "s.T", "///"},
+      {"ztd://s.T//abc", "|s|T|-|-|-|abc", "s.T", "///"},
+      {"ztf://srv/s/a/b/c/", "srv|s||a|b|c|-", "srv.", "s/a/b/c/"},
+      {"ztf://srv.T/abc/", "srv|-|T|-|-|-|-", "srv.T", "////"},
+      {"ztf://srv.T/a/bcd", "srv|a|T|-|-|-|bcd", "srv.T", "a////"},
+      {"ztf://srv.T/a/b/c", "srv|a|T|b|-|-|c", "srv.T", "a/b///"},
       {"ztf:///s/a/b/c/d", "|s||a|b|c|d", "", "s/a/b/c/"},
   };
-  for (auto const& row : rows) {
-    Owned<ZtDataURI> const uri = data(row.text);
-    EXPECT_EQ(row.components, asText(componentsOf(*uri))) << row.text;
-    EXPECT_EQ(row.host, shown(uri->getHost())) << row.text;
-    EXPECT_EQ(row.path, shown(uri->getPath())) << row.text;
-    EXPECT_EQ(row.text, shown(uri->getURIString()));
+  for (auto const& [text, components, host, path] : rows) {
+    Owned<ZtDataURI> const uri = data(text);
+    EXPECT_EQ(components, asText(componentsOf(*uri, "-"))) << text;
+    EXPECT_EQ(host, shown(uri->getHost())) << text;
+    EXPECT_EQ(path, shown(uri->getPath())) << text;
+    EXPECT_EQ(text, shown(uri->getURIString()));
     EXPECT_TRUE(uri->asDataURI() == uri.get() && !uri->asReposURI());
   }
 }

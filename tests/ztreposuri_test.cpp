@@ -27,13 +27,7 @@ std::string componentsOf(ZtReposURI& uri) {
 }
 
 TEST_F(ZtReposURITest, TextIsReadAndEveryTextIsComposed) {
-  struct {
-    char const* text;
-    char const* components;
-    char const* name;
-    char const* local;
-    char const* escaped;
-  } const rows[] = {
+  char const* const rows[][5] = {
       {"ztr://h%20/a%2Fb(%20)", "h |a/b|%20", "b", "ztr:///a/b(%20)", "ztr://h /a/b(%20)"},
       {"ztr://é/%C3%A9(é)", "é|é|é", "é", "ztr:///é(é)", "ztr://é/%C3%A9(é)"},
       {"ztr://h//a(T)", "h|/a|T", "/a", "ztr:////a(T)", "ztr://h//a(T)"},
@@ -41,13 +35,13 @@ TEST_F(ZtReposURITest, TextIsReadAndEveryTextIsComposed) {
       {"ztr://h/a\\b(T)", "h|a\\b|T", "a\\b", "ztr:///a\\b(T)", "ztr://h/a\\b(T)"},
       {"ztr://h", "||Folder", "(null)", "ztr:///(Folder)", "ztr:///(Folder)"},
   };
-  for (auto const& row : rows) {
-    Owned<ZtReposURI> const uri = repos(row.text);
-    EXPECT_EQ(row.components, componentsOf(*uri));
-    EXPECT_EQ(row.name, shown(uri->getName()));
-    EXPECT_EQ(row.local, shown(uri->getLocalURIString()));
-    EXPECT_EQ(row.escaped, shown(uri->getEscapedURIString()));
-    EXPECT_EQ(row.text, shown(uri->getURIString()));
+  for (auto const& [text, components, name, local, escaped] : rows) {
+    Owned<ZtReposURI> const uri = repos(text);
+    EXPECT_EQ(components, componentsOf(*uri));
+    EXPECT_EQ(name, shown(uri->getName()));
+    EXPECT_EQ(local, shown(uri->getLocalURIString()));
+    EXPECT_EQ(escaped, shown(uri->getEscapedURIString()));
+    EXPECT_EQ(text, shown(uri->getURIString()));
     EXPECT_EQ("ztr", shown(uri->getScheme()));
     EXPECT_EQ("", shown(uri->getReservedText()));
     EXPECT_TRUE(uri->asReposURI() == uri.get() && !uri->asDataURI());

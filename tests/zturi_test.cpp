@@ -21,11 +21,7 @@ using uritest::str;
 using ZtURITest = ztbtest::LibraryTest;
 
 TEST_F(ZtURITest, GenericTextIsSplitAtItsFirstSlashesAndKept) {
-  struct {
-    char const* text;
-    char const* components;
-    char const* escaped;
-  } const rows[] = {
+  char const* const rows[][3] = {
       {"abc://ztr://h/p", "abc ztr: /h/p", "abc://ztr://h/p"},
       {"a:b://h/p", "a h p", "a://h/p"},
       {"a:b//c://h/p", "a c: /h/p", "a://c://h/p"},
@@ -35,13 +31,13 @@ TEST_F(ZtURITest, GenericTextIsSplitAtItsFirstSlashesAndKept) {
        "\xFF://h/%C3%A9%C3%A9zzzzz"},
       {"a://h/z\xFF\u00E9", "a h z\xFF\u00E9", "a://h/z\xFF\u00E9"},
   };
-  for (auto const& row : rows) {
-    Owned<ZtURI> const uri = parsed(row.text);
-    EXPECT_TRUE(!uri->asDataURI() && !uri->asReposURI()) << row.text;
-    EXPECT_EQ(row.components,
+  for (auto const& [text, components, escaped] : rows) {
+    Owned<ZtURI> const uri = parsed(text);
+    EXPECT_TRUE(!uri->asDataURI() && !uri->asReposURI()) << text;
+    EXPECT_EQ(components,
               shown(uri->getScheme()) + " " + shown(uri->getHost()) + " " + shown(uri->getPath()));
-    EXPECT_EQ(row.escaped, shown(uri->getEscapedURIString()));
-    EXPECT_EQ(row.text, shown(uri->getURIString()));
+    EXPECT_EQ(escaped, shown(uri->getEscapedURIString()));
+    EXPECT_EQ(text, shown(uri->getURIString()));
     EXPECT_TRUE(uri->getQuery().isNull() && uri->getFragment().isNull());
   }
   EXPECT_TRUE(parsed("ztd://")->asDataURI() && parsed("ztf://x")->asDataURI());

@@ -41,11 +41,7 @@ std::string rangeOf(ZtWorkTableURI& uri) {
 using ZtWorkTableURITest = ztbtest::LibraryTest;
 
 TEST_F(ZtWorkTableURITest, TextIsReadIntoColumnsAndMadeCanonical) {
-  struct {
-    char const* given;
-    char const* columns;
-    char const* canonical;
-  } const rows[] = {
+  char const* const rows[][3] = {
       {"ztwt://", "", "ztwt://"},
       {"ztwt://t?#", "", "ztwt://t"},
       // Only a table with something behind it is trimmed on its left.
@@ -75,11 +71,11 @@ TEST_F(ZtWorkTableURITest, TextIsReadIntoColumnsAndMadeCanonical) {
       {"ztwt://a?b='#'", "b:0=", "ztwt://a?b"},
       {"ztwt://a?b?c#start=1#,count=2", "b?c:0", "ztwt://a?b?c#start=0,count=2"},
   };
-  for (auto const& row : rows) {
-    Uri const uri = parse(row.given);
-    ASSERT_NE(nullptr, uri) << row.given;
-    EXPECT_EQ(row.columns, columnsOf(*uri)) << row.given;
-    EXPECT_STREQ(row.canonical, uri->getURIString().asCstr()) << row.given;
+  for (auto const& [given, columns, canonical] : rows) {
+    Uri const uri = parse(given);
+    ASSERT_NE(nullptr, uri) << given;
+    EXPECT_EQ(columns, columnsOf(*uri)) << given;
+    EXPECT_STREQ(canonical, uri->getURIString().asCstr()) << given;
   }
   for (std::string const columns :
        {"a=Boolean'x'", "a=Integer'9223372036854775808'", "a=Real'1.5.'", "a=Date'today'",

@@ -65,9 +65,7 @@ struct Directory {
 };
 
 TEST(Path, JoinsWithExactlyOneSeparator) {
-  struct {
-    char const *first, *second, *joined;
-  } const rows[] = {
+  char const* const rows[][3] = {
       {"a", "b", "a/b"},   {"a/", "b", "a/b"},    {"a//", "b", "a/b"}, {"/", "b", "/b"},
       {"a", "/b", "/b"},   {"a/", "//b", "//b"},  {"", "b", "b"},      {"a", "", "a"},
       {nullptr, "b", "b"}, {"a\\", "b", "a\\/b"}, {"a", "b/", "a/b/"},
@@ -84,25 +82,21 @@ TEST(Path, JoinsWithExactlyOneSeparator) {
 }
 
 TEST(Path, SplitsAtTheLastSeparatorAndJoinsAgain) {
-  struct {
-    char const *path, *directory, *name, *joined;
-  } const rows[] = {
+  char const* const rows[][4] = {
       {"/a/b", "/a", "b", "/a/b"}, {"b", "", "b", "b"},          {"/b", "/", "b", "/b"},
       {"a/", "a", "", "a"},        {"/", "/", "", "/"},          {"//b", "/", "b", "/b"},
       {"a//b", "a", "b", "a/b"},   {"//", "/", "", "/"},         {"", "", "", ""},
       {nullptr, "", "", ""},       {"a\\b", "", "a\\b", "a\\b"},
   };
-  for (auto const& row : rows) {
-    SCOPED_TRACE(row.path == nullptr ? "null" : row.path);
-    std::string directory(std::strlen(row.directory) + 1, 'x');
-    std::string name(std::strlen(row.name) + 1, 'x');
-    char joined[16];
-    EXPECT_EQ(0, np_fio_pparse(row.path, directory.data(), static_cast<unsigned>(directory.size()),
-                               name.data(), static_cast<unsigned>(name.size())));
-    EXPECT_STREQ(row.directory, directory.c_str());
-    EXPECT_STREQ(row.name, name.c_str());
-    EXPECT_EQ(0, np_fio_pcat(directory.c_str(), name.c_str(), joined, sizeof joined));
-    EXPECT_STREQ(row.joined, joined);
+  for (auto const& [path, directory, name, joined] : rows) {
+    std::string first(std::strlen(directory) + 1, 'x'), second(std::strlen(name) + 1, 'x');
+    char again[16];
+    EXPECT_EQ(0, np_fio_pparse(path, first.data(), static_cast<unsigned>(first.size()),
+                               second.data(), static_cast<unsigned>(second.size())));
+    EXPECT_STREQ(directory, first.c_str()) << joined;
+    EXPECT_STREQ(name, second.c_str()) << joined;
+    EXPECT_EQ(0, np_fio_pcat(first.c_str(), second.c_str(), again, sizeof again));
+    EXPECT_STREQ(joined, again);
   }
 }
 
