@@ -15,7 +15,6 @@
 #include <utility>
 #include <vector>
 
-#include "ztbsubject.h"
 #include "ztbtest.h"
 #include "zturi.h"
 
@@ -157,6 +156,7 @@ TEST_F(ZtbTool, ExitCodesAndOutputs) {
       {"records r.dat --length 0 --fields a:0", 2, "--length"},
       {"records r.dat --length 10 --fields a:10 --encoding x", 2, "unknown encoding \"x\""},
       {"records r.dat --length 10 --fields a:10 --from 3", 1, "has 2 records, and --from 3"},
+      {"records r.dat --length 10 --fields a:10 --from 2", 1, "in the middle of record 2"},
       {"records r.dat --length 10 --fields a:10 --from -1", 2, "-1 not in range 0 to 1000"},
       {"records r.dat --length 10 --fields a:10 --count 99999999999999999999", 2, "not in range"},
       {"records r.dat --length 10 --fields a:5,b:4,:1 --count 2 --encoding latin1", 0,
@@ -254,6 +254,8 @@ TEST_F(ZtbTool, UsersAndTheirLogins) {
       {"login kim --location file:u --password-fd 3 --domain SALES 3<two", 0, "SALES as kim_s"},
       {"users password u kim --reset --password-fd 4 4<one", 0, "credentials are gone"},
       {"users password u ann --present-fd 3 --password-fd 4 3<one 4<two", 1, "--secret-fd"},
+      {"users password u ann --present-fd 3 --password-fd 4 --secret-fd 5 3<one 4<two 5<key", 0,
+       ""},
       {"--version; cp u dup; tail -1 u >>dup; ztb users list dup", 1,
        "\"ann\" is in the file more"},
       {"users credential u ann SALES --remove", 0, ""},
@@ -354,15 +356,8 @@ TEST_F(ZtbTool, ProtectedTextsComeBackAsTheyWere) {
       {"protect <bad", 1, "the text isn't UTF-8"},
       {"--version; ZTB_KEY_FILE=/absent ztb unprotect <form", 1, "must be there"},
       {"encode --password-fd 3 3<pw >encoded", 0, "ztb encode: note"},
+      {"--version; grep '^{ztb}' encoded | cut -c6- | ztb unprotect", 0, "\ns3cret"},
   });
-  std::string encoded = ztbtest::readFile(mFolder.path("encoded"));
-  encoded.pop_back();
-  ztbtest::initialize();
-  ZtbString decoded, error;
-  EXPECT_TRUE(ztbSubjectDecodePW(ZtbString(encoded.c_str(), false), decoded, &error));
-  EXPECT_STREQ("s3cret", decoded.asCstr());
-  decoded.setNull();
-  ztbShutdown();
 }
 
 TEST_F(ZtbTool, ConfigEditsKeepLinesModeAndLinks) {
