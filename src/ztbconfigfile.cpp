@@ -15,15 +15,11 @@
 
 #include <algorithm>
 #include <climits>
-#include <cstdint>
 #include <cstring>
-#include <deque>
 #include <exception>
 #include <initializer_list>
-#include <iterator>
 #include <memory_resource>
 #include <new>
-#include <numeric>
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -32,6 +28,7 @@
 #include <vector>
 
 #include "ztbconfigfile_p.h"
+#include "ztbconfigorder_p.h"
 #include "ztbstring_p.h"
 #include "ztbtxtfile_p.h"
 #include "ztschr12.h"
@@ -41,152 +38,7 @@ namespace {
 constexpr int kEndOfFile = -2;
 constexpr int kDetectEncoding = -1;
 constexpr int kLookForMark = 1;
-constexpr int kNoLine = -1;
 constexpr unsigned kBufferBytes = 1024;
-
-// A text is NUL-terminated; a null pointer stands for the null string. Texts in the model belong
-// to its arenas.
-struct ConfigEntry {
-  char const* key = nullptr;
-  char const* value = nullptr;
-  char const* comment = nullptr;
-  // The place in `lines` where this entry is written, kNoLine if it was only set. If the file has
-  // a comment above the entry, that is the comment's place, and the one behind it is absent.
-  int line = kNoLine;
-  bool underComment = false;
-  bool isSet = false;  // by setEntry, so that it may be what no line can hold
-};
-
-// What is written at one place of the file. Exactly one of three: an entry, with `text` the key as
-// spelled here; a plain text, which may be several lines; or absent, with neither.
-struct ConfigLine {
-  ConfigEntry* entry = nullptr;
-  char const* text = nullptr;
-};
-
-// A deque grows without leaving its smaller selves behind in the heap.
-using Lines = std::deque<ConfigLine>;
-
-bool isLess(char const* a, char const* b) {
-  if (a == nullptr || b == nullptr) return a == nullptr && b != nullptr;
-  return np_uchar_icomp(a, b) < 0;
-}
-
-// Entries in the order of their keys: a sorted array in blocks, none of which is empty, so that an
-// insertion moves no more than a block. It costs a pointer an entry, where a tree costs four words.
-class KeyOrder {
- public:
-  struct Place {
-    std::size_t block = 0;
-    std::size_t at = 0;
-  };
-
-  std::size_t size() const { return mSize; }
-
-  // Null at the end.
-  ConfigEntry* entryAt(Place place) const {
-    return place.block < mBlocks.size() ? mBlocks[place.block][place.at] : nullptr;
-  }
-
-  bool holds(Place place, ConfigEntry const* entry) const {
-    return place.block < mBlocks.size() && place.at < mBlocks[place.block].size() &&
-           mBlocks[place.block][place.at] == entry;
-  }
-
-  Place next(Place place) const {
-    if (++place.at < mBlocks[place.block].size()) return place;
-    return {place.block + 1, 0};
-  }
-
-  Place placeAt(std::size_t index) const {
-    Place place;
-    for (; index >= mBlocks[place.block].size(); ++place.block) {
-      index -= mBlocks[place.block].size();
-    }
-    place.at = index;
-    return place;
-  }
-
-  // The first entry whose key isn't less.
-  Place lowerBound(char const* key) const {
-    auto const block =
-        std::partition_point(mBlocks.begin(), mBlocks.end(),
-                             [key](Block const& one) { return isLess(one.back()->key, key); });
-    if (block == mBlocks.end()) return end();
-    auto const at =
-        std::partition_point(block->begin(), block->end(),
-                             [key](ConfigEntry const* entry) { return isLess(entry->key, key); });
-    return {static_cast<std::size_t>(block - mBlocks.begin()),
-            static_cast<std::size_t>(at - block->begin())};
-  }
-
-  // True if the entry at what lowerBound gave for the key has that key.
-  bool isAt(Place place, char const* key) const {
-    ConfigEntry const* const entry = entryAt(place);
-    return entry != nullptr && !isLess(key, entry->key);
-  }
-
-  // Puts the entry behind all others.
-  void append(ConfigEntry* entry) {
-    if (mBlocks.empty() || mBlocks.back().size() >= kBlockSize / 2) {
-      Block block;
-      block.reserve(kBlockSize / 2);
-      mBlocks.push_back(std::move(block));
-    }
-    mBlocks.back().push_back(entry);
-    ++mSize;
-  }
-
-  // Puts the entry in front of the one at `place`. If memory runs out, nothing changes.
-  void insert(Place place, ConfigEntry* entry) {
-    if (place.block == mBlocks.size()) return append(entry);
-    if (mBlocks[place.block].size() == kBlockSize) {
-      split(place.block);
-      if (place.at > kBlockSize / 2) place = {place.block + 1, place.at - kBlockSize / 2};
-    }
-    Block& block = mBlocks[place.block];
-    block.insert(block.begin() + static_cast<std::ptrdiff_t>(place.at), entry);
-    ++mSize;
-  }
-
-  Place end() const { return {mBlocks.size(), 0}; }
-  ConfigEntry* last() const { return mBlocks.back().back(); }
-
-  void erase(Place place) {
-    Block& block = mBlocks[place.block];
-    block.erase(block.begin() + static_cast<std::ptrdiff_t>(place.at));
-    --mSize;
-    if (block.empty()) mBlocks.erase(mBlocks.begin() + static_cast<std::ptrdiff_t>(place.block));
-  }
-
-  void clear() {
-    std::vector<Block>().swap(mBlocks);
-    mSize = 0;
-  }
-
- private:
-  static constexpr std::size_t kBlockSize = 512;
-  using Block = std::vector<ConfigEntry*>;
-
-  void split(std::size_t index) {
-    auto const middle = mBlocks[index].begin() + kBlockSize / 2;
-    mBlocks.insert(mBlocks.begin() + static_cast<std::ptrdiff_t>(index) + 1,
-                   Block(middle, mBlocks[index].end()));
-    mBlocks[index].resize(kBlockSize / 2);
-  }
-
-  std::vector<Block> mBlocks;
-  std::size_t mSize = 0;
-};
-
-// An entry that was read and isn't in the order yet.
-struct Definition {
-  std::uint64_t rank;
-  int line;
-  unsigned keyBytes : 31;
-  unsigned isRepeated : 1;  // its key is that of the one before, in order
-};
-static_assert(sizeof(Definition) == 16);
 
 char const* textOf(ZtbString const& string) {
   return string.isNull() ? nullptr : string.asCstr();
@@ -198,10 +50,6 @@ ZtbString stringOf(char const* text) {
 
 std::string_view viewOf(char const* text) {
   return text == nullptr ? std::string_view() : std::string_view(text);
-}
-
-bool isAscii(char c) {
-  return static_cast<unsigned char>(c) < 0x80;
 }
 
 bool hasLineBreak(char const* text) {
@@ -238,110 +86,6 @@ std::string entryLine(std::string_view key, std::string_view value) {
   return line;
 }
 
-// Brings the entries of a file into key order, equal keys by line.
-class DefinitionSort {
- public:
-  explicit DefinitionSort(Lines const& lines) : mLines(lines) {}
-
-  void sort(std::span<Definition> found) {
-    bool const allAscii = std::all_of(found.begin(), found.end(), [this](Definition const& one) {
-      return std::all_of(keyOf(one), keyOf(one) + one.keyBytes, isAscii);
-    });
-    if (!allAscii) return byComparing(found);
-    mScratch.resize(found.size());
-    byRank(found, 0);
-  }
-
- private:
-  char const* keyOf(Definition const& one) const {
-    return mLines[static_cast<std::size_t>(one.line)].text;
-  }
-
-  // Eight characters of an ASCII key from character `depth` on; zeros behind the key's end.
-  std::uint64_t charactersOf(Definition const& one, std::size_t depth) const {
-    std::uint64_t characters = 0;
-    char const* const from = keyOf(one) + depth;
-    if (one.keyBytes >= depth + sizeof characters) {
-      std::memcpy(&characters, from, sizeof characters);
-    } else {
-      std::memcpy(&characters, from, one.keyBytes - depth);
-    }
-    return characters;
-  }
-
-  // The same, folded, as a number that orders like them.
-  static std::uint64_t rankOf(std::uint64_t characters) {
-    unsigned char bytes[sizeof characters];
-    std::memcpy(bytes, &characters, sizeof characters);
-    std::uint64_t rank = 0;
-    for (unsigned const c : bytes) rank = rank << 8 | (c - 'A' < 26 ? c | 0x20 : c);
-    return rank;
-  }
-
-  // Two loops, so that the processor waits for many keys at once: they lie all over memory.
-  void setRanks(std::span<Definition> found, std::size_t depth) const {
-    for (Definition& one : found) one.rank = charactersOf(one, depth);
-    for (Definition& one : found) one.rank = rankOf(one.rank);
-  }
-
-  void byComparing(std::span<Definition> found) const {
-    std::stable_sort(found.begin(), found.end(), [this](Definition const& a, Definition const& b) {
-      return isLess(keyOf(a), keyOf(b));
-    });
-    for (std::size_t i = 1; i < found.size(); ++i) {
-      found[i].isRepeated = !isLess(keyOf(found[i - 1]), keyOf(found[i]));
-    }
-  }
-
-  // Orders ASCII keys eight characters at a time, from character `depth` on. Keys that agree for
-  // long are compared instead, which bounds the recursion.
-  void byRank(std::span<Definition> found, std::size_t depth) {
-    constexpr std::size_t kDeepest = 64;
-    if (depth == kDeepest) return byComparing(found);
-    setRanks(found, depth);
-    sortRanks(found);
-    for (auto run = found.begin(); run != found.end();) {
-      std::uint64_t const rank = run->rank;
-      auto const end = std::find_if(run, found.end(),
-                                    [rank](Definition const& one) { return one.rank != rank; });
-      bool const isWholeKey = (rank & 0xff) == 0;
-      if (isWholeKey) {
-        std::for_each(run + 1, end, [](Definition& one) { one.isRepeated = 1; });
-      } else if (end - run > 1) {
-        byRank({run, end}, depth + sizeof rank);
-      }
-      run = end;
-    }
-  }
-
-  // By rank, equal ranks as they stand: a radix sort by the bytes that aren't all the same.
-  // Comparing would guess wrongly at every other step, and take three times as long.
-  void sortRanks(std::span<Definition> found) {
-    constexpr std::size_t kFew = 64;
-    auto const before = [](Definition const& a, Definition const& b) {
-      return a.rank != b.rank ? a.rank < b.rank : a.line < b.line;
-    };
-    if (std::is_sorted(found.begin(), found.end(), before)) return;
-    if (found.size() < kFew) return std::sort(found.begin(), found.end(), before);
-    unsigned counts[8][256] = {};
-    for (Definition const& one : found) {
-      for (unsigned byte = 0; byte < 8; ++byte) ++counts[byte][one.rank >> byte * 8 & 0xff];
-    }
-    std::span<Definition> from = found, to = std::span(mScratch).first(found.size());
-    for (unsigned byte = 0; byte < 8; ++byte) {
-      if (counts[byte][found[0].rank >> byte * 8 & 0xff] == found.size()) continue;
-      unsigned next[256];
-      std::exclusive_scan(std::begin(counts[byte]), std::end(counts[byte]), next, 0u);
-      for (Definition const& one : from) to[next[one.rank >> byte * 8 & 0xff]++] = one;
-      std::swap(from, to);
-    }
-    if (from.data() != found.data()) std::copy(from.begin(), from.end(), found.begin());
-  }
-
-  Lines const& mLines;
-  std::vector<Definition> mScratch;
-};
-
 // Writes lines in pieces of some size, since each write of a text file goes to the system.
 class LineWriter {
  public:
@@ -374,13 +118,13 @@ struct ZtbConfigFile::Body {
   std::pmr::monotonic_buffer_resource entryArena;
   __int64 lineCount = 0;
   // The last of these has the number `lineCount`, the one before it one less, and so on.
-  Lines lines;
-  KeyOrder entries;
+  ConfigLines lines;
+  ConfigOrder entries;
   std::size_t addedCount = 0;  // of entries without a line
   ZtbString errorMessage;
   // The entry where getNextEntry stands, null if it stands nowhere, and where it was last found.
   ConfigEntry* cursor = nullptr;
-  KeyOrder::Place cursorPlace;
+  ConfigOrder::Place cursorPlace;
   std::size_t usedBytes = 0;
   std::size_t droppedBytes = 0;
 
@@ -392,7 +136,7 @@ struct ZtbConfigFile::Body {
   bool write(char const* path);
   void clear();
   ConfigEntry* find(char const* key) const;
-  ConfigEntry* goTo(KeyOrder::Place place);
+  ConfigEntry* goTo(ConfigOrder::Place place);
   ConfigEntry* goOn();
   void setEntry(char const* key, char const* value);
   void setComment(ConfigEntry& entry, char const* comment);
@@ -411,8 +155,8 @@ struct ZtbConfigFile::Body {
   bool readLines(ZtbTxtFile& file);
   void takeLine(std::string_view line, std::size_t firstOfFile);
   void takeEntry(std::string_view key, std::string_view value, bool underComment);
-  std::vector<Definition> definitionsFrom(std::size_t firstOfFile) const;
-  void enter(std::span<Definition const> sorted);
+  std::vector<ConfigDefinition> definitionsFrom(std::size_t firstOfFile) const;
+  void enter(std::span<ConfigDefinition const> sorted);
   void redefine(ConfigEntry& earlier, ConfigEntry& later);
   void leaveAsText(ConfigEntry const& entry, std::string text);
   bool checkEntry(ConfigEntry const& entry);
@@ -435,9 +179,10 @@ ZtbConfigFile::Body::Body(Body const& other)
     line.text = isShared ? line.entry->key : keepOrNull(line.text);
   }
   ConfigEntry* from = nullptr;
-  for (KeyOrder::Place at; (from = other.entries.entryAt(at)) != nullptr;
+  for (ConfigOrder::Place at; (from = other.entries.entryAt(at)) != nullptr;
        at = other.entries.next(at)) {
-    entries.append(from->line == kNoLine ? copyEntry(*from) : lineAt(from->line).entry);
+    entries.append(from->line == ConfigEntry::kNoLine ? copyEntry(*from)
+                                                      : lineAt(from->line).entry);
     if (from == other.cursor) cursor = entries.last();
   }
 }
@@ -482,8 +227,8 @@ bool ZtbConfigFile::Body::read(char const* path) {
   }
   std::size_t const firstOfFile = lines.size();
   bool const done = readLines(file);
-  std::vector<Definition> found = definitionsFrom(firstOfFile);
-  DefinitionSort(lines).sort(found);
+  std::vector<ConfigDefinition> found = definitionsFrom(firstOfFile);
+  ztbSortDefinitions(lines, found);
   enter(found);
   if (!done && ztbTxtFileLacksMemory(file)) throw std::bad_alloc();
   if (!done) errorMessage = file.getErrorMessage();
@@ -545,10 +290,10 @@ void ZtbConfigFile::Body::takeEntry(std::string_view key, std::string_view value
 }
 
 // The entries of the lines that were just read. Their values stand behind their keys.
-std::vector<Definition> ZtbConfigFile::Body::definitionsFrom(std::size_t firstOfFile) const {
+std::vector<ConfigDefinition> ZtbConfigFile::Body::definitionsFrom(std::size_t firstOfFile) const {
   auto const first = lines.begin() + static_cast<std::ptrdiff_t>(firstOfFile);
   auto const isEntry = [](ConfigLine const& line) { return line.entry != nullptr; };
-  std::vector<Definition> found;
+  std::vector<ConfigDefinition> found;
   found.reserve(static_cast<std::size_t>(std::count_if(first, lines.end(), isEntry)));
   for (auto line = first; line != lines.end(); ++line) {
     if (line->entry == nullptr) continue;
@@ -559,16 +304,16 @@ std::vector<Definition> ZtbConfigFile::Body::definitionsFrom(std::size_t firstOf
   return found;
 }
 
-void ZtbConfigFile::Body::enter(std::span<Definition const> sorted) {
+void ZtbConfigFile::Body::enter(std::span<ConfigDefinition const> sorted) {
   bool const isFirstFile = entries.size() == 0;
   ConfigEntry* last = nullptr;
-  for (Definition const& one : sorted) {
+  for (ConfigDefinition const& one : sorted) {
     ConfigEntry* const entry = lineAt(one.line).entry;
     if (one.isRepeated) {
       redefine(*last, *entry);
       continue;
     }
-    KeyOrder::Place const place = isFirstFile ? entries.end() : entries.lowerBound(entry->key);
+    ConfigOrder::Place const place = isFirstFile ? entries.end() : entries.lowerBound(entry->key);
     if (entries.isAt(place, entry->key)) {
       last = entries.entryAt(place);
       redefine(*last, *entry);
@@ -594,7 +339,7 @@ void ZtbConfigFile::Body::redefine(ConfigEntry& earlier, ConfigEntry& later) {
 // nowhere, it leaves nothing. An entry that got its comment after it was read has one place for
 // both. Memory is taken before anything changes.
 void ZtbConfigFile::Body::leaveAsText(ConfigEntry const& entry, std::string text) {
-  if (entry.line == kNoLine) {
+  if (entry.line == ConfigEntry::kNoLine) {
     --addedCount;
   } else {
     bool const hasComment = !viewOf(entry.comment).empty();
@@ -625,8 +370,8 @@ template <class Use>
 bool ZtbConfigFile::Body::forEachAdded(Use use) const {
   if (addedCount == 0) return true;
   ConfigEntry const* entry = nullptr;
-  for (KeyOrder::Place at; (entry = entries.entryAt(at)) != nullptr; at = entries.next(at)) {
-    if (entry->line == kNoLine && !use(*entry)) return false;
+  for (ConfigOrder::Place at; (entry = entries.entryAt(at)) != nullptr; at = entries.next(at)) {
+    if (entry->line == ConfigEntry::kNoLine && !use(*entry)) return false;
   }
   return true;
 }
@@ -683,11 +428,11 @@ void ZtbConfigFile::Body::clear() {
 }
 
 ConfigEntry* ZtbConfigFile::Body::find(char const* key) const {
-  KeyOrder::Place const place = entries.lowerBound(key);
+  ConfigOrder::Place const place = entries.lowerBound(key);
   return entries.isAt(place, key) ? entries.entryAt(place) : nullptr;
 }
 
-ConfigEntry* ZtbConfigFile::Body::goTo(KeyOrder::Place place) {
+ConfigEntry* ZtbConfigFile::Body::goTo(ConfigOrder::Place place) {
   cursorPlace = place;
   cursor = entries.entryAt(place);
   return cursor;
@@ -701,7 +446,7 @@ ConfigEntry* ZtbConfigFile::Body::goOn() {
 }
 
 void ZtbConfigFile::Body::setEntry(char const* key, char const* value) {
-  KeyOrder::Place const place = entries.lowerBound(key);
+  ConfigOrder::Place const place = entries.lowerBound(key);
   if (entries.isAt(place, key)) {
     ConfigEntry& entry = *entries.entryAt(place);
     char const* const kept = keepOrNull(value);
@@ -711,7 +456,8 @@ void ZtbConfigFile::Body::setEntry(char const* key, char const* value) {
     return;
   }
   char const* const kept = keepOrNull(key);
-  entries.insert(place, newEntry({kept, keepOrNull(value), nullptr, kNoLine, false, true}));
+  entries.insert(place,
+                 newEntry({kept, keepOrNull(value), nullptr, ConfigEntry::kNoLine, false, true}));
   ++addedCount;
 }
 
@@ -722,7 +468,7 @@ void ZtbConfigFile::Body::setComment(ConfigEntry& entry, char const* comment) {
 }
 
 void ZtbConfigFile::Body::deleteEntry(char const* key) {
-  KeyOrder::Place const place = entries.lowerBound(key);
+  ConfigOrder::Place const place = entries.lowerBound(key);
   if (!entries.isAt(place, key)) return;
   ConfigEntry const* const entry = entries.entryAt(place);
   leaveAsText(*entry, "#-DELETED " + entryLine(viewOf(key), viewOf(entry->value)));
@@ -834,7 +580,7 @@ bool ZtbConfigFile::getEntry(int index, ZtbString* key, ZtbString* value) {
     if (value != nullptr) value->setNull();
     return false;
   }
-  KeyOrder const& entries = mBody->entries;
+  ConfigOrder const& entries = mBody->entries;
   give(*entries.entryAt(entries.placeAt(static_cast<std::size_t>(index))), key, value);
   return true;
 }
@@ -877,10 +623,10 @@ int ZtbConfigFileLines::count(ZtbConfigFile const& file) {
 }
 
 int ZtbConfigFileLines::ofEntry(ZtbConfigFile const& file, ZtbString const& key) {
-  if (file.mBody == nullptr) return kNoLine;
+  if (file.mBody == nullptr) return ConfigEntry::kNoLine;
   ZtbConfigFile::Body const& body = *file.mBody;
   ConfigEntry const* const entry = body.find(textOf(key));
-  if (entry == nullptr || entry->line == kNoLine) return kNoLine;
+  if (entry == nullptr || entry->line == ConfigEntry::kNoLine) return ConfigEntry::kNoLine;
   __int64 const firstNumber = body.lineCount - static_cast<__int64>(body.lines.size()) + 1;
   __int64 const number = firstNumber + entry->line + (entry->underComment ? 1 : 0);
   return static_cast<int>(std::min<__int64>(number, INT_MAX));
