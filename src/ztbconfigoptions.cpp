@@ -16,6 +16,7 @@
 #include "ztbconfigfile_p.h"
 #include "ztbconfigoptions_p.h"
 #include "ztbdir.h"
+#include "ztbstring_p.h"
 #include "ztbstringformat.h"
 #include "ztschr12.h"
 #include "ztssys11.h"
@@ -26,7 +27,6 @@ using Registry = std::map<ZtbString, std::unique_ptr<ZtbConfigOptionsImpl>>;
 
 constexpr char kRegistryPrefix[] = "ZTB_CONF_OPT/";
 constexpr char kApplication[] = "the application";
-constexpr char kNoMemory[] = "Out of memory";
 constexpr unsigned kInvalidCodePoint = ~0u;
 
 constinit ZtLock optionsLock = nullptr;
@@ -40,12 +40,6 @@ ZtbString registryKey(ZtbString const& name) {
   bool failed = false;
   key.append(name, &failed);
   return failed ? ZtbString() : key;
-}
-
-// For a text that is null only if memory ran out.
-ZtbString orThrow(ZtbString const& text) {
-  if (text.isNull()) throw std::bad_alloc();
-  return text;
 }
 
 bool isWellFormed(char const* text) {
@@ -82,11 +76,11 @@ struct EnvironmentVisit {
 void applyVariable(void* context, char const* entry) {
   auto const* const visit = static_cast<EnvironmentVisit*>(context);
   try {
-    ZtbString const text = orThrow(toUtf8(entry, visit->encoding));
+    ZtbString const text = ztbOrThrow(toUtf8(entry, visit->encoding));
     int const equals = text.find(ZtbString("=", true), 0);
     if (equals < 0) return;
-    ZtbString const value = orThrow(text.mid(static_cast<unsigned>(equals) + 1, -1));
-    visit->store->setOptionFrom(orThrow(text.mid(0, equals)), value,
+    ZtbString const value = ztbOrThrow(text.mid(static_cast<unsigned>(equals) + 1, -1));
+    visit->store->setOptionFrom(ztbOrThrow(text.mid(0, equals)), value,
                                 ZtbOptionOrigin::named("the environment"));
   } catch (std::bad_alloc const&) {
     visit->store->noteLoss();
@@ -105,7 +99,7 @@ ZtbString suffixOf(ZtbString const& extension) {
 
 bool endsWith(ZtbString const& path, ZtbString const& suffix) {
   if (suffix.length() == 0) return true;
-  ZtbString const end = orThrow(path.right(static_cast<int>(suffix.length())));
+  ZtbString const end = ztbOrThrow(path.right(static_cast<int>(suffix.length())));
   return end.compare(suffix, false) == 0;
 }
 
@@ -297,7 +291,7 @@ bool ZtbConfigOptionsImpl::readConfigDirectory(ZtbString const& directory,
   } catch (std::bad_alloc const&) {
     noteLoss();
   }
-  errorMessage = ZtbString(kNoMemory, true);
+  errorMessage = ZtbString(kNoMemoryText, true);
   return false;
 }
 
@@ -305,7 +299,7 @@ bool ZtbConfigOptionsImpl::applyListed(ZtbDirectoryListing& listing, ZtbString c
   ZtbConfigFile file;
   ZtbOptionSources sources;
   while (listing.next()) {
-    ZtbString const path = orThrow(listing.getFullPathName());
+    ZtbString const path = ztbOrThrow(listing.getFullPathName());
     if (!endsWith(path, suffix)) continue;
     if (!file.read(path) && ZtbConfigFileLines::lacksMemory(file)) throw std::bad_alloc();
     sources.add(file, path);

@@ -7,19 +7,10 @@
 #include <cstdarg>
 
 #include "ztbmempool_p.h"
+#include "ztbstring_p.h"
 #include "ztmsg13.h"
 
 // Texts live in the pool, so there are none while it is down; the database itself works any time.
-
-namespace {
-
-// A failure has a text in any case, be it for lack of memory for its own.
-ZtbString textOf(char const* message) {
-  ZtbString const text(message, false);
-  return text.isNull() ? ZtbString("Out of memory", true) : text;
-}
-
-}  // namespace
 
 ZtbString ztb_get_message(char const* source, int line, char const* group, int number, ...) {
   if (!ztbMemPoolIsUp()) return {};
@@ -28,7 +19,7 @@ ZtbString ztb_get_message(char const* source, int line, char const* group, int n
   va_start(arguments, number);
   ztmsg13_get_vmessage(source, line, group, number, text, arguments);
   va_end(arguments);
-  return textOf(text);
+  return ztbOrNoMemoryText(ZtbString(text, false));
 }
 
 ZtbString ztb_get_fragment(int number, ...) {
@@ -38,5 +29,5 @@ ZtbString ztb_get_fragment(int number, ...) {
   va_start(arguments, number);
   ztmsg13_get_vfragment(number, text, arguments);
   va_end(arguments);
-  return textOf(text);
+  return ztbOrNoMemoryText(ZtbString(text, false));
 }

@@ -18,6 +18,7 @@
 #include "ztbdir.h"
 #include "ztbinit_p.h"
 #include "ztbstartup_p.h"
+#include "ztbstring_p.h"
 #include "ztbstringformat.h"
 #include "ztlog11.h"
 #include "ztmsg13.h"
@@ -65,14 +66,8 @@ bool fail(char const* text) {
   return false;
 }
 
-// For a text that is null only if memory ran out; the sequence ends with it.
-ZtbString orThrow(ZtbString const& text) {
-  if (text.isNull()) throw std::bad_alloc();
-  return text;
-}
-
 ZtbString joined(ZtbString const& folder, ZtbString const& name) {
-  return orThrow(ztbConcatPath(folder, name));
+  return ztbOrThrow(ztbConcatPath(folder, name));
 }
 
 void clearError(char const** errorMessage) {
@@ -97,7 +92,7 @@ ZtbString masked(ZtbString const& key, ZtbString const& value) {
   std::size_t const end = std::min(text.find_first_of("/,", start), text.size());
   std::string shown(text.substr(0, start));
   shown.append("********").append(text.substr(end));
-  return orThrow(ZtbString(shown.c_str(), false));
+  return ztbOrThrow(ZtbString(shown.c_str(), false));
 }
 
 bool equalsIgnoringCase(ZtbString const& value, char const* text) {
@@ -114,17 +109,17 @@ bool isSeparator(ZtbString const& character) {
 }
 
 ZtbString withoutLast(ZtbString const& text, unsigned characters) {
-  return orThrow(text.mid(0, static_cast<int>(text.length() - characters)));
+  return ztbOrThrow(text.mid(0, static_cast<int>(text.length() - characters)));
 }
 
 // The folder beside an executables' folder named bin, or else below it, that holds libraries.
 ZtbString libraryPathFor(ZtbString const& exePath) {
   ZtbString folder = exePath;
-  auto const lastOf = [&folder](int count) { return orThrow(folder.right(count)); };
+  auto const lastOf = [&folder](int count) { return ztbOrThrow(folder.right(count)); };
   if (folder.length() > 0 && isSeparator(lastOf(1))) folder = withoutLast(folder, 1);
   if (folder.length() > 4 && equalsIgnoringCase(lastOf(3), "bin") &&
-      isSeparator(orThrow(lastOf(4).mid(0, 1)))) {
-    folder = orThrow(ztbParsePath(folder, nullptr));
+      isSeparator(ztbOrThrow(lastOf(4).mid(0, 1)))) {
+    folder = ztbOrThrow(ztbParsePath(folder, nullptr));
   }
   return joined(folder, literal("lib"));
 }
@@ -220,14 +215,14 @@ bool Sequence::findHome() {
   char home[260];
   np_env_get("ZTEXEC_HOME", home, sizeof home);
   if (home[0] == '\0') return fail("The 'ZTEXEC_HOME' environment variable is not set");
-  mHome = orThrow(ZtbString(home, false));
+  mHome = ztbOrThrow(ZtbString(home, false));
   mEtc = joined(mHome, literal("etc"));
   if (userPath[0] != '\0') {
-    mUser = orThrow(ZtbString(userPath, false));
+    mUser = ztbOrThrow(ZtbString(userPath, false));
     logAbout(kStep, __LINE__, "UserPath '%S'", mUser);
   }
   mOptions = ztbGetConfigOptionsImpl(ZtbString());
-  if (mOptions == nullptr) return fail("Out of memory");
+  if (mOptions == nullptr) return fail(kNoMemoryText);
   mOptions->takeLoss();
   return true;
 }
@@ -326,11 +321,11 @@ bool Sequence::openMessages() {
   char buffer[kMessageBytes];
   if (ztmsg13_get_fragment(kProbeFragment, buffer) == 0) return true;
   constexpr char kText[] = "Error message database or one of its components is not found: %s";
-  return fail(orThrow(ztbStringFormat(kText, buffer)).asCstr());
+  return fail(ztbOrThrow(ztbStringFormat(kText, buffer)).asCstr());
 }
 
 void Sequence::derivePaths() {
-  ZtbString const executableDir = orThrow(ZtbString(ztbExecutableDir(), false));
+  ZtbString const executableDir = ztbOrThrow(ZtbString(ztbExecutableDir(), false));
   deriveIfMissing("BASE/PLUGIN_PATH", executableDir);
   deriveIfMissing("BASE/EXE_PATH", executableDir);
   if (!has("BASE/LIBRARY_PATH")) {
@@ -405,7 +400,7 @@ ZtbString Sequence::dependencyPath() {
   if (isThere(path) || !isDerived("BASE/PLUGIN_PATH")) return path;
   char buffer[kPathBytes];
   np_dso_installed(fileName, buffer, sizeof buffer);
-  ZtbString const installed = orThrow(ZtbString(buffer, false));
+  ZtbString const installed = ztbOrThrow(ZtbString(buffer, false));
   return isThere(installed) ? installed : path;
 }
 
@@ -436,7 +431,7 @@ bool runSequence(ZtLogger* logger) {
   try {
     return Sequence(logger).run();
   } catch (std::bad_alloc const&) {
-    return fail("Out of memory");
+    return fail(kNoMemoryText);
   }
 }
 

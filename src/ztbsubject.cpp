@@ -10,6 +10,7 @@
 #include "ztbinit_p.h"
 #include "ztbmessage.h"
 #include "ztbsingleton.h"
+#include "ztbstring_p.h"
 #include "ztbstringformat.h"
 
 namespace {
@@ -89,9 +90,8 @@ class ZTB_SubjectSingleton : public ZtbAutoSingleton {
   ASSubject* mSubject;
 };
 
-// A null text is one that memory didn't reach for.
 bool fail(ZtbString* error, ZtbString const& text) {
-  *error = text.isNull() ? ZtbString("Out of memory", true) : text;
+  *error = ztbOrNoMemoryText(text);
   return false;
 }
 

@@ -8,6 +8,7 @@
 
 #include "ztbmessage.h"
 #include "ztbnameindex_p.h"
+#include "ztbstring_p.h"
 #include "ztbtemplate_p.h"
 #include "ztlog11.h"
 #include "ztschr12.h"
@@ -16,12 +17,12 @@ namespace {
 
 constexpr char kSource[] = "ztbtemplate";
 
-// Puts a message into `error`, and gives false. Without memory for it, a fixed text: null would be
-// no failure.
+// Puts a message into `error`, and gives false. While the pool is down there is no message, and
+// null would be no failure.
 template <class... Arguments>
 bool fail(ZtbString* error, int line, int number, Arguments... arguments) {
-  *error = ztb_get_message(kSource, line, "Base Services", number, arguments...);
-  if (error->isNull()) *error = ZtbString("Out of memory", true);
+  ZtbString const message = ztb_get_message(kSource, line, "Base Services", number, arguments...);
+  *error = ztbOrNoMemoryText(message);
   return false;
 }
 
@@ -50,8 +51,7 @@ char const* quoted(char closer) {
 ZtbString stringOf(char const* begin, char const* end) {
   ZtbString text;
   text.assign(begin, static_cast<int>(np_uchar_tell(begin, end)));
-  if (text.isNull()) throw std::bad_alloc();
-  return text;
+  return ztbOrThrow(text);
 }
 
 }  // namespace

@@ -316,8 +316,7 @@ class Word {
 ZtbString stringOf(View part) {
   ZtbString string;
   ztURIAssign(part, &string);
-  if (string.isNull()) throw std::bad_alloc();
-  return string;
+  return ztbOrThrow(string);
 }
 
 View withoutFirst(View part) {
@@ -341,10 +340,8 @@ View withoutLast(View part) {
 ZtbString readValue(View part) {
   ZtbString value = stringOf(part);
   if (part.find('%') == View::npos) return value;
-  value = value.replace(ZtbString("%27", true), ZtbString("'", true), 0, -1)
-              .replace(ZtbString("%2C", true), ZtbString(",", true), 0, -1);
-  if (value.isNull()) throw std::bad_alloc();
-  return value;
+  return ztbOrThrow(value.replace(ZtbString("%27", true), ZtbString("'", true), 0, -1)
+                        .replace(ZtbString("%2C", true), ZtbString(",", true), 0, -1));
 }
 
 // False, with a report, if the column is refused. The character behind the value is taken for its
