@@ -159,14 +159,17 @@ bool ZtbAutoSingleton::initialize(bool* created) {
   if (isEmpty(name)) return false;
   AutoSingletonRecord* record = findRecord(name);
   bool const isNew = record == nullptr;
-  if (isNew && (record = addRecord(name)) == nullptr) return false;
-  if (isNew) try {
+  if (isNew) {
+    record = addRecord(name);
+    if (record == nullptr) return false;
+    try {
       record->lock = ztLockCreate(0, 0);
       record->instance = createInstance();
     } catch (...) {
       removeRecord(record);
       throw;
     }
+  }
   ++record->refCount;
   if (created != nullptr) *created = isNew;
   mInstance = record->instance;
