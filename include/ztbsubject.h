@@ -3,9 +3,10 @@
 // The process subject: the one authenticated user on whose behalf the process works.
 //
 //   ZtbString error;
-//   if (!ztbSubjectAuthenticate("kim", password, nullptr, &error)) fail(error);
+//   if (!ztbSubjectAuthenticate(ZtbString("kim", true), password, nullptr, &error)) fail(error);
 //   ZtbString user, secret;
-//   if (ztbSubjectCredentials("SALES", user, secret, &error)) connect(user, secret);
+//   ZtbString const domain("SALES", true);
+//   if (ztbSubjectCredentials(domain, user, secret, &error)) connect(user, secret);
 //   ztbSubjectRelease();  // at the end of the work
 //
 // The subject lives as long as somebody has a reference to it: one comes with the login, one with
