@@ -144,17 +144,17 @@ bool Pool::create(SharedBufferManagerImpl* manager, bool isInput, int count, int
   if (count <= 0) return true;
   auto const size = static_cast<std::size_t>(count);
   mBuffers.reset(new (std::nothrow) Buffer[size]);
-  if (mBuffers == nullptr) return false;
+  // In front of the buffers, which may take all the memory that is left.
+  mFree.reset(new (std::nothrow) bool[size]);
+  if (mBuffers == nullptr || mFree == nullptr) return false;
   while (mCount < count) {
     Buffer& buffer = mBuffers[static_cast<std::size_t>(mCount)];
     buffer.reset(new (std::nothrow) SharedBufferImpl(manager, isInput, rows, columns));
     if (buffer == nullptr) break;
     ++mCount;
   }
-  mFree.reset(new (std::nothrow) bool[size]);
-  if (mCount == 0 || mFree == nullptr) return false;
   std::fill_n(mFree.get(), mCount, true);
-  return true;
+  return mCount > 0;
 }
 
 SharedBuffer* Pool::findFree() {

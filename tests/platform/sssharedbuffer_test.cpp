@@ -161,7 +161,7 @@ TEST_F(SharedBufferMemory, CreationFailsOrMakesSmallerPools) {
     }
     outcomes += std::to_string(input) + std::to_string(output) + " ";
   }
-  EXPECT_EQ("00 00 00 00 00 00 00 12 22 00 00 00 31 00 32 ", outcomes);
+  EXPECT_EQ("00 00 00 00 00 00 00 00 12 22 00 00 00 31 32 ", outcomes);
 }
 
 // Gives up with one answer.
