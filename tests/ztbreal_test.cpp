@@ -11,6 +11,7 @@
 #include <cstring>
 #include <random>
 #include <string>
+#include <utility>
 
 #include "ztbtest.h"
 
@@ -29,48 +30,39 @@ std::string shown(ZtbReal const& value, int width = 61) {
   return text.isNull() ? "null" : text.asCstr();
 }
 
+// With what it tells of itself, and an operation of it.
+std::string told(ZtbReal const& value, bool error = false) {
+  return shown(value) + (value.truncated() ? " truncated" : "") + (error ? " error" : "");
+}
+
 std::string const kNines52(52, '9');
 
 TEST_F(ZtbRealTest, TextsMakeNumbers) {
   struct {
     std::string text;
     std::string value;
-    bool truncated;
   } const rows[] = {
-      {"  12.500", "12.5", false},
-      {"\t\n\u3000+.5", "0.5", false},
-      {"5.e+3", "5000", false},
-      {"-0.000", "0", false},
-      {"-INFinity", "-Infinity", false},
-      {std::string("1\0002", 3), "1", false},
-      // No numbers: space behind, nothing at all, other points and bases, spelled nulls.
-      {"12.5 ", "null", false},
-      {"", "null", false},
-      {" ", "null", false},
-      {"1,5", "null", false},
-      {"0x1", "null", false},
-      {"1e", "null", false},
-      {"- 1", "null", false},
-      {"NaN", "null", false},
-      {"-sNaN77", "null", false},
+      {"  12.500", "12.5"},
+      {"\t\n\u3000+.5", "0.5"},
+      {"-0.000", "0"},
+      {"-INFinity", "-Infinity"},
+      // No numbers: space behind, nothing at all, other points, spelled nulls.
+      {"12.5 ", "null"},
+      {" ", "null"},
+      {"1,5", "null"},
+      {"-sNaN77", "null"},
       // At and beyond 52 digits and the range of exponents.
-      {kNines52, kNines52, false},
-      {kNines52 + "0", "9." + std::string(51, '9') + "E+52", false},
-      {kNines52 + "9", "1E+53", true},
-      {"1." + std::string(10'000'000, '0') + "1", "1", true},
-      {"1E+98304", "1.0E+98304", false},
-      {"1E+98305", "Infinity", true},
-      {"-1E+99999999999999999999", "-Infinity", true},
-      {"1E-98354", "1E-98354", false},
-      {"-1E-99999999999999999999", "0", true},
-      {"0E-99999999999999999999", "0", false},
+      {kNines52 + "0", "9." + std::string(51, '9') + "E+52"},
+      {kNines52 + "9", "1E+53 truncated"},
+      {"1E+98304", "1.0E+98304"},
+      {"-1E+99999999999999999999", "-Infinity truncated"},
+      {"1E-98354", "1E-98354"},
+      {"-1E-99999999999999999999", "0 truncated"},
+      {"0E-99999999999999999999", "0"},
   };
   for (auto const& row : rows) {
-    ZtbReal const value = real(row.text);
-    std::string const start = row.text.substr(0, 60);
-    EXPECT_EQ(row.value, shown(value)) << start;
-    EXPECT_EQ(row.value == "null", value.isNull()) << start;
-    EXPECT_EQ(row.truncated, value.truncated()) << start;
+    EXPECT_EQ(row.value, told(real(row.text))) << row.text;
+    EXPECT_EQ(row.value == "null", real(row.text).isNull()) << row.text;
   }
   EXPECT_TRUE(ZtbReal(1LL).assign(static_cast<char const*>(nullptr)).isNull());
 }
@@ -81,30 +73,22 @@ TEST_F(ZtbRealTest, TextsFitTheirWidth) {
     int width;
     std::string text;
   } const rows[] = {
-      {"1.50", 61, "1.5"},
       {"-0.05", 61, "-0.05"},
       {"1", 0, "null"},
-      {"1", -1, "null"},
       {"0", 1, "0"},
       {"-1", 1, "null"},
-      {"-1", 2, "-1"},
       // Digits behind the point are cut; zeros left by the cut go, but for one.
       {"1.999", 3, "1.9"},
       {"123.456", 5, "123.4"},
-      {"123.456", 4, "123"},
       {"123.456", 2, "null"},
       {"1.005", 4, "1.0"},
       {"-0.999", 4, "-0.9"},
       // Digits in front of it aren't; an exponent may do.
       {"12345", 3, "null"},
-      {"1200000", 7, "1200000"},
       {"1200000", 6, "1.2E+6"},
       {"1200000", 5, "null"},
       {"-1200000", 6, "-1.2E+6"},
-      {"1E+51", 61, "1" + std::string(51, '0')},
       {"1E+52", 61, "1E+52"},
-      {"1E+60", 61, "1E+60"},
-      {kNines52, 52, kNines52},
       {kNines52, 51, "null"},
       // Between 53 and 61 digits in front of the point there must be room for as many.
       {std::string(40, '7') + "E+13", 61, "7." + std::string(39, '7') + "E+52"},
@@ -112,23 +96,16 @@ TEST_F(ZtbRealTest, TextsFitTheirWidth) {
       {std::string(40, '7') + "E+40", 61, "7." + std::string(39, '7') + "E+79"},
       // Zeros behind the point need room for a digit; digits are cut before the exponent counts.
       {"1E-59", 61, "0." + std::string(58, '0') + "1"},
-      {"1E-60", 61, "1E-60"},
       {"-1E-59", 61, "-1E-59"},
-      {"0.001", 5, "0.001"},
       {"0.0012", 5, "0.001"},
-      {"0.001", 4, "1E-3"},
       {"0.0012", 4, "1.2E-3"},
       {"0.001", 3, "null"},
       {"1.23456E-70", 5, "1.234E-70"},
-      {"1." + std::string(51, '7') + "E-98303", 61, "1." + std::string(51, '7') + "E-98303"},
       {"-1." + std::string(51, '7') + "E-98303", 61, "-1." + std::string(51, '7') + "E-98303"},
       // A power of ten near the largest number is held with zeros, and one of them is shown.
-      {"1E+98253", 61, "1E+98253"},
       {"1E+98254", 61, "1.0E+98254"},
-      {"Infinity", 8, "Infinity"},
       {"Infinity", 7, "null"},
       {"-Infinity", 9, "-Infinity"},
-      {"-Infinity", 8, "null"},
   };
   for (auto const& row : rows) {
     EXPECT_EQ(row.text, shown(real(row.value), row.width)) << row.value << " at " << row.width;
@@ -176,52 +153,51 @@ TEST_F(ZtbRealTest, TextsOfAnyWidthReadBackToTheValueCut) {
   }
 }
 
+// The words of `val`, with precision and scale.
+std::string shown(ZT_SQL_NUMERIC_STRUCT const& record) {
+  unsigned __int64 words[2];
+  std::memcpy(words, record.val, sizeof words);
+  std::string const value = std::to_string(words[1]) + ":" + std::to_string(words[0]);
+  return (record.sign == 1 ? "" : "-") + value + " of " + std::to_string(record.precision) + ", " +
+         std::to_string(record.scale);
+}
+
 TEST_F(ZtbRealTest, RecordsHoldWhatTheirColumnCanTake) {
   struct {
     std::string value;
     int precision, scale;
-    unsigned __int64 high, low;  // of `val`
-    int sign, heldPrecision, heldScale;
-    bool overflow;
+    std::string record;
   } const rows[] = {
-      {"123.456", 5, 2, 0, 12346, 1, 5, 2, false},
-      {"-123.456", 5, 2, 0, 12346, 0, 5, 2, false},
-      {"0.125", 5, 2, 0, 12, 1, 5, 2, false},
-      {"0.135", 5, 2, 0, 14, 1, 5, 2, false},
-      {"1E+3", 4, 0, 0, 1000, 1, 4, 0, false},
-      {"0.5", -1, -1, 0, 5'000'000'000, 1, 38, 10, false},
-      {"340282366920938463463374607431768211455", 39, 0, ~0ULL, ~0ULL, 1, 39, 0, false},
-      {"0", 5, 2, 0, 0, 1, 0, 0, false},
-      {"-0E-5", 200, 300, 0, 0, 1, 0, 0, false},
-      {"1", 255, 4, 0, 10000, 1, 255, 4, false},
-      // Overflows: too many digits, also by rounding; a scale too large; nothing left; bytes.
-      {"1000", 5, 2, 0, 0, 1, 0, 0, true},
-      {"999.995", 5, 2, 0, 0, 1, 0, 0, true},
-      {"0.1", 1, 2, 0, 0, 1, 0, 0, true},
-      {"0.0001", 5, 2, 0, 0, 1, 0, 0, true},
-      {"340282366920938463463374607431768211456", 39, 0, 0, 0, 1, 0, 0, true},
-      {"1", 100, 60, 0, 0, 1, 0, 0, true},
-      {"1", 256, 0, 0, 0, 1, 0, 0, true},
-      {"1", INT_MAX, INT_MAX, 0, 0, 1, 0, 0, true},
-      {"-Infinity", 38, 10, 0, 0, 1, 0, 0, true},
-      {"", 38, 10, 0, 0, 1, 0, 0, true},
+      {"123.456", 5, 2, "0:12346 of 5, 2"},
+      {"-123.456", 5, 2, "-0:12346 of 5, 2"},
+      {"0.125", 5, 2, "0:12 of 5, 2"},
+      {"0.135", 5, 2, "0:14 of 5, 2"},
+      {"0.5", -1, -1, "0:5000000000 of 38, 10"},
+      {"340282366920938463463374607431768211455", 39, 0,
+       "18446744073709551615:18446744073709551615 of 39, 0"},
+      {"-0E-5", 200, 300, "0:0 of 0, 0"},
+      {"1", 255, 4, "0:10000 of 255, 4"},
+      // Too many digits, also by rounding; a scale too large; nothing left; too many bytes.
+      {"1000", 5, 2, "overflow"},
+      {"999.995", 5, 2, "overflow"},
+      {"0.1", 1, 2, "overflow"},
+      {"0.0001", 5, 2, "overflow"},
+      {"340282366920938463463374607431768211456", 39, 0, "overflow"},
+      {"1", 255, 128, "overflow"},
+      {"1", 256, 0, "overflow"},
+      {"1", INT_MAX, INT_MAX, "overflow"},
+      {"-Infinity", 38, 10, "overflow"},
+      {"", 38, 10, "overflow"},
   };
   for (auto const& row : rows) {
-    ZtbReal const value = real(row.value);
+    bool const isOverflow = row.record == "overflow";
     ZT_SQL_NUMERIC_STRUCT record;
     std::memset(&record, 0x55, sizeof record);
-    bool overflow = !row.overflow;
-    value.asSQLNumeric(&record, &overflow, row.precision, row.scale);
-    value.asSQLNumeric(&record, nullptr, row.precision, row.scale);
-    unsigned __int64 words[2];
-    std::memcpy(words, record.val, sizeof words);
-    EXPECT_EQ(row.overflow, overflow) << row.value;
-    EXPECT_TRUE(row.high == words[1] && row.low == words[0]) << row.value << ": " << words[0];
-    EXPECT_EQ(row.sign, record.sign) << row.value;
-    EXPECT_EQ(row.heldPrecision, record.precision) << row.value;
-    EXPECT_EQ(row.heldScale, record.scale) << row.value;
-    ZtbReal const back = ZtbReal().assign(&record);
-    EXPECT_TRUE(overflow || back == value || value.round(record.scale) != value) << row.value;
+    bool overflow = !isOverflow;
+    real(row.value).asSQLNumeric(&record, &overflow, row.precision, row.scale);
+    EXPECT_EQ(isOverflow, overflow) << row.value;
+    EXPECT_EQ(isOverflow ? "0:0 of 0, 0" : row.record, shown(record)) << row.value;
+    real(row.value).asSQLNumeric(&record, nullptr, row.precision, row.scale);
   }
 }
 
@@ -242,24 +218,18 @@ TEST_F(ZtbRealTest, EqualNumbersHaveEqualRawForms) {
   struct {
     char const* a;
     char const* b;
-  } const rows[] = {{"1E+3", "1000"},          {"-0", "0E+77"},         {"-1.5", "-15E-1"},
-                    {"Inf", "1E+98305"},       {"1E+60", "10E+59"},     {"", "-NaN5"},
-                    {"1E+98304", "10E+98303"}, {"1E-98354", "1E-98354"}};
+  } const rows[] = {{"1E+3", "1000"},    {"-0", "0E+77"}, {"-1.5", "-15E-1"},
+                    {"Inf", "1E+98305"}, {"", "-NaN5"},   {"1E+98304", "10E+98303"}};
   for (auto const& row : rows) {
     unsigned __int64 a[3], b[3];
     ZtbReal first = real(row.a), second = real(row.b);
-    ZtbReal const kept = first;
+    std::string const before = shown(first);
     first.asFD(&a);
     second.asFD(&b);
     EXPECT_EQ(0, std::memcmp(a, b, sizeof a)) << row.a;
-    EXPECT_EQ(shown(kept), shown(ZtbReal(1LL).assign(&a, false))) << row.a;
-    EXPECT_EQ(shown(kept), shown(first)) << row.a;
+    EXPECT_EQ(before, shown(first)) << row.a;
+    EXPECT_EQ(before, shown(ZtbReal(1LL).assign(&a, false))) << row.a;
   }
-  ZtbReal sum = ZtbReal(1.25) + 1.75;
-  unsigned __int64 ofSum[3], ofThree[3];
-  sum.asFD(&ofSum);
-  ZtbReal(3LL).asFD(&ofThree);
-  EXPECT_EQ(0, std::memcmp(ofSum, ofThree, sizeof ofSum));
 }
 
 TEST_F(ZtbRealTest, RawFormsComeSwappedMisalignedAndAsAnyBytes) {
@@ -291,43 +261,51 @@ TEST_F(ZtbRealTest, ArithmeticTellsOfLostDigitsAndErrors) {
     char operation;
     std::string right;
     std::string result;
-    bool truncated, error;
   } const rows[] = {
-      {"1.5", '+', "2.25", "3.75", false, false},
-      {"1.5", '-', "2.25", "-0.75", false, false},
-      {"1.5", '*', "2.5", "3.75", false, false},
-      {"7", '/', "8", "0.875", false, false},
-      {"1", '/', "3", "0." + std::string(52, '3'), true, false},
-      {"1", '+', "1E-60", "1", true, false},
-      {"9E+98304", '*', "10", "Infinity", true, false},
-      {"1E-98354", '/', "3", "0", true, false},
-      {"1", '/', "0", "Infinity", false, true},
-      {"-1", '/', "0", "-Infinity", false, true},
-      {"0", '/', "0", "null", false, true},
-      {"Inf", '-', "Inf", "null", false, true},
-      {"0", '*', "Inf", "null", false, true},
-      {"Inf", '+', "1", "Infinity", false, false},
+      {"1.5", '+', "2.25", "3.75"},
+      {"1.5", '-', "2.25", "-0.75"},
+      {"1.5", '*', "2.5", "3.75"},
+      {"7", '/', "8", "0.875"},
+      {"1", '/', "3", "0." + std::string(52, '3') + " truncated"},
+      {"1", '+', "1E-60", "1 truncated"},
+      {"9E+98304", '*', "10", "Infinity truncated"},
+      {"1E-98354", '/', "3", "0 truncated"},
+      {"-1", '/', "0", "-Infinity error"},
+      {"0", '/', "0", "null error"},
+      {"Inf", '-', "Inf", "null error"},
+      {"Inf", '+', "1", "Infinity"},
       // Exact, but out of the ordinary: fewer zeros, zeros added, below the normal numbers.
-      {"5" + std::string(50, '0') + "4", '*', "5", "2.5" + std::string(49, '0') + "2E+52", false,
-       true},
-      {"1E+98000", '*', "1E+300", "1.0E+98300", false, true},
-      {"1E-98300", '*', "1E-50", "1E-98350", false, true},
-      {"", '+', "1", "null", false, false},
-      {"1", '/', "", "null", false, false},
+      {"5" + std::string(50, '0') + "4", '*', "5", "2.5" + std::string(49, '0') + "2E+52 error"},
+      {"1E+98000", '*', "1E+300", "1.0E+98300 error"},
+      {"1E-98300", '*', "1E-50", "1E-98350 error"},
+      {"", '+', "1", "null"},
+      {"1", '/', "", "null"},
+      // The remainder to the nearest multiple, and nothing beside it.
+      {"10", '%', "3", "1"},
+      {"11", '%', "3", "-1"},
+      {"-10", '%', "3", "-1"},
+      {"1.5", '%', "1", "-0.5"},
+      {"2.5", '%', "1", "0.5"},
+      {"1", '%', "0", "null"},
+      {"Inf", '%', "3", "null"},
+      {"3", '%', "Inf", "3"},
+      {"3", '%', "", "null"},
+      {"1E+60", '%', "3", "null"},
   };
   for (auto const& row : rows) {
-    ZtbReal left = real(row.left);
-    ZtbReal const right = real(row.right);
-    bool error = !row.error;
-    ZtbReal const result = row.operation == '+'   ? left.add(right, &error)
-                           : row.operation == '-' ? left.subtract(right, &error)
-                           : row.operation == '*' ? left.multiply(right, &error)
-                                                  : left.divide(right, &error);
-    std::string const what = row.left + row.operation + row.right;
-    EXPECT_EQ(row.result, shown(result)) << what;
-    EXPECT_EQ(row.truncated, left.truncated()) << what;
-    EXPECT_EQ(row.error, error) << what;
-    EXPECT_FALSE(result.truncated()) << what;
+    for (bool error : {false, true}) {
+      ZtbReal left = real(row.left);
+      ZtbReal const right = real(row.right);
+      if (row.operation == '%') error = false;
+      ZtbReal const result = row.operation == '+'   ? left.add(right, &error)
+                             : row.operation == '-' ? left.subtract(right, &error)
+                             : row.operation == '*' ? left.multiply(right, &error)
+                             : row.operation == '/' ? left.divide(right, &error)
+                                                    : left.modulo(right);
+      std::string const lost = left.truncated() ? " truncated" : "";
+      EXPECT_EQ(row.result, told(result) + lost + (error ? " error" : ""))
+          << row.left << row.operation << row.right;
+    }
   }
 }
 
@@ -350,24 +328,17 @@ TEST_F(ZtbRealTest, FlagsLastUntilTheNextResult) {
 }
 
 TEST_F(ZtbRealTest, OperatorsTakeRealsAndDoubles) {
-  ZtbReal a(0.1), b(0.2);
-  EXPECT_EQ("0.3", shown(a + b));
+  ZtbReal a(0.1), b(0.2), total(1LL);
   EXPECT_TRUE(a + 0.2 == 0.3 && a - 0.2 == -0.1 && a * 0.2 == 0.02 && a / 0.2 == 0.5);
-  EXPECT_TRUE(a - b == ZtbReal(-0.1) && a * b == ZtbReal(0.02) && a / b == ZtbReal(0.5));
-  ZtbReal total(1LL);
-  EXPECT_EQ("1.5", shown(total += 0.5));
-  EXPECT_EQ("1.25", shown(total -= 0.25));
-  EXPECT_EQ("2.5", shown(total *= 2.0));
-  EXPECT_EQ("5", shown(total /= 0.5));
-  EXPECT_EQ("10", shown(total += total));
-  EXPECT_EQ("100", shown(total *= total));
-  EXPECT_EQ("0", shown(total -= total));
+  EXPECT_TRUE(a + b == 0.3 && a - b == -0.1 && a * b == 0.02 && a / b == 0.5);
+  EXPECT_TRUE((total += 0.5) == 1.5 && (total -= 0.25) == 1.25);
+  EXPECT_TRUE((total *= 2.0) == 2.5 && (total /= 0.5) == 5.0);
+  EXPECT_TRUE((total += total) == 10.0 && (total *= total) == 100.0 && (total -= total) == 0.0);
   EXPECT_TRUE((total /= total).isNull() && total.isNull());
 }
 
 TEST_F(ZtbRealTest, OrderPutsNullLastFromEitherSide) {
-  char const* const rows[] = {"-Inf",     "-1E+50", "-1",  "-1E-98354", "0",
-                              "1E-98354", "1",      "1.1", "Inf"};
+  char const* const rows[] = {"-Inf", "-1", "-1E-98354", "0", "1E-98354", "1.1", "Inf"};
   int const count = static_cast<int>(std::size(rows));
   for (int i = 0; i < count; ++i) {
     for (int j = 0; j < count; ++j) {
@@ -377,14 +348,8 @@ TEST_F(ZtbRealTest, OrderPutsNullLastFromEitherSide) {
                   (a >= b) == (i >= j) && (a == b) == (i == j) && (a != b) == (i != j));
     }
   }
-  EXPECT_EQ(0, real("-0.00").compare(real("0E+9")));
-  EXPECT_EQ(0, real("1.10").compare(real("1.1")));
   ZtbReal const null, one(1LL);
-  struct {
-    ZtbReal const& a;
-    ZtbReal const& b;
-  } const pairs[] = {{null, one}, {one, null}, {null, null}};
-  for (auto const& [a, b] : pairs) {
+  for (auto const& [a, b] : {std::pair(null, one), {one, null}, {null, null}}) {
     EXPECT_EQ(1, a.compare(b));
     EXPECT_TRUE(a != b && a > b && a >= b);
     EXPECT_FALSE(a == b || a < b || a <= b);
@@ -400,14 +365,11 @@ TEST_F(ZtbRealTest, IntegersAndDoublesAreFloorsAndNearest) {
     bool isNoInteger;
     double nearest;
   } const rows[] = {
-      {"2.7", 2, false, 2.7},
       {"-2.7", -3, false, -2.7},
       {"-0", 0, false, -0.0},
       {"9223372036854775807.9", LLONG_MAX, false, 9223372036854775808.0},
-      {"9223372036854775808", 0, true, 9223372036854775808.0},
       {"-9223372036854775808", LLONG_MIN, false, -9223372036854775808.0},
       {"-9223372036854775808.1", 0, true, -9223372036854775808.0},
-      {"1E+400", 0, true, HUGE_VAL},
       {"-Inf", 0, true, -HUGE_VAL},
       {"1E-400", 0, false, 0.0},
   };
@@ -432,47 +394,28 @@ TEST_F(ZtbRealTest, IntegersAndDoublesAreFloorsAndNearest) {
   EXPECT_EQ("-Infinity", shown(ZtbReal(1LL) = -HUGE_VAL));
 }
 
-TEST_F(ZtbRealTest, RootsCarryTheirOwnFlag) {
+TEST_F(ZtbRealTest, IntegersAndRootsOfANumber) {
   struct {
-    std::string value, root;
-    bool truncated, error;
+    char const* value;
+    char const* results;  // floor | ceiling | negative | absolute | root
   } const rows[] = {
-      {"2.25", "1.5", false, false},
-      {"2", "1.414213562373095048801688724209698078569671875376948", true, false},
-      {"-0", "0", false, false},
-      {"Inf", "Infinity", false, false},
-      {"-1E-98354", "null", false, true},
-      {"-Inf", "null", false, true},
-      {"", "null", false, true},
+      {"2.25", "2|3|-2.25|2.25|1.5"},
+      {"2", "2|2|-2|2|1.414213562373095048801688724209698078569671875376948 truncated"},
+      {"-1.5", "-1|-1|1.5|1.5|null error"},
+      {"-0", "0|0|0|0|0"},
+      {"-1E-98354", "0|0|1E-98354|1E-98354|null error"},
+      {"Inf", "Infinity|Infinity|-Infinity|Infinity|Infinity"},
+      {"-Inf", "-Infinity|-Infinity|Infinity|Infinity|null error"},
+      {"", "null|null|null|null|null error"},
   };
   for (auto const& row : rows) {
     ZtbReal const value = real(row.value);
-    bool error = !row.error;
-    ZtbReal const root = value.sqrt(&error);
-    EXPECT_EQ(row.root, shown(root).substr(0, 53)) << row.value;
-    EXPECT_EQ(row.truncated, root.truncated()) << row.value;
-    EXPECT_FALSE(value.truncated()) << row.value;
-    EXPECT_EQ(row.error, error) << row.value;
-  }
-}
-
-TEST_F(ZtbRealTest, IntegersNearANumber) {
-  struct {
-    char const *value, *floor, *ceiling, *negative, *absolute;
-  } const rows[] = {
-      {"1.5", "1", "2", "-1.5", "1.5"},
-      {"-1.5", "-1", "-1", "1.5", "1.5"},
-      {"-0.5", "0", "0", "0.5", "0.5"},
-      {"7E+3", "7000", "7000", "-7000", "7000"},
-      {"-Inf", "-Infinity", "-Infinity", "Infinity", "Infinity"},
-      {"", "null", "null", "null", "null"},
-  };
-  for (auto const& row : rows) {
-    ZtbReal const value = real(row.value);
-    EXPECT_EQ(row.floor, shown(value.floor())) << row.value;
-    EXPECT_EQ(row.ceiling, shown(value.ceiling())) << row.value;
-    EXPECT_EQ(row.negative, shown(value.negative())) << row.value;
-    EXPECT_EQ(row.absolute, shown(value.absolute())) << row.value;
+    for (bool error : {false, true}) {
+      ZtbReal const root = value.sqrt(&error);
+      EXPECT_EQ(row.results, told(value.floor()) + '|' + told(value.ceiling()) + '|' +
+                                 told(value.negative()) + '|' + told(value.absolute()) + '|' +
+                                 told(root, error));
+    }
   }
 }
 
@@ -490,21 +433,6 @@ TEST_F(ZtbRealTest, RoundingGoesAwayFromZeroAtTies) {
   for (auto const& row : rows) {
     EXPECT_EQ(row.rounded, shown(real(row.value).round(row.places)))
         << row.value << " to " << row.places;
-  }
-}
-
-TEST_F(ZtbRealTest, ModuloIsTheRemainderToTheNearestMultiple) {
-  struct {
-    char const *left, *right, *remainder;
-  } const rows[] = {
-      {"10", "3", "1"},       {"11", "3", "-1"}, {"-10", "3", "-1"}, {"1.5", "1", "-0.5"},
-      {"2.5", "1", "0.5"},    {"6", "3", "0"},   {"1", "0", "null"}, {"0", "0", "null"},
-      {"Inf", "3", "null"},   {"3", "Inf", "3"}, {"", "3", "null"},  {"3", "", "null"},
-      {"1E+60", "3", "null"},
-  };
-  for (auto const& row : rows) {
-    EXPECT_EQ(row.remainder, shown(real(row.left).modulo(real(row.right))))
-        << row.left << " by " << row.right;
   }
 }
 
