@@ -4,14 +4,12 @@
 
 #include "ztbdatavar.h"
 
-#include <gtest/gtest.h>
-#include <sys/resource.h>
-
 #include <string>
 
 #include "ztbdate_p.h"
 #include "ztbmempool.h"
 #include "ztbmempool_p.h"
+#include "ztbtest.h"
 
 namespace {
 
@@ -32,28 +30,12 @@ TEST_F(ZtbDatavarPrivate, DatesFollowTheProcessWideForm) {
 }
 
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-// Lets no large block be had until it goes.
-class MemoryLimit {
- public:
-  MemoryLimit() {
-    getrlimit(RLIMIT_AS, &mOld);
-    rlimit const limit{1 << 20, mOld.rlim_max};
-    setrlimit(RLIMIT_AS, &limit);
-  }
-  MemoryLimit(MemoryLimit const&) = delete;
-  MemoryLimit& operator=(MemoryLimit const&) = delete;
-  ~MemoryLimit() { setrlimit(RLIMIT_AS, &mOld); }
-
- private:
-  rlimit mOld{};
-};
-
 TEST_F(ZtbDatavarPrivate, AValueThatFindsNoRoomLeavesNull) {
   std::string const large(std::size_t{64} << 20, 'x');
   ZtbDatavar text, shared;
   text.assign(large.c_str());
   shared = text;
-  MemoryLimit const limit;
+  ztbtest::Limit const limit(RLIMIT_AS, 1 << 20);
   EXPECT_TRUE(ZtbDatavar().assign(7).assign(large.c_str()).isNull());
   EXPECT_TRUE(ZtbDatavar().assign(ztbTypeUnknown, large.data(), 64u << 20).isNull());
   shared.truncate(1 << 25, -1);
@@ -67,7 +49,7 @@ TEST_F(ZtbDatavarPrivate, SetTypeTellsThatTheOldValueStayed) {
   ZtbDatavar number, shared;
   number.assign(7);
   shared = number;
-  MemoryLimit const limit;
+  ztbtest::Limit const limit(RLIMIT_AS, 1 << 20);
   // No body is left for a value of its own.
   for (void* taken = nullptr; ZtbMemPool::getBytes(64, &taken);) {
   }
