@@ -10,7 +10,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <filesystem>
 #include <functional>
 #include <random>
@@ -44,19 +43,29 @@ std::string said(ZtbEmail& mail) {
   return message.substr(group.size(), end - group.size()) + message.substr(end + noText.size());
 }
 
-// Mails go through the folder `temp`, and commands leave what they have to say beside it.
+// Mails go through the folder `temp`, and commands leave what they have to say beside it. Only a
+// program that still runs may keep two files there, and a descriptor; no test leaves a zombie.
 class ZtbEmailTest : public ztbtest::LibraryTest {
  protected:
   ZtbEmailTest() { std::filesystem::create_directory(temp); }
+  void TearDown() override {
+    EXPECT_GE(mDescriptors + running, entries("/proc/self/fd"));
+    EXPECT_EQ(2 * running, entries(temp));
+    EXPECT_GE(0, waitpid(-1, nullptr, WNOHANG));
+    LibraryTest::TearDown();
+  }
 
   void prepare(ZtbEmail& mail, std::string const& command) {
     ASSERT_TRUE(mail.initialize(str(temp), str(command))) << mail.getErrorMessage().asCstr();
     mail.setTo(ZtbString("ops@example.com", true));
     mail.setSubject(ZtbString("Load", true));
   }
-  // The command that keeps the mail, and the mail that it has kept.
+  // The command that keeps the mail, and the mail that it kept.
   std::string keep() const { return "cat '%B' > " + folder.path("sent"); }
-  std::string kept() const { return readFile(folder.path("sent")); }
+  std::string sent(ZtbEmail& mail) const {
+    EXPECT_TRUE(mail.sendMail()) << mail.getErrorMessage().asCstr();
+    return readFile(folder.path("sent"));
+  }
 
   std::string random(std::size_t size) {
     std::string bytes(size, '\0');
@@ -66,9 +75,11 @@ class ZtbEmailTest : public ztbtest::LibraryTest {
 
   TempFolder const folder;
   std::string const temp = folder.path("temp");
+  std::size_t running = 0;
 
  private:
   std::minstd_rand mRandom{11};
+  std::size_t const mDescriptors = entries("/proc/self/fd");
 };
 
 // A mail of header lines only.
@@ -93,56 +104,31 @@ std::string attached(std::string const& name) {
 }
 
 TEST_F(ZtbEmailTest, TheTextIsExactlyThis) {
-  std::string const longValue(2000, 'x');
-  struct {
-    char const* from;
-    std::string subject;
-    std::vector<std::string> messages;
-    std::vector<std::pair<std::string, std::string>> files;
-    std::string expected;
-  } const rows[] = {
-      {nullptr, "Load", {}, {}, "Subject: Load\r\n"},
-      {"", "", {}, {}, "From: \r\nSubject: \r\n"},
-      {"me@example.com",
-       longValue,
-       {},
-       {},
-       "From: me@example.com\r\nSubject: " + longValue + "\r\n"},
-      {nullptr,
-       "Läuft",
-       {"a\nb\r\n.", "", "ä\n"},
-       {},
-       std::string("Subject: =?UTF-8?B?TMOkdWZ0?=\r\n") + kHead + kAscii + "a\nb\r\n.\r\n" +
-           kAscii + "\r\n" + kUtf8 + "w6QK\r\n" + kEnd},
-      {nullptr,
-       "\xFF",
-       {"\x80"},
-       {},
-       std::string("Subject: =?UTF-8?B?/w==?=\r\n") + kHead + kUtf8 + "gA==\r\n" + kEnd},
-      {nullptr,
-       "s",
-       {},
-       {{"empty", ""}, {"a/b/deep.bin", std::string("\0\1\2", 3)}},
-       std::string("Subject: s\r\n") + kHead + attached("empty") + attached("deep.bin") +
-           "AAEC\r\n" + kEnd},
-      {nullptr,
-       "s",
-       {},
-       {{"q\"b\\ \tä; name=x", "?"}},
-       std::string("Subject: s\r\n") + kHead + attached("q\\\"b\\\\ \tä; name=x") + "Pw==\r\n" +
-           kEnd},
-  };
-  for (auto const& row : rows) {
-    SCOPED_TRACE(row.expected.substr(0, 80));
-    ZtbEmail mail;
-    prepare(mail, keep());
-    if (row.from != nullptr) mail.setFrom(str(row.from));
-    mail.setSubject(str(row.subject));
-    for (auto const& message : row.messages) mail.addMessage(str(message));
-    for (auto const& [name, bytes] : row.files) mail.addAttachment(str(folder.write(name, bytes)));
-    EXPECT_TRUE(mail.sendMail()) << mail.getErrorMessage().asCstr();
-    EXPECT_EQ("To: ops@example.com\r\n" + row.expected, kept());
-  }
+  std::string const to = "To: ops@example.com\r\n", longValue(2000, 'x');
+  ZtbEmail mail;
+  prepare(mail, keep());
+  EXPECT_EQ(kPlain, sent(mail));
+  mail.setFrom(ZtbString("", true));
+  mail.setSubject(str(longValue));
+  EXPECT_EQ(to + "From: \r\nSubject: " + longValue + "\r\n", sent(mail));
+  mail.setFrom(ZtbString());
+  mail.setSubject(str("Läuft"));
+  for (char const* text : {"a\nb\r\n.", "", "ä\n"}) mail.addMessage(str(text));
+  EXPECT_EQ(to + "Subject: =?UTF-8?B?TMOkdWZ0?=\r\n" + kHead + kAscii + "a\nb\r\n.\r\n" + kAscii +
+                "\r\n" + kUtf8 + "w6QK\r\n" + kEnd,
+            sent(mail));
+  mail.clearMessages();
+  mail.setSubject(str("\xFF"));
+  mail.addMessage(str("\x80"));
+  EXPECT_EQ(to + "Subject: =?UTF-8?B?/w==?=\r\n" + kHead + kUtf8 + "gA==\r\n" + kEnd, sent(mail));
+  mail.clearMessages();
+  mail.setSubject(str(""));
+  mail.addAttachment(str(folder.write("empty", "")));
+  mail.addAttachment(str(folder.write("a/b/deep.bin", std::string("\0\1\2", 3))));
+  mail.addAttachment(str(folder.write("q\"b\\ \tä; name=x", "?")));
+  EXPECT_EQ(to + "Subject: \r\n" + kHead + attached("empty") + attached("deep.bin") + "AAEC\r\n" +
+                attached("q\\\"b\\\\ \tä; name=x") + "Pw==\r\n" + kEnd,
+            sent(mail));
 }
 
 // Around one line and around the block of lines that is made at once, from files and from a pipe
@@ -166,12 +152,10 @@ TEST_F(ZtbEmailTest, AttachmentsAreLinesOf76Characters) {
       }
       close(fd);
     });
-    bool const isSent = mail.sendMail();
-    writing.join();
-    EXPECT_TRUE(isSent) << mail.getErrorMessage().asCstr();
     EXPECT_EQ(std::string(kPlain) + kHead + attached("file") + lines + attached("file-pipe") +
                   lines + kEnd,
-              kept());
+              sent(mail));
+    writing.join();
   }
 }
 
@@ -208,8 +192,7 @@ TEST_F(ZtbEmailTest, WhatCantBeComposedRunsNoCommandAndIsWrittenAnewOnceItIsMend
     mail.setTo(str("ops@example.com"));
     mail.setFrom(ZtbString());
     mail.setSubject(str("Load"));
-    EXPECT_TRUE(mail.sendMail());
-    EXPECT_EQ(kPlain, kept());
+    EXPECT_EQ(kPlain, sent(mail));
     std::filesystem::remove(folder.path("sent"));
   }
 }
@@ -224,13 +207,6 @@ TEST_F(ZtbEmailTest, WithoutFilesOrACommandNothingIsSent) {
   EXPECT_FALSE(mail.initialize(str("/proc/no"), str(keep())));
   EXPECT_TRUE(contains(said(mail), "332: 1002, \"/proc/no\", \"No such file"));
   EXPECT_FALSE(mail.sendMail());
-  {
-    int const next = dup(0);
-    close(next);
-    ztbtest::Limit const oneMore(RLIMIT_NOFILE, static_cast<rlim_t>(next) + 1);
-    EXPECT_FALSE(mail.initialize(str(temp), str(keep()))) << "room for the first file only";
-  }
-  EXPECT_EQ(0u, entries(temp));
   for (ZtbString const& command : {ZtbString(), ZtbString("", true)}) {
     ASSERT_TRUE(mail.initialize(str(temp), command));
     EXPECT_FALSE(mail.sendMail());
@@ -276,10 +252,8 @@ TEST_F(ZtbEmailTest, WhatTheCommandDoesDecides) {
       {"printf 'half'; kill -9 $$", false, 9, ", \"half\""},
       {"printf 'a\\000b\\351c'", false, 0, ", \"a b\351c\""},
       {"echo '" + longLine + "'", false, 0, ""},
-      {"yes '" + longLine + "' | head -c 30000000", false, 0, ""},
       {"head -c 30000000 /dev/zero", false, 0, ""},
       {"yes '' | head -c 3000000", false, 0, ""},
-      {"for i in 1 2 3 4 5 6 7 8 9; do printf \"%0500d\" 0 | sed s/0/ä/g; done", false, 0, ""},
       {"echo", false, 0, "", true},
       {"/no/program", false, 127, "not found"},
       {"( exec >&- 2>&-; sleep 30 ) & exit 0", true, 0, ""},
@@ -314,28 +288,6 @@ TEST_F(ZtbEmailTest, AReportIsNeitherBrokenNorCutInsideACharacter) {
   }
 }
 
-TEST_F(ZtbEmailTest, FiveHundredMailsLeaveNothingBehind) {
-  std::string const file = folder.write("file", random(10'000));
-  ZtbEmail again;
-  prepare(again, "exit 0");
-  auto const send = [&](int i) {
-    ZtbEmail mail;
-    char const* const commands[] = {"exit 0", "echo no", "/no/program", "kill -9 $$", ""};
-    prepare(mail, commands[i % 5]);
-    mail.addMessage(str("Täglich"));
-    mail.addAttachment(str(i % 7 == 0 ? "/no/file" : file));
-    EXPECT_EQ(i % 5 == 0 && i % 7 != 0, mail.sendMail());
-    EXPECT_TRUE(again.sendMail());
-  };
-  send(0);
-  std::size_t const descriptors = entries("/proc/self/fd");
-  for (int i = 0; i < 250; ++i) send(i);
-  EXPECT_GE(descriptors, entries("/proc/self/fd"));
-  EXPECT_EQ(2u, entries(temp));
-  EXPECT_EQ(-1, waitpid(-1, nullptr, WNOHANG));
-  EXPECT_EQ(ECHILD, errno);
-}
-
 // The command sleeps longer than the wait, the first time only.
 TEST_F(ZtbEmailTest, AProgramThatStillRunsKeepsItsFilesAndOnlyThose) {
   std::string const mark = folder.path("mark");
@@ -349,8 +301,8 @@ TEST_F(ZtbEmailTest, AProgramThatStillRunsKeepsItsFilesAndOnlyThose) {
     EXPECT_TRUE(mail.sendMail());
     EXPECT_EQ(4u, entries(temp));
   }
-  EXPECT_EQ(2u, entries(temp));
   EXPECT_EQ(kPlain, readFile(file));
+  running = 1;
 }
 
 // Through a mail program and an SMTP server, which another implementation reads.
