@@ -212,6 +212,12 @@ void ZtbConfigOptionsImpl::noteLoss() {
   mHasLost = true;
 }
 
+bool ZtbConfigOptionsImpl::fail(ZtbString const& message) {
+  ZtLockHold const hold(optionsLock);
+  errorMessage = message;
+  return false;
+}
+
 bool ZtbConfigOptionsImpl::setOption(ZtbString const& key, ZtbString const& value) {
   return setOptionFrom(key, value, ZtbOptionOrigin::named(kApplication));
 }
@@ -282,17 +288,13 @@ bool ZtbConfigOptionsImpl::applyConfigFile(ZtbConfigFile& file) {
 bool ZtbConfigOptionsImpl::readConfigDirectory(ZtbString const& directory,
                                                ZtbString const& extension) {
   ZtbDirectoryListing listing;
-  if (!listing.init(directory, 1)) {
-    errorMessage = listing.getErrorMessage();
-    return false;
-  }
+  if (!listing.init(directory, 1)) return fail(listing.getErrorMessage());
   try {
     if (applyListed(listing, suffixOf(extension))) return true;
   } catch (std::bad_alloc const&) {
     noteLoss();
   }
-  errorMessage = ZtbString(kNoMemoryText, true);
-  return false;
+  return fail(ZtbString(kNoMemoryText, true));
 }
 
 bool ZtbConfigOptionsImpl::applyListed(ZtbDirectoryListing& listing, ZtbString const& suffix) {

@@ -78,6 +78,8 @@ class ZtbConfigOptionsImpl final : public ZtbConfigOptions {
   // False if an option found no memory; std::bad_alloc if something else did.
   bool applyListed(ZtbDirectoryListing& listing, ZtbString const& suffix);
   void insertOption(ZtbString const& key, ZtbString const& value, ZtbOptionOrigin const& origin);
+  // Keeps the message and gives false.
+  bool fail(ZtbString const& message);
 
   std::vector<Option> options;
   Index optionIndex;

@@ -264,6 +264,7 @@ void sharedStores(Worker& me) {
   me.holds(store->getOption(lit("threads/all"), &value) && isProof(value), shown(value), "a proof");
   me.holds(store->getOption(key, &value));
   me.same(value.asCstr(), text);
+  me.holds(!store->readConfigDirectory(str(me.path("absent")), lit("cfg")));
   for (unsigned i = 0; store->getOptionAt(i, &value, nullptr) && i < 8; ++i) {
     me.holds(!value.isNull());
   }
