@@ -41,9 +41,9 @@
 // dependency library before it loads it anew.
 //
 // Missing files, missing folders and lines without "=" are no failure, and a file that can't be
-// read counts as missing. A missing home, lack of memory for an option, an unusable message
-// database, a logging file that is missing, empty or wrong, and a dependency library that can't be
-// loaded or started are.
+// read counts as missing. A missing home, lack of memory for an option or to read a file, an
+// unusable message database, a logging file that is missing, empty or wrong, and a dependency
+// library that can't be loaded or started are.
 ZTB_API int ztbStartup(char const** errorMessage);
 
 // Queues a configuration file: a path relative to ETC and USER, or an absolute path, which is read

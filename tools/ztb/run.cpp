@@ -100,7 +100,10 @@ int run(Arguments const& arguments, std::vector<std::string> const& command) {
   ZtbExecute program;
   bool const isDone = execute(program, arguments, command);
   ZtbString const output = program.getOutputLog();
-  ZtbString const error = program.getErrorMessage();
+  ZtbString const message = program.getErrorMessage();
+  // Without memory for itself the program has no message.
+  bool const lacksReason = !isDone && message.isNull();
+  ZtbString const error = lacksReason ? ZtbString("there isn't enough memory", true) : message;
   if (arguments.json) printJson(isDone, output, error);
   bool const isShown = arguments.capture && !arguments.json && !output.isNull();
   std::string const shown = isShown ? printable(fromZtb(output)) : "";

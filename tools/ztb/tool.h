@@ -139,8 +139,11 @@ struct Release {
 template <class Object>
 using Owned = std::unique_ptr<Object, Release>;
 
+// Refuses a text for which there is no memory: null would mean something else.
 inline ZtbString toZtb(std::string const& text) {
-  return ZtbString(text.c_str(), false);
+  ZtbString const result(text.c_str(), false);
+  if (result.isNull()) throw Refused("there isn't enough memory");
+  return result;
 }
 inline std::string fromZtb(ZtbString const& text) {
   return text.asCstr();
