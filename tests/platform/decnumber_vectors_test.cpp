@@ -115,14 +115,6 @@ void binary(Value* result, Operands o, decContext* context) {
   Function(&result->decimal, &o[0]->decimal, &o[1]->decimal, context);
 }
 
-void fma(Value* result, Operands o, decContext* context) {
-  decSextFMA(&result->decimal, &o[0]->decimal, &o[1]->decimal, &o[2]->decimal, context);
-}
-
-void toIntegral(Value* result, Operands o, decContext* context) {
-  decSextToIntegralValue(&result->decimal, &o[0]->decimal, context, context->round);
-}
-
 void squareRoot(Value* result, Operands o, decContext* context) {
   decNumber number;
   decimal192ToNumber(&o[0]->decimal, &number);
@@ -133,26 +125,6 @@ void squareRoot(Value* result, Operands o, decContext* context) {
 void setExponent(Value* result, Operands o, decContext* context) {
   int const exponent = static_cast<int>(o[1]->integer);
   decSextSetExponent(decSextCopy(&result->decimal, &o[0]->decimal), context, exponent);
-}
-
-void fromText(Value* result, Operands o, decContext* context) {
-  decSextFromString(&result->decimal, o[0]->text, context);
-}
-
-void fromDouble(Value* result, Operands o, decContext* context) {
-  decSextFromDouble(&result->decimal, o[0]->real, context);
-}
-
-void toInt64(Value* result, Operands o, decContext* context) {
-  result->integer = decSextToInt64(&o[0]->decimal, context, context->round);
-}
-
-void toUInt32(Value* result, Operands o, decContext* context) {
-  result->integer = decSextToUInt32(&o[0]->decimal, context, context->round);
-}
-
-void toDouble(Value* result, Operands o, decContext* context) {
-  result->real = decSextToDouble(&o[0]->decimal, context, 0);
 }
 
 struct Operation {
@@ -166,7 +138,6 @@ constexpr Operation kOperations[] = {
     {"add", "dd", 'd', binary<decSextAdd>},
     {"sub", "dd", 'd', binary<decSextSubtract>},
     {"mul", "dd", 'd', binary<decSextMultiply>},
-    {"fma", "ddd", 'd', fma},
     {"div", "dd", 'd', binary<decSextDivide>},
     {"divint", "dd", 'd', binary<decSextDivideInteger>},
     {"rem", "dd", 'd', binary<decSextRemainder>},
@@ -176,14 +147,30 @@ constexpr Operation kOperations[] = {
     {"reduce", "d", 'd', unary<decSextReduce>},
     {"minus", "d", 'd', unary<decSextMinus>},
     {"abs", "d", 'd', unary<decSextAbs>},
-    {"toint", "d", 'd', toIntegral},
     {"sqrt", "d", 'd', squareRoot},
     {"setexp", "di", 'd', setExponent},
-    {"text", "t", 'd', fromText},
-    {"fromdouble", "f", 'd', fromDouble},
-    {"int64", "d", 'i', toInt64},
-    {"uint32", "d", 'i', toUInt32},
-    {"double", "d", 'f', toDouble},
+    {"fma", "ddd", 'd',
+     [](Value* r, Operands o, decContext* c) {
+       decSextFMA(&r->decimal, &o[0]->decimal, &o[1]->decimal, &o[2]->decimal, c);
+     }},
+    {"toint", "d", 'd',
+     [](Value* r, Operands o, decContext* c) {
+       decSextToIntegralValue(&r->decimal, &o[0]->decimal, c, c->round);
+     }},
+    {"text", "t", 'd',
+     [](Value* r, Operands o, decContext* c) { decSextFromString(&r->decimal, o[0]->text, c); }},
+    {"fromdouble", "f", 'd',
+     [](Value* r, Operands o, decContext* c) { decSextFromDouble(&r->decimal, o[0]->real, c); }},
+    {"int64", "d", 'i',
+     [](Value* r, Operands o, decContext* c) {
+       r->integer = decSextToInt64(&o[0]->decimal, c, c->round);
+     }},
+    {"uint32", "d", 'i',
+     [](Value* r, Operands o, decContext* c) {
+       r->integer = decSextToUInt32(&o[0]->decimal, c, c->round);
+     }},
+    {"double", "d", 'f',
+     [](Value* r, Operands o, decContext* c) { r->real = decSextToDouble(&o[0]->decimal, c, 0); }},
 };
 
 // --- cases --------------------------------------------------------------------------------------
