@@ -2,28 +2,15 @@
 //
 // Any text as attributes. Their number, names and values must come out as a plain walk over the
 // text gives them.
+// Aimed at src/ztbparse.cpp
 
 #include <algorithm>
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <string>
 
-#include "ztbmempool_p.h"
+#include "target.h"
 #include "ztbparse.h"
 #include "zturi.h"
 
 namespace {
-
-void require(bool holds, char const* what) {
-  if (holds) return;
-  std::fprintf(stderr, "attributes_fuzz: %s\n", what);
-  std::abort();
-}
-
-bool isSame(ZtbString const& a, ZtbString const& b) {
-  return a.compare(b, true) == 0;
-}
 
 ZtbString attributeOf(std::string const& piece) {
   ZtbString attribute(piece.c_str(), false), unescaped;
@@ -32,51 +19,43 @@ ZtbString attributeOf(std::string const& piece) {
 }
 
 // Where the first "=" outside brackets stands, or npos.
-std::size_t findSign(std::string const& attribute) {
-  int depths[2] = {0, 0};
-  for (std::size_t i = 0; i < attribute.size(); ++i) {
-    if (attribute[i] == '=' && depths[0] == 0 && depths[1] == 0) return i;
-    if (attribute[i] == '(') ++depths[0];
-    if (attribute[i] == ')') --depths[0];
-    if (attribute[i] == '{') ++depths[1];
-    if (attribute[i] == '}') --depths[1];
+std::size_t findSign(std::string const& text) {
+  int round = 0, curly = 0;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '=' && round == 0 && curly == 0) return i;
+    round += (text[i] == '(') - (text[i] == ')');
+    curly += (text[i] == '{') - (text[i] == '}');
   }
   return std::string::npos;
 }
 
 void checkAttribute(ZtbParse& attributes, int index, ZtbString const& whole) {
-  ZtbString name, value, expectedName;
-  require(attributes.getAttribute(index, &name, &value), "an attribute is refused");
+  ZtbString name, value, expected;
+  require(attributes.getAttribute(index, &name, &value));
   std::string const text = whole.asCstr();
   std::size_t const sign = findSign(text);
-  if (sign == std::string::npos) {
-    require(name.isNull() && isSame(value, whole), "an attribute without a sign is split");
-    return;
-  }
-  expectedName.assign(text.substr(0, sign).c_str());
-  expectedName.trim(true, true);
-  require(name.isNull() ? sign == 0 : isSame(name, expectedName), "another name");
-  bool const isEnd = sign + 1 == text.size();
-  require(value.isNull() == isEnd && value.asCstr() == text.substr(sign + 1), "another value");
+  if (sign == text.npos) return require(name.isNull() && value.compare(whole, true) == 0);
+  expected.assign(text.substr(0, sign).c_str());
+  expected.trim(true, true);
+  require(name.isNull() ? sign == 0 : name.compare(expected, true) == 0);
+  require(value.isNull() == (sign + 1 == text.size()) && value.asCstr() == text.substr(sign + 1));
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
-  static bool const isUp = ztbMemPoolStart();
-  require(isUp, "no pool");
-  std::string const text = std::string(reinterpret_cast<char const*>(data), size).c_str();
+  startPool();
+  std::string const text = textOf(data, size);
   ZtbParse parsed;
-  require(parsed.parse(ZtbString(text.c_str(), false)), "a parse fails");
+  require(parsed.parse(ZtbString(text.c_str(), false)));
   ZtbParse attributes(parsed);
   int count = 0;
-  for (std::size_t from = 0; from <= text.size();) {
-    std::size_t const end = std::min(text.find(';', from), text.size());
+  for (std::size_t from = 0, end = 0; from <= text.size(); from = end + 1) {
+    end = std::min(text.find(';', from), text.size());
     if (end > from) checkAttribute(attributes, count++, attributeOf(text.substr(from, end - from)));
-    from = end + 1;
   }
-  require(attributes.getAttributeCount() == count, "another number of attributes");
   ZtbString name, value;
-  require(!attributes.getAttribute(count, &name, &value), "an attribute too many");
+  require(attributes.getAttributeCount() == count &&
+          !attributes.getAttribute(count, &name, &value));
   return 0;
 }

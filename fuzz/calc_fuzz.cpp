@@ -2,22 +2,18 @@
 //
 // Any text as an expression. It is either calculated or refused at a place inside it, and comes to
 // the same in parentheses, with a sign before it that is taken back, and with wide spaces.
+// Aimed at tools/ztb/calc_expression.cpp
 
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
 #include <optional>
-#include <string>
 
 #include "calc_expression.h"
+#include "target.h"
 
 namespace {
 
-void require(bool holds) {
-  if (!holds) std::abort();
-}
+using tool::Calculation;
 
-std::optional<tool::Calculation> calculated(std::string const& expression) {
+std::optional<Calculation> calculated(std::string const& expression) {
   try {
     return tool::calculate(expression);
   } catch (tool::ExpressionError const& error) {
@@ -30,7 +26,7 @@ std::string withWideSpaces(std::string const& expression) {
   std::string result = " \n";
   for (char const c : expression) {
     bool const isOperator = std::string_view("*/(),").find(c) != std::string_view::npos;
-    result += isOperator ? std::string("\t") + c + " " : std::string(1, c);
+    result += isOperator ? std::string{'\t', c, ' '} : std::string{c};
   }
   return result;
 }
@@ -38,16 +34,15 @@ std::string withWideSpaces(std::string const& expression) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
-  std::string const expression(reinterpret_cast<char const*>(data), size);
+  std::string const expression = bytesOf(data, size);
   auto const plain = calculated(expression);
   auto const spaced = calculated(withWideSpaces(expression));
   require(plain.has_value() == spaced.has_value());
-  if (!plain.has_value()) return 0;
+  if (!plain) return 0;
   require(!plain->value.isNull() && plain->value == spaced->value);
   auto const enclosed = calculated("-(-(" + expression + "))");
-  if (!enclosed.has_value()) return 0;  // it was as deep as it may be
+  if (!enclosed) return 0;  // it was as deep as it may be
   require(enclosed->value == plain->value);
-  bool const isLossy = plain->lossAt != tool::Calculation::kNoLoss;
-  require(isLossy == (enclosed->lossAt != tool::Calculation::kNoLoss));
+  require((plain->lossAt == Calculation::kNoLoss) == (enclosed->lossAt == Calculation::kNoLoss));
   return 0;
 }

@@ -3,44 +3,32 @@
 // Compiled catalogs and the formats in them. Each input is read both ways: as a catalog, whose
 // texts are filled in wherever they fit, and as a format, which must come out as the C library
 // prints it if it is accepted.
+// Aimed at platform/linux/ztmsg13_catalog.cpp platform/linux/ztmsg13_format.cpp
 
-#include <algorithm>
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <string>
 
+#include "target.h"
 #include "ztmsg13_catalog.h"
 #include "ztmsg13_format.h"
 #include "ztmsg13_messages.h"
 
 namespace {
 
-void require(bool holds, char const* what) {
-  if (holds) return;
-  std::fprintf(stderr, "catalog_fuzz: %s\n", what);
-  std::abort();
-}
-
 void fillIn(char const* format, std::string_view types) {
   ztmsg13::Argument arguments[ztmsg13::kMaxArguments];
   for (std::size_t i = 0; i < types.size(); ++i) {
-    if (types[i] == 's') {
-      arguments[i].text = "t\xC3\xA9xt";
-    } else {
-      arguments[i].number = -7;
-    }
+    arguments[i].number = -7;
+    if (types[i] == 's') arguments[i].text = "t\xC3\xA9xt";
   }
   char buffer[64];
   ztmsg13::BoundedText text(buffer, sizeof(buffer));
   text.appendFormat(format, arguments);
-  require(std::strlen(buffer) == text.size(), "the text isn't terminated at its size");
+  require(std::strlen(buffer) == text.size());
 }
 
-void readAsCatalog(std::string bytes) {
+void readAsCatalog(std::string const& bytes) {
   ztmsg13::Catalog catalog;
-  if (!catalog.assign(std::move(bytes))) return;
+  if (!catalog.assign(std::string(bytes))) return;
   for (ZtMessage const& row : kZtMessages) {
     char const* const text = catalog.find(row.group, row.number);
     if (text != nullptr && ztmsg13::fits(text, row.arguments)) fillIn(text, row.arguments);
@@ -50,26 +38,23 @@ void readAsCatalog(std::string bytes) {
 void compareWithPrintf(char const* format) {
   ztmsg13::Signature signature;
   if (!ztmsg13::readSignature(format, signature)) return;
-  char const* const begin = signature.types;
-  if (std::any_of(begin, begin + signature.count, [](char type) { return type != 'i'; })) return;
-  char ours[512];
-  char theirs[sizeof(ours)];
+  std::string_view const types(signature.types, static_cast<std::size_t>(signature.count));
+  if (types.find_first_not_of('i') != types.npos) return;
+  char ours[512], theirs[sizeof(ours)];
   ztmsg13::Argument arguments[ztmsg13::kMaxArguments];
-  int const numbers[] = {0, -1, 2147483647, -2147483647 - 1, 10, 99, -100, 7, 42};
-  for (int i = 0; i < ztmsg13::kMaxArguments; ++i) arguments[i].number = numbers[i];
-  ztmsg13::BoundedText text(ours, sizeof(ours));
-  text.appendFormat(format, arguments);
-  int const length =
-      std::snprintf(theirs, sizeof(theirs), format, numbers[0], numbers[1], numbers[2], numbers[3],
-                    numbers[4], numbers[5], numbers[6], numbers[7], numbers[8]);
+  int const n[] = {0, -1, 2147483647, -2147483647 - 1, 10, 99, -100, 7, 42};
+  for (int i = 0; i < ztmsg13::kMaxArguments; ++i) arguments[i].number = n[i];
+  ztmsg13::BoundedText(ours, sizeof(ours)).appendFormat(format, arguments);
+  int const length = std::snprintf(theirs, sizeof(theirs), format, n[0], n[1], n[2], n[3], n[4],
+                                   n[5], n[6], n[7], n[8]);
   bool const fits = length >= 0 && static_cast<std::size_t>(length) < sizeof(theirs);
-  if (fits) require(std::strcmp(ours, theirs) == 0, "the C library prints it otherwise");
+  require(!fits || std::strcmp(ours, theirs) == 0);
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
-  std::string const bytes(reinterpret_cast<char const*>(data), size);
+  std::string const bytes = bytesOf(data, size);
   readAsCatalog(bytes);
   compareWithPrintf(bytes.c_str());
   return 0;

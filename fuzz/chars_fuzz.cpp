@@ -1,39 +1,31 @@
 // SPDX-License-Identifier: MIT
 //
 // Random bytes through the walk and every codec. The first byte chooses the encoding, the second
-// where the text is cut, the third the room for output; converted in pieces it must come out as in
+// the size of pieces, the third the room for output; converted in pieces a text must come out as in
 // one, and every way to count must agree.
+// Aimed at platform/linux/ztschr12.cpp platform/linux/ztschr12_codec.cpp
+// Aimed at platform/linux/ztschr12_iconv.cpp platform/linux/ztschr12_utf8.cpp
 
 #include <algorithm>
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
 #include <cstring>
-#include <string>
+#include <utility>
 
+#include "target.h"
 #include "ztschr12.h"
 #include "ztschr12_codec.h"
 #include "ztschr12_utf8.h"
 
 namespace {
 
-void require(bool condition) {
-  if (!condition) std::abort();
-}
-
-// The characters of [text, text + nBytes), all of which must be well-formed.
-std::size_t requireWellFormed(char const* text, std::size_t nBytes) {
+// The characters of a text, all of which must be well-formed.
+std::size_t requireWellFormed(std::string_view text) {
   std::size_t chars = 0;
-  for (std::size_t at = 0; at < nBytes; ++chars) {
-    NpPart const part = np_utf8_part(text + at, nBytes - at, true);
+  for (; !text.empty(); ++chars) {
+    NpPart const part = np_utf8_part(text.data(), text.size(), true);
     require(part.codePoint != np_uchar_illformed);
-    at += part.bytes;
+    text.remove_prefix(part.bytes);
   }
   return chars;
-}
-
-void checkRun(std::string const& bytes, NpUtf8Run run) {
-  require(requireWellFormed(bytes.data(), run.bytes) == run.chars);
 }
 
 void checkWalk(std::string const& bytes) {
@@ -44,11 +36,12 @@ void checkWalk(std::string const& bytes) {
   for (; np_uchar_toint(p, &width) != 0; p += width) ++chars;
   require(p == text + std::strlen(text));
   require(np_uchar_length(text) == chars && np_uchar_tell(text, p) == chars);
-  char* const middle = np_uchar_seek(text, static_cast<int>(chars / 2));
-  require(np_uchar_tell(text, middle) == chars / 2);
+  require(np_uchar_tell(text, np_uchar_seek(text, static_cast<int>(chars / 2))) == chars / 2);
   require(np_uchar_seek(text, static_cast<int>(chars) + 1) == nullptr);
-  checkRun(bytes, np_utf8_run(bytes.data(), bytes.size()));
-  checkRun(bytes, np_utf8_run_portable(bytes.data(), bytes.size()));
+  for (auto const run : {np_utf8_run, np_utf8_run_portable}) {
+    NpUtf8Run const front = run(bytes.data(), bytes.size());
+    require(requireWellFormed({bytes.data(), front.bytes}) == front.chars);
+  }
 }
 
 void checkCase(std::string const& bytes) {
@@ -62,15 +55,14 @@ void checkCase(std::string const& bytes) {
   require(order != 0 || np_uchar_ihash(text, seed) == np_uchar_ihash(lower.c_str(), seed));
 }
 
-// All of the input, the first `cut` bytes in a piece of their own.
+// All of the input, in pieces of `piece` bytes.
 template <class Convert>
-std::string converted(Convert convert, std::string const& input, std::size_t cut,
+std::string converted(Convert convert, std::string const& input, std::size_t piece,
                       std::size_t room) {
   std::string output, out(room, 'x');
   std::size_t at = 0;
-  bool isOpen = true;
-  while (isOpen) {
-    std::size_t const end = at < cut ? cut : input.size();
+  for (bool isOpen = true; isOpen;) {
+    std::size_t const end = std::min(at + piece, input.size());
     bool const last = end == input.size();
     NpCodecStep const step = convert(input.data() + at, end - at, out.data(), room, last);
     require(step.consumed <= end - at && step.produced <= room);
@@ -82,41 +74,37 @@ std::string converted(Convert convert, std::string const& input, std::size_t cut
   return output;
 }
 
-void checkDecoder(int encoding, std::string const& input, std::size_t cut, std::size_t room) {
+void checkDecoder(int encoding, std::string const& input, std::size_t piece, std::size_t room) {
   auto const decoder = NpDecoder::create(encoding);
-  auto const convert = [&](auto... piece) { return decoder->convert(piece...); };
-  std::string const whole = converted(convert, input, 0, 16 * input.size() + 64);
+  auto const convert = [&](auto... step) { return decoder->convert(step...); };
+  std::string const whole = converted(convert, input, input.size(), 16 * input.size() + 64);
   decoder->reset();
-  require(whole == converted(convert, input, cut, room));
-  requireWellFormed(whole.data(), whole.size());
+  require(whole == converted(convert, input, piece, room));
+  requireWellFormed(whole);
 }
 
-void checkEncoder(int encoding, std::string const& input, std::size_t cut, std::size_t room) {
+void checkEncoder(int encoding, std::string const& input, std::size_t piece, std::size_t room) {
   auto const encoder = NpEncoder::create(encoding);
   bool isAbsent = false;
-  auto const convert = [&](char const* in, std::size_t inBytes, char* out, std::size_t outBytes,
-                           bool last) {
-    if (isAbsent) return NpCodecStep{inBytes, 0};
-    return encoder->convert(in, inBytes, out, outBytes, last, &isAbsent);
+  auto const convert = [&](char const* in, std::size_t inBytes, auto... rest) {
+    return isAbsent ? NpCodecStep{inBytes, 0} : encoder->convert(in, inBytes, rest..., &isAbsent);
   };
-  std::string const whole = converted(convert, input, 0, 16 * input.size() + 64);
-  bool const wasAbsent = isAbsent;
-  isAbsent = false;
+  std::string const whole = converted(convert, input, input.size(), 16 * input.size() + 64);
+  bool const wasAbsent = std::exchange(isAbsent, false);
   encoder->reset();
-  require(whole == converted(convert, input, cut, room) && wasAbsent == isAbsent);
+  require(whole == converted(convert, input, piece, room) && wasAbsent == isAbsent);
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
   if (size < 3) return 0;
-  std::string const bytes(reinterpret_cast<char const*>(data) + 3, size - 3);
+  std::string const bytes = bytesOf(data, size, 3);
   int const encoding = data[0] % (np_enc_gbk + 1);
-  std::size_t const cut = std::min<std::size_t>(data[1], bytes.size());
-  std::size_t const room = 4u + data[2];
+  std::size_t const piece = data[1] == 0 ? bytes.size() : data[1];
   checkWalk(bytes);
   checkCase(bytes);
-  checkDecoder(encoding, bytes, cut, room);
-  checkEncoder(encoding, bytes, cut, room);
+  checkDecoder(encoding, bytes, piece, 4u + data[2]);
+  checkEncoder(encoding, bytes, piece, 4u + data[2]);
   return 0;
 }

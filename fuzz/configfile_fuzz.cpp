@@ -2,80 +2,68 @@
 //
 // Any bytes are a configuration file. What is read, written and read again is the same, and edits
 // in between touch no other entry.
+// Aimed at src/ztbconfigfile.cpp
 
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <sstream>
-#include <string>
 #include <utility>
 #include <vector>
 
+#include "target.h"
 #include "ztbconfigfile.h"
-#include "ztbmempool_p.h"
 
 namespace {
 
 using Pairs = std::vector<std::pair<std::string, std::string>>;
-
-void expect(bool holds) {
-  if (!holds) std::abort();
-}
-
-std::string fileName(char const* suffix) {
-  char const* const folder = std::getenv("TMPDIR");
-  return std::string(folder != nullptr ? folder : "/tmp") + "/configfile_fuzz." +
-         std::to_string(getpid()) + suffix;
-}
+using Texts = std::vector<std::string>;
 
 Pairs entriesOf(ZtbConfigFile& file) {
   Pairs pairs;
   ZtbString key, value;
-  for (bool more = file.getNextEntry(true, &key, &value); more;
-       more = file.getNextEntry(false, &key, &value)) {
+  for (bool first = true; file.getNextEntry(first, &key, &value); first = false) {
     pairs.emplace_back(key.asCstr(), value.asCstr());
   }
   return pairs;
 }
 
-std::string bytesOf(std::string const& path) {
-  std::ifstream file(path, std::ios::binary);
+std::string written(ZtbString const& path) {
+  std::ifstream file(path.asCstr(), std::ios::binary);
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
-std::vector<std::string> linesOf(std::string const& bytes) {
-  std::vector<std::string> lines;
+Texts linesOf(std::string const& bytes) {
+  Texts lines;
   std::istringstream text(bytes);
   for (std::string line; std::getline(text, line);) lines.push_back(line);
   return lines;
 }
 
 // Values rather than keys: what beats an earlier definition gives the key its spelling.
-std::vector<std::string> valuesOf(ZtbConfigFile& file) {
-  std::vector<std::string> values;
+Texts valuesOf(ZtbConfigFile& file) {
+  Texts values;
   for (auto const& [key, value] : entriesOf(file)) values.push_back(value);
   return values;
 }
 
 void checkRoundTrip(ZtbConfigFile& file, ZtbString const& path) {
-  expect(file.write(path));
-  std::string const bytes = bytesOf(path.asCstr());
+  require(file.write(path));
+  std::string const bytes = written(path);
   // A text that begins with the character of the byte-order mark loses it in the next reading.
-  if (bytes.compare(0, 3, "\xef\xbb\xbf") == 0) return;
+  if (bytes.starts_with("\xef\xbb\xbf")) return;
   ZtbConfigFile again;
-  expect(again.read(path) && again.write(path));
-  expect(linesOf(bytesOf(path.asCstr())).size() == linesOf(bytes).size());
-  expect(valuesOf(file) == valuesOf(again));
+  require(again.read(path) && again.write(path));
+  require(linesOf(written(path)).size() == linesOf(bytes).size());
+  require(valuesOf(file) == valuesOf(again));
 }
 
 // The lines that are no entries, trimmed, in their order. For plain ASCII only.
-std::vector<std::string> textLinesOf(std::string const& bytes) {
-  std::vector<std::string> texts;
+Texts textLinesOf(std::string const& bytes) {
+  Texts texts;
   char const blanks[] = " \t\v\f";
   for (std::string const& line : linesOf(bytes)) {
     std::size_t const begin = std::min(line.find_first_not_of(blanks), line.size());
@@ -86,10 +74,9 @@ std::vector<std::string> textLinesOf(std::string const& bytes) {
 }
 
 void checkTextLines(std::string const& in, std::string const& out) {
-  bool const isPlain = std::all_of(in.begin(), in.end(), [](char c) {
-    return static_cast<unsigned char>(c) < 0x80 && c != '\0' && c != '\r';
-  });
-  if (isPlain) expect(textLinesOf(in) == textLinesOf(out));
+  bool const isPlain =
+      std::all_of(in.begin(), in.end(), [](signed char c) { return c > 0 && c != '\r'; });
+  require(!isPlain || textLinesOf(in) == textLinesOf(out));
 }
 
 void checkEdits(ZtbConfigFile& file, ZtbString const& path) {
@@ -101,27 +88,24 @@ void checkEdits(ZtbConfigFile& file, ZtbString const& path) {
   ZtbConfigFile copy(file);
   file.deleteEntry(key);
   expected.erase(middle);
-  expect(entriesOf(file) == expected);
-  expect(file.read(path));
-  expect(file.write(path) && copy.write(path));
+  require(entriesOf(file) == expected);
+  require(file.read(path) && file.write(path) && copy.write(path));
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
-  static bool const isUp = ztbMemPoolStart();
-  expect(isUp);
-  std::string const path = fileName(".cfg");
-  std::ofstream(path, std::ios::binary)
-      .write(reinterpret_cast<char const*>(data), static_cast<std::streamsize>(size));
-  {
-    ZtbConfigFile file;
-    expect(file.read(ZtbString(path.c_str(), true)));
-    expect(file.write(ZtbString(path.c_str(), true)));
-    checkTextLines({reinterpret_cast<char const*>(data), size}, bytesOf(path));
-    checkRoundTrip(file, ZtbString(path.c_str(), true));
-    checkEdits(file, ZtbString(path.c_str(), true));
-  }
-  unlink(path.c_str());
+  startPool();
+  std::string const input = bytesOf(data, size);
+  std::string const name = "configfile_fuzz." + std::to_string(getpid()) + ".cfg";
+  std::string const place = std::filesystem::temp_directory_path() / name;
+  ZtbString const path(place.c_str(), true);
+  std::ofstream(place, std::ios::binary) << input;
+  ZtbConfigFile file;
+  require(file.read(path) && file.write(path));
+  checkTextLines(input, written(path));
+  checkRoundTrip(file, path);
+  checkEdits(file, path);
+  unlink(place.c_str());
   return 0;
 }

@@ -2,13 +2,9 @@
 //
 // Any text as a date. The first byte chooses the order of numeric dates. A text that is accepted
 // gives elements that make a moment, which comes back from its own text, and is no number.
+// Aimed at platform/linux/ztsstr12_datetext.cpp
 
-#include <cstddef>
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <string>
-
+#include "target.h"
 #include "ztsstr12.h"
 
 namespace {
@@ -23,38 +19,29 @@ bool read(char const* text, ZtsDateFormat format, Elements* e) {
                             format) == 0;
 }
 
-void require(bool holds) {
-  if (!holds) std::abort();
-}
-
-void checkReadsBack(Elements const& e) {
+void checkElements(Elements const& e) {
   char text[64];
   std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d", e.year, e.month, e.day, e.hour,
                 e.minute, e.second);
-  Elements again{};
-  require(read(text, zts_date_locale, &again) && again == e);
-}
-
-void checkMoment(Elements const& e) {
+  Elements back{}, moment{};
+  require(read(text, zts_date_locale, &back) && back == e);
   double value = 0;
   require(zts_compose_date(e.year, e.month, e.day, e.hour, e.minute, e.second, &value) != 0);
-  Elements again{};
-  require(zts_decompose_date(value, &again.year, &again.month, &again.day, &again.hour,
-                             &again.minute, &again.second) != 0);
-  require(again == e);
+  require(zts_decompose_date(value, &moment.year, &moment.month, &moment.day, &moment.hour,
+                             &moment.minute, &moment.second) != 0);
+  require(moment == e);
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
   if (size == 0) return 0;
-  std::string const text(reinterpret_cast<char const*>(data) + 1, size - 1);
+  std::string const text = bytesOf(data, size, 1);
   double number = 0;
   bool const isNumber = zts_numparsedbl(text.c_str(), &number) != 0;
   Elements e{};
   if (!read(text.c_str(), data[0] % 5, &e)) return 0;
   require(!isNumber);
-  checkMoment(e);
-  checkReadsBack(e);
+  checkElements(e);
   return 0;
 }

@@ -2,28 +2,19 @@
 //
 // Any text as a decimal. What is a number is decided here once more, in the plainest way, and what
 // fits exactly must come back digit by digit.
+// Aimed at platform/linux/decnumber_convert.cpp
 
 #include <algorithm>
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <string>
-#include <string_view>
 
 #include "decnumber.h"
+#include "target.h"
 
 namespace {
 
 using std::string_view;
 
-void require(bool holds, char const* what) {
-  if (holds) return;
-  std::fprintf(stderr, "decnumber_text_fuzz: %s\n", what);
-  std::abort();
-}
-
 bool isDigits(string_view text) {
-  return text.find_first_not_of("0123456789") == string_view::npos;
+  return text.find_first_not_of("0123456789") == text.npos;
 }
 
 string_view withoutSign(string_view text) {
@@ -45,13 +36,10 @@ Parts finite(string_view text) {
   Parts parts;
   std::size_t const mark = text.find('e');
   string_view const number = text.substr(0, mark);
-  std::size_t const point = number.find('.');
-  parts.digits = number.substr(0, point);
-  if (point != string_view::npos) {
-    parts.digits += number.substr(point + 1);
-    parts.behindPoint = number.size() - point - 1;
-  }
-  if (mark != string_view::npos) parts.exponent = text.substr(mark + 1);
+  std::size_t const point = std::min(number.find('.'), number.size());
+  if (point < number.size()) parts.behindPoint = number.size() - point - 1;
+  parts.digits.append(number, 0, point).append(number.substr(number.size() - parts.behindPoint));
+  if (mark != text.npos) parts.exponent = text.substr(mark + 1);
   string_view const exponent = withoutSign(parts.exponent);
   if (!isDigits(parts.digits) || !isDigits(exponent) || exponent.empty()) parts.digits.clear();
   return parts;
@@ -68,23 +56,21 @@ bool isSpecial(string_view text) {
 void checkDigits(Parts const& parts, decSext const& value, unsigned status) {
   string_view const significant = withoutZeros(parts.digits);
   if (parts.exponent.size() > 4 || parts.behindPoint > 9999) return;
-  require(((status & kDecRounded) != 0) == (significant.size() > kDecSextDigits), "rounded");
+  require(((status & kDecRounded) != 0) == (significant.size() > kDecSextDigits));
   if (significant.size() > kDecSextDigits) return;
   unsigned char bytes[kDecSextDigits];
   int exponent = 0;
   decSextToBCD(&value, &exponent, bytes);
   std::string written;
   for (unsigned const byte : bytes) written += static_cast<char>('0' + byte);
-  require(withoutZeros(written) == significant, "digits");
-  require(exponent == std::atoi(parts.exponent.data()) - static_cast<int>(parts.behindPoint),
-          "exponent");
+  require(withoutZeros(written) == significant);
+  require(exponent == std::atoi(parts.exponent.data()) - static_cast<int>(parts.behindPoint));
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
-  std::string text(reinterpret_cast<char const*>(data), size);
-  text.resize(text.find('\0') == std::string::npos ? size : text.find('\0'));
+  std::string text = textOf(data, size);
   decContext context;
   decSext value;
   decSextFromString(&value, text.c_str(), decContextDefault(&context, 192));
@@ -93,12 +79,10 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
   }
   string_view const unsignedText = withoutSign(text);
   Parts const parts = finite(unsignedText);
-  bool const isNumber = !parts.digits.empty() || isSpecial(unsignedText);
-  require(isNumber == ((context.status & kDecConversionSyntax) == 0), "syntax");
-  if (isNumber) require(decSextIsSigned(&value) == (text[0] == '-'), "sign");
-  if (parts.digits.empty())
-    require(decSextIsNaN(&value) != 0 || decSextIsInfinite(&value) != 0, "special");
-  else
-    checkDigits(parts, value, context.status);
+  bool const isFinite = !parts.digits.empty(), isNumber = isFinite || isSpecial(unsignedText);
+  require(isNumber == ((context.status & kDecConversionSyntax) == 0));
+  require(!isNumber || decSextIsSigned(&value) == (text[0] == '-'));
+  require(isFinite || decSextIsNaN(&value) != 0 || decSextIsInfinite(&value) != 0);
+  if (isFinite) checkDigits(parts, value, context.status);
   return 0;
 }

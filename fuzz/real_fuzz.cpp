@@ -3,20 +3,15 @@
 // Two reals of any bytes through every operation, and their texts at every width: what a text
 // spells reads back to the number, cut toward zero; a record is the number, rounded; equal numbers
 // have equal raw forms.
+// Aimed at src/ztbreal.cpp
 
 #include <algorithm>
-#include <cstdint>
-#include <cstdlib>
 #include <cstring>
 
-#include "ztbmempool_p.h"
+#include "target.h"
 #include "ztbreal.h"
 
 namespace {
-
-void require(bool holds) {
-  if (!holds) std::abort();
-}
 
 using Raw = unsigned __int64[3];
 
@@ -53,11 +48,11 @@ void checkRaw(ZtbReal value) {
 
 void checkOperations(ZtbReal a, ZtbReal const& b, int places) {
   bool error = false;
-  ZtbReal const results[] = {a.add(b, &error),    a.subtract(b, &error), a.multiply(b, &error),
-                             a.divide(b, &error), a.modulo(b),           a.sqrt(&error),
-                             a.negative(),        a.absolute(),          a.floor(),
-                             a.ceiling(),         a.round(places)};
-  for (ZtbReal const& result : results) checkRaw(result);
+  for (ZtbReal const& result : {a.add(b, &error), a.subtract(b, &error), a.multiply(b, &error),
+                                a.divide(b, &error), a.modulo(b), a.sqrt(&error), a.negative(),
+                                a.absolute(), a.floor(), a.ceiling(), a.round(places)}) {
+    checkRaw(result);
+  }
   require(a.isNull() || b.isNull() || a.compare(b) == -b.compare(a));
   a.asInt64(&error);
   a.asDouble(&error);
@@ -66,20 +61,16 @@ void checkOperations(ZtbReal a, ZtbReal const& b, int places) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
-  static bool const started = ztbMemPoolStart();
-  unsigned char bytes[56] = {};
-  std::memcpy(bytes, data, std::min(size, sizeof bytes));
-  Raw left, right;
-  int places, precision;
-  std::memcpy(left, bytes, 24);
-  std::memcpy(right, bytes + 24, 24);
-  std::memcpy(&places, bytes + 48, 4);
-  std::memcpy(&precision, bytes + 52, 4);
-  ZtbReal const a = ZtbReal().assign(&left, false);
-  ZtbReal const b = ZtbReal().assign(&right, true);
-  if (started) checkTexts(a);
-  checkRecord(a, precision, places);
+  startPool();
+  struct {
+    Raw left, right;
+    int places, precision;
+  } in = {};
+  std::memcpy(&in, data, std::min(size, sizeof in));
+  ZtbReal const a = ZtbReal().assign(&in.left, false);
+  checkTexts(a);
+  checkRecord(a, in.precision, in.places);
   checkRaw(a);
-  checkOperations(a, b, places);
+  checkOperations(a, ZtbReal().assign(&in.right, true), in.places);
   return 0;
 }

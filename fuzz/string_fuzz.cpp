@@ -4,29 +4,20 @@
 // needle and what replaces it; its first byte gives positions. The string's short ways through
 // find, rfind and replace must come out as the plain walk does, and a length as that of a fresh
 // string of the same bytes.
+// Aimed at src/ztbstring.cpp
 
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <string>
 
-#include "ztbmempool_p.h"
+#include "target.h"
 #include "ztbstring.h"
 #include "ztbstringformat.h"
 #include "ztschr12.h"
 
 namespace {
 
-void require(bool holds, char const* what) {
-  if (holds) return;
-  std::fprintf(stderr, "string_fuzz: %s\n", what);
-  std::abort();
-}
-
-void checkLengths(ZtbString const& string) {
-  require(string.cStrSize() == std::strlen(string.asCstr()) + 1, "the size isn't that of the text");
-  require(string.length() == np_uchar_length(string.asCstr()), "the length isn't that of the text");
+void checkLengths(ZtbString const& string, int line = __builtin_LINE()) {
+  require(string.cStrSize() == std::strlen(string.asCstr()) + 1, line);
+  require(string.length() == np_uchar_length(string.asCstr()), line);
 }
 
 int plainFind(char const* text, char const* needle, int start) {
@@ -37,11 +28,9 @@ int plainFind(char const* text, char const* needle, int start) {
 
 int plainRfind(char const* text, char const* needle) {
   char const* last = nullptr;
-  for (char const* from = text; *needle;) {
-    char const* const hit = std::strstr(from, needle);
-    if (!hit) break;
-    last = hit;
-    from = np_uchar_seek(hit, 1);
+  for (char const* from = text; *needle && (from = std::strstr(from, needle));) {
+    last = from;
+    from = np_uchar_seek(from, 1);
   }
   return last ? static_cast<int>(np_uchar_tell(text, last)) : -1;
 }
@@ -62,18 +51,16 @@ ZtbString plainReplace(ZtbString const& text, ZtbString const& from, ZtbString c
 
 void checkSearch(ZtbString const& text, ZtbString const& from, ZtbString const& to,
                  unsigned start) {
-  require(text.find(from, static_cast<int>(start)) ==
-              plainFind(text.asCstr(), from.asCstr(), static_cast<int>(start)),
-          "find differs from the plain walk");
-  require(text.rfind(from) == plainRfind(text.asCstr(), from.asCstr()),
-          "rfind differs from the plain walk");
+  int const begin = static_cast<int>(start);
+  require(text.find(from, begin) == plainFind(text.asCstr(), from.asCstr(), begin));
+  require(text.rfind(from) == plainRfind(text.asCstr(), from.asCstr()));
   ZtbString const replaced = text.replace(from, to, start, -1);
   checkLengths(replaced);
-  require(replaced.compare(plainReplace(text, from, to, start), true) == 0,
-          "replace differs from the plain walk");
+  require(replaced.compare(plainReplace(text, from, to, start), true) == 0);
 }
 
-void change(ZtbString string, ZtbString const& other, unsigned count) {
+// No change of a string is seen by its copy.
+void checkChanges(ZtbString string, ZtbString const& other, unsigned count) {
   ZtbString const held(string);
   std::string const before = held.asCstr();
   string.append(other, nullptr).append(other.asCstr(), static_cast<int>(count), nullptr);
@@ -89,26 +76,22 @@ void change(ZtbString string, ZtbString const& other, unsigned count) {
   checkLengths(string);
   string.assignBytes(other.asCstr(), static_cast<int>(count));
   checkLengths(string);
-  require(before == held.asCstr(), "a copy saw the change");
+  require(before == held.asCstr());
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
-  static bool const isUp = ztbMemPoolStart();
-  if (!isUp || size == 0) return 0;
+  startPool();
+  if (size == 0) return 0;
   unsigned const position = data[0] % 16;
-  std::string const input(reinterpret_cast<char const*>(data + 1), size - 1);
-  std::size_t const first = input.find('\0');
-  std::size_t const second = first == std::string::npos ? first : input.find('\0', first + 1);
-  auto const part = [&input](std::size_t nul) {
-    return ZtbString(nul == std::string::npos ? "" : input.c_str() + nul + 1, false);
-  };
-  ZtbString const text(input.c_str(), false), from = part(first), to = part(second);
+  std::string const input = bytesOf(data, size, 1) + std::string(2, '\0');
+  std::size_t const first = input.find('\0'), second = input.find('\0', first + 1);
+  ZtbString const text(input.c_str(), false), from(&input[first + 1], false),
+      to(&input[second + 1], false);
   checkLengths(text);
   checkSearch(text, from, to, position);
-  change(text, from, position);
-  ZtbString const formatted = ztbStringFormat("%s%S%s", text.asCstr(), &from, to.asCstr());
-  checkLengths(formatted);
+  checkChanges(text, from, position);
+  checkLengths(ztbStringFormat("%s%S%s", text.asCstr(), &from, to.asCstr()));
   return 0;
 }
