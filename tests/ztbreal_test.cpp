@@ -80,6 +80,7 @@ TEST_F(ZtbRealTest, TextsFitTheirWidth) {
       // Digits behind the point are cut; zeros left by the cut go, but for one.
       {"1.999", 3, "1.9"},
       {"123.456", 5, "123.4"},
+      {"123.456", 4, "123"},
       {"123.456", 2, "null"},
       {"1.005", 4, "1.0"},
       {"-0.999", 4, "-0.9"},
@@ -183,7 +184,7 @@ TEST_F(ZtbRealTest, RecordsHoldWhatTheirColumnCanTake) {
       {"0.1", 1, 2, "overflow"},
       {"0.0001", 5, 2, "overflow"},
       {"340282366920938463463374607431768211456", 39, 0, "overflow"},
-      {"1", 255, 128, "overflow"},
+      {"1E-128", 255, 128, "overflow"},
       {"1", 256, 0, "overflow"},
       {"1", INT_MAX, INT_MAX, "overflow"},
       {"-Infinity", 38, 10, "overflow"},
@@ -291,6 +292,7 @@ TEST_F(ZtbRealTest, ArithmeticTellsOfLostDigitsAndErrors) {
       {"3", '%', "Inf", "3"},
       {"3", '%', "", "null"},
       {"1E+60", '%', "3", "null"},
+      {"15E-98350", '%', "10E-98350", "null"},
   };
   for (auto const& row : rows) {
     for (bool error : {false, true}) {
