@@ -7,11 +7,16 @@
 #define ZTBTEST_H
 
 #include <gtest/gtest.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
 #include <locale.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -92,6 +97,21 @@ int inChild(Work const& work) {
   int status = -1;
   waitpid(child, &status, 0);
   return status;
+}
+
+// Makes the kernel say for good that it doesn't have a call, as an old or a fenced-in one does. For
+// children.
+inline void refuseSystemCall(unsigned number) {
+  sock_filter filter[] = {
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, number, 0, 1),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOSYS),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+  };
+  sock_fprog const program{std::size(filter), filter};
+  bool const isRefused = prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+                         prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
+  if (!isRefused) _exit(1);
 }
 
 // What a shell command did: its output on stdout and stderr together, and its exit code.

@@ -21,12 +21,8 @@ using ztbtest::contains;
 
 constexpr ztauth::HashCost kCheap{1, 8};
 
-struct SubjectEnd {
+struct End {
   void operator()(ASSubject* subject) const { asSubjectDestroy(subject); }
-};
-using Subject = std::unique_ptr<ASSubject, SubjectEnd>;
-
-struct PrincipalsEnd {
   void operator()(ASPrincipals* principals) const { asPrincipalsDestroy(principals); }
 };
 
@@ -75,7 +71,7 @@ class ZtauthTest : public testing::Test {
   std::string credentials(char const* domain) {
     ASPrincipals* given = nullptr;
     int const failure = asSubjectPrincipals(mSubject.get(), &given);
-    std::unique_ptr<ASPrincipals, PrincipalsEnd> const principals(given);
+    std::unique_ptr<ASPrincipals, End> const principals(given);
     char const* user = "";
     char const* password = "";
     bool const found = asPrincipalsGetByDomain(given, domain, &user, &password) == 0;
@@ -84,10 +80,8 @@ class ZtauthTest : public testing::Test {
   }
 
   ztbtest::TempFolder mFolder;
-  Subject mSubject;
+  std::unique_ptr<ASSubject, End> mSubject;
 };
-
-constexpr char kRefusal[] = "The user name or the password is wrong";
 
 TEST_F(ZtauthTest, LetsUsersInByTheirPassword) {
   std::string const large(1 << 20, 'p');
@@ -95,28 +89,25 @@ TEST_F(ZtauthTest, LetsUsersInByTheirPassword) {
   strange.resolved = "a.b";
   write(fileOf({makeUser("kim", "hush"), makeUser("lee", ""), makeUser("max", large),
                 makeUser("nul", "a\0b"s), strange}));
-  EXPECT_EQ("", logIn("kim", "hush"));
-  EXPECT_STREQ("kim", asSubjectGetName(mSubject.get()));
+  using Logins = std::vector<std::pair<std::string, std::string>>;
+  for (auto const& [user, password] : Logins{
+           {"lee", ""}, {"max", large}, {"nul", "a\0b"s}, {strange.name, "x"}, {"kim", "hush"}}) {
+    EXPECT_EQ("", logIn(user, password));
+    EXPECT_EQ(user, asSubjectGetName(mSubject.get()));
+    EXPECT_EQ(user == strange.name ? "a.b" : user, asSubjectGetResolved(mSubject.get()));
+  }
   EXPECT_STREQ("OFFICE", asSubjectGetAuthDomain(mSubject.get()));
-  EXPECT_STREQ("kim", asSubjectGetResolved(mSubject.get()));
   EXPECT_EQ(12.5, asSubjectGetAuthTime(mSubject.get()));
-  EXPECT_EQ("", logIn("lee", ""));
-  EXPECT_EQ("", logIn("max", large));
-  EXPECT_EQ("", logIn("nul", "a\0b"s));
-  EXPECT_EQ("", logIn(strange.name, "x"));
-  EXPECT_STREQ("a.b", asSubjectGetResolved(mSubject.get()));
-  for (auto const& [user, password] :
-       std::vector<std::pair<std::string, std::string>>{{"kim", "hush "},
-                                                        {"kim", ""},
-                                                        {"max", large + "p"},
-                                                        {"nul", "a"},
-                                                        {"Kim", "hush"},
-                                                        {"", ""},
-                                                        {"kim\0"s, "hush"},
-                                                        {"\xff", "hush"},
-                                                        {large, "hush"},
-                                                        {"ki", "hush"}}) {
-    EXPECT_EQ(kRefusal, logIn(user, password)) << user.substr(0, 9);
+  for (auto const& [user, password] : Logins{{"kim", "hush "},
+                                             {"kim", ""},
+                                             {"max", large + "p"},
+                                             {"nul", "a"},
+                                             {"Kim", "hush"},
+                                             {"", ""},
+                                             {"kim\0"s, "hush"},
+                                             {"\xff", "hush"},
+                                             {"ki", "hush"}}) {
+    EXPECT_EQ("The user name or the password is wrong", logIn(user, password)) << user;
   }
   EXPECT_STREQ("", asSubjectGetName(mSubject.get()));
   EXPECT_NE(0, asSubjectRefresh(mSubject.get(), 13));
@@ -127,15 +118,14 @@ TEST_F(ZtauthTest, RefusesFilesThatAreNotInOrder) {
   std::string const kim = ztauth::composeUserLine(makeUser("kim", "hush")) + "\n";
   std::string const lee = ztauth::composeUserLine(makeUser("lee", "hush")) + "\n";
   std::string const head = "ztb-users 1\n";
-  std::string const hashed = kim.substr(0, kim.find("argon2id,"));
+  std::string const hashed = kim.substr(0, kim.find("argon2id,")) + "argon2id,";
+  std::string const record = kim.substr(0, kim.size() - 1);
   struct {
     std::string text;
     char const* reason;
   } const rows[] = {
-      {"", "', line 1: the file is empty"},
       {"root:x:0:0:root:/root:/bin/sh\n", "', line 1: it doesn't say 'ztb-users 1'"},
       {"ztb-users 2\n" + kim, "', line 1: it doesn't say"},
-      {(head + kim).substr(0, 90), "', line 2: the last line has no end"},
       {head + kim + "# cut", "', line 3: the last line has no end"},
       {head + kim + lee + kim, "', line 4: the user 'kim' stands there a second time"},
       {head + kim + "lee:\n", "', line 3: the record has too few fields"},
@@ -145,17 +135,15 @@ TEST_F(ZtauthTest, RefusesFilesThatAreNotInOrder) {
       {head + kim + "a%00::::\n", "', line 3: the user's name isn't one"},
       {head + kim + "a%4::::\n", "', line 3: the user's name isn't one"},
       {head + kim + "::::x\n", "', line 3: the user's name isn't one"},
-      {head + kim.substr(0, kim.size() - 1) + "\r\n", "', line 2: it holds a control character"},
+      {head + record + "\r\n", "', line 2: it holds a control character"},
       {head + kim + std::string((1 << 20) + 1, '#') + "\n", "', line 3: the line is too long"},
       {head + kim + std::string(3 << 20, 'x'), "', line 3: the line is too long"},
-      {head + hashed + "argon2id,11,8,AAAAAAAAAAAAAAAAAAAAAA,x:x\n", "the password isn't a record"},
-      {head + hashed + "argon2id,1,1048577,AAAAAAAAAAAAAAAAAAAAAA,x:x\n",
-       "the password isn't a record"},
+      {head + hashed + "11,8,AAAAAAAAAAAAAAAAAAAAAA,x:x\n", "the password isn't a record"},
+      {head + hashed + "1,1048577,AAAAAAAAAAAAAAAAAAAAAA,x:x\n", "the password isn't a record"},
       {head + kim.substr(0, kim.size() - 2) + "\n", "', line 2: the key isn't one"},
-      {head + kim.substr(0, kim.size() - 1) + ":SALES=AAAA\n",
-       "', line 2: a credential is damaged"},
-      {head + kim.substr(0, kim.size() - 1) + ":\n", "', line 2: a credential is damaged"},
       {head + kim.substr(0, kim.size() - 3) + "\u00e9\n", "', line 2: the key isn't one"},
+      {head + record + ":SALES=AAAA\n", "', line 2: a credential is damaged"},
+      {head + record + ":\n", "', line 2: a credential is damaged"},
   };
   for (auto const& [text, reason] : rows) {
     write(text);
@@ -164,7 +152,11 @@ TEST_F(ZtauthTest, RefusesFilesThatAreNotInOrder) {
   for (std::size_t size = 0; size < head.size() + kim.size(); ++size) {
     if (size == head.size()) continue;
     write((head + kim).substr(0, size));
-    EXPECT_TRUE(contains(logIn("kim", "hush"), "', line ")) << size;
+    EXPECT_TRUE(contains(logIn("kim", "hush"), size == 0 ? "', line 1: the file is empty"
+                                               : size < head.size()
+                                                   ? "', line 1: "
+                                                   : "', line 2: the last line has no end"))
+        << size;
   }
   std::string comments = head;
   for (int i = 0; i < 40; ++i) comments += std::string(100000, '#') + "\n";
@@ -174,7 +166,7 @@ TEST_F(ZtauthTest, RefusesFilesThatAreNotInOrder) {
 
 TEST_F(ZtauthTest, RefusesFilesThatOthersMayWrite) {
   std::string const path = write(fileOf({makeUser("kim", "hush")}));
-  for (mode_t const mode : {0620, 0602, 0666}) {
+  for (mode_t const mode : {0620, 0602}) {
     ASSERT_EQ(0, chmod(path.c_str(), mode));
     EXPECT_TRUE(contains(logIn("kim", "hush"), "': others may write it: chmod go-w"));
   }
@@ -203,13 +195,11 @@ TEST_F(ZtauthTest, FindsThePlaceOfUsers) {
       {"file:" + path + ", pass=", ""},
       {"file:" + path + ",pass=a/hush", "A secret can hold neither '/' nor ',', nor white space"},
       {"file:" + path + ",pass=a,hush", "A secret can hold neither"},
-      {"file:", "The location of users must have the form file:PATH or file:PATH,pass=SECRET"},
-      {"file:,pass=hush", "must have the form"},
-      {"file:" + path + ";pass=hush", "must have the form"},
+      {"file:,pass=hush", "The location of users must have the form file:PATH or file:PATH,pass="},
       {"file:" + path + ",password=hush", "must have the form"},
       {"file:" + path + "\0x"s, "users%00x': no path holds a NUL"},
-      {"ldap://host,pass=hush", "must have the form file:PATH or file:PATH,"},
-      {"fil", "must have the form file:PATH"},
+      {"ldap://host,pass=hush", "must have the form"},
+      {"fil", "must have the form"},
   };
   for (auto const& [location, reason] : rows) {
     std::string const told = logIn(location, "kim", "hush");
@@ -230,7 +220,7 @@ TEST_F(ZtauthTest, OpensCredentialsAfterALogin) {
   for (UserRecord* user : {&kim, &lee}) {
     ASSERT_EQ("", ztauth::sealCredential(*user, "SALES", "old", "old"));
     ASSERT_EQ("", ztauth::sealCredential(*user, "A:=%", "", ""));
-    ASSERT_EQ("", ztauth::sealCredential(*user, "SALES", user->name + "2", "\u00e9:=%"));
+    ASSERT_EQ("", ztauth::sealCredential(*user, "SALES", user->name, "\u00e9:=%"));
   }
   // What was sealed for one domain is no credential of another.
   UserRecord max = makeUser("max", "hush");
@@ -240,25 +230,28 @@ TEST_F(ZtauthTest, OpensCredentialsAfterALogin) {
   swapped.publicKey = kim.publicKey;
   std::string const location = "file:" + write(fileOf({kim, lee, max, swapped}));
 
-  EXPECT_EQ("", logIn(location, "kim", "hush"));
-  EXPECT_EQ("kim2/\u00e9:=%", credentials("SALES"));
-  EXPECT_EQ("/", credentials("A:=%"));
-  EXPECT_EQ("User 'kim' has no credentials for domain 'sales%0A'", credentials("sales\n"));
-  EXPECT_EQ("", logIn(location + ",pass=any", "kim", "hush"));
-  EXPECT_EQ("kim2/\u00e9:=%", credentials("SALES")) << "sealed with no secret";
-  EXPECT_EQ("", logIn(location + ",pass=hush2", "lee", "hush"));
-  EXPECT_EQ("lee2/\u00e9:=%", credentials("SALES"));
-  EXPECT_EQ("", logIn(location, "lee", "hush"));
-  EXPECT_EQ(
-      "The credentials of user 'lee' are sealed with a secret: add ,pass=SECRET to "
-      "BASE/AUTH_SERVER_LOC",
-      credentials("SALES"));
-  EXPECT_EQ("", logIn(location + ",pass=Hush2", "lee", "hush"));
-  EXPECT_TRUE(contains(credentials("SALES"), "are sealed with another secret than the one in"));
-  EXPECT_EQ("", logIn(location, "max", "hush"));
-  EXPECT_EQ("The credentials of user 'max' for domain 'OTHER' are damaged", credentials("OTHER"));
-  EXPECT_EQ("", logIn(location, "swapped", "hush"));
-  EXPECT_TRUE(contains(credentials("SALES"), "isn't the user's own"));
+  std::string const sealed = "The credentials of user 'lee' are sealed with a";
+  struct {
+    std::string location, user;
+    char const* domain;
+    std::string expected;
+  } const rows[] = {
+      {location, "kim", "SALES", "kim/\u00e9:=%"},
+      {location, "kim", "A:=%", "/"},
+      {location, "kim", "sales\n", "User 'kim' has no credentials for domain 'sales%0A'"},
+      {location + ",pass=any", "kim", "SALES", "kim/\u00e9:=%"},
+      {location + ",pass=hush2", "lee", "SALES", "lee/\u00e9:=%"},
+      {location, "lee", "SALES", sealed + " secret: add ,pass=SECRET to BASE/AUTH_SERVER_LOC"},
+      {location + ",pass=Hush2", "lee", "SALES",
+       sealed + "nother secret than the one in BASE/AUTH_SERVER_LOC"},
+      {location, "max", "OTHER", "The credentials of user 'max' for domain 'OTHER' are damaged"},
+      {location, "swapped", "SALES",
+       "The key of user 'swapped' in the file of users isn't the user's own"},
+  };
+  for (auto const& row : rows) {
+    EXPECT_EQ("", logIn(row.location, row.user, "hush"));
+    EXPECT_EQ(row.expected, credentials(row.domain));
+  }
 }
 
 TEST_F(ZtauthTest, AsksTheFileAgain) {
@@ -323,24 +316,6 @@ TEST_F(ZtauthTest, WorksWhereMemoryCannotBeLocked) {
             }));
 }
 
-#ifndef __SANITIZE_ADDRESS__
-#ifndef __SANITIZE_THREAD__
-TEST_F(ZtauthTest, GivesNoSubjectWithoutMemoryForTheHash) {
-  UserRecord kim = makeUser("kim", "hush");
-  kim.password.cost = {1, 1 << 20};
-  write(fileOf({kim}));
-  EXPECT_EQ(0, ztbtest::inChild([this] {
-              ztbtest::Limit const limit(RLIMIT_AS, 512u << 20);
-              ASSubject* subject = nullptr;
-              std::string const location = "file:" + mFolder.path("users");
-              int const failure = asAuthenticate(location.data(), static_cast<int>(location.size()),
-                                                 "kim", 3, "hush", 4, 0, &subject);
-              return failure != 0 && subject == nullptr ? 0 : 1;
-            }));
-}
-#endif
-#endif
-
 // ---- Encoded passwords --------------------------------------------------------------------------
 
 std::string encode(std::string const& password) {
@@ -364,7 +339,7 @@ std::string encode(std::string const& password) {
 
 TEST(ZtauthDecode, UndoesEncodedPasswords) {
   std::string const kept(600, '~');
-  for (std::size_t const length : {0, 1, 12, 13, 14, 49, 50, 51, 87, 511}) {
+  for (std::size_t const length : {0, 1, 12, 13, 49, 50, 51, 511}) {
     std::string const password(length, 'p');
     std::string const encoded = encode(password);
     std::string buffer = kept;
