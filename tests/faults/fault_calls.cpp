@@ -85,26 +85,44 @@ constexpr Way kFull{Kind::kDiskFull, ENOSPC};
 constexpr Way kTooMany{Kind::kDescriptors, EMFILE};
 constexpr Way kInterruption{Kind::kInterrupted, EINTR};
 constexpr Way kNoMemory{Kind::kMemory, ENOMEM};
+constexpr Way kNoLock{Kind::kLocks, ENOMEM};
+constexpr Way kNever{Kind::kNone, 0};
 
-void* allocate(std::size_t bytes, std::size_t alignment) {
-  if (fault("operator new", {kNoMemory}) != 0) return nullptr;
-  void* const block =
-      alignment > 0 ? std::aligned_alloc(alignment, (bytes + alignment - 1) & ~(alignment - 1))
-                    : std::malloc(bytes > 0 ? bytes : 1);
-  if (block != nullptr) gLive.fetch_add(1, std::memory_order_relaxed);
+constexpr Way process(int error) {
+  return {Kind::kProcesses, error};
+}
+
+// The bytes that the call moves. One is the fewest that isn't the end of the file.
+std::size_t some(char const* call, std::size_t bytes) {
+  return bytes > 1 && hits(Kind::kShort, call) ? 1 : bytes;
+}
+
+// A block that is given out is counted, and one that comes back.
+void* given(void* block) {
+  if (block != nullptr) ++gLive;
   return block;
 }
 
-void* allocateOrThrow(std::size_t bytes, std::size_t alignment) {
-  void* const block = allocate(bytes, alignment);
+void* returned(void* block) {
+  if (block != nullptr) --gLive;
+  return block;
+}
+
+void* get(std::size_t bytes, std::align_val_t alignment = {}) {
+  if (fault("operator new", {kNoMemory}) != 0) return nullptr;
+  auto const unit = static_cast<std::size_t>(alignment);
+  return given(unit == 0 ? std::malloc(bytes > 0 ? bytes : 1)
+                         : std::aligned_alloc(unit, (bytes + unit - 1) & ~(unit - 1)));
+}
+
+void* getOrThrow(std::size_t bytes, std::align_val_t alignment = {}) {
+  void* const block = get(bytes, alignment);
   if (block == nullptr) throw std::bad_alloc();
   return block;
 }
 
 void giveBack(void* block) {
-  if (block == nullptr) return;
-  gLive.fetch_sub(1, std::memory_order_relaxed);
-  std::free(block);
+  std::free(returned(block));
 }
 
 }  // namespace
@@ -121,7 +139,7 @@ void arm(Plan const& plan) {
 
 Tally disarm() {
   gKind = Kind::kNone;
-  return {gCalls, gGiven, gFirst, gLeavesFiles};
+  return {gGiven, gFirst, gLeavesFiles};
 }
 
 Pause::Pause() {
@@ -138,63 +156,27 @@ long liveBlocks() {
 
 }  // namespace faults
 
-using faults::allocate;
-using faults::allocateOrThrow;
-using faults::fault;
-using faults::giveBack;
-using faults::Kind;
+using namespace faults;
 
 // --- Allocation, for the shared libraries too ---
 
-void* operator new(std::size_t bytes) {
-  return allocateOrThrow(bytes, 0);
-}
-void* operator new[](std::size_t bytes) {
-  return allocateOrThrow(bytes, 0);
-}
-void* operator new(std::size_t bytes, std::align_val_t alignment) {
-  return allocateOrThrow(bytes, static_cast<std::size_t>(alignment));
-}
-void* operator new[](std::size_t bytes, std::align_val_t alignment) {
-  return allocateOrThrow(bytes, static_cast<std::size_t>(alignment));
-}
-void* operator new(std::size_t bytes, std::nothrow_t const&) noexcept {
-  return allocate(bytes, 0);
-}
-void* operator new[](std::size_t bytes, std::nothrow_t const&) noexcept {
-  return allocate(bytes, 0);
-}
-void* operator new(std::size_t bytes, std::align_val_t alignment, std::nothrow_t const&) noexcept {
-  return allocate(bytes, static_cast<std::size_t>(alignment));
-}
-void* operator new[](std::size_t bytes, std::align_val_t alignment,
-                     std::nothrow_t const&) noexcept {
-  return allocate(bytes, static_cast<std::size_t>(alignment));
-}
-void operator delete(void* block) noexcept {
-  giveBack(block);
-}
-void operator delete[](void* block) noexcept {
-  giveBack(block);
-}
-void operator delete(void* block, std::size_t) noexcept {
-  giveBack(block);
-}
-void operator delete[](void* block, std::size_t) noexcept {
-  giveBack(block);
-}
-void operator delete(void* block, std::align_val_t) noexcept {
-  giveBack(block);
-}
-void operator delete[](void* block, std::align_val_t) noexcept {
-  giveBack(block);
-}
-void operator delete(void* block, std::size_t, std::align_val_t) noexcept {
-  giveBack(block);
-}
-void operator delete[](void* block, std::size_t, std::align_val_t) noexcept {
-  giveBack(block);
-}
+using std::align_val_t;
+using std::nothrow_t;
+
+// Every form, since the address sanitizer's runtime has each of them on its own.
+// clang-format off
+#define REPLACE(form)                                                                             \
+  void* operator new form(size_t n) { return getOrThrow(n); }                                     \
+  void* operator new form(size_t n, align_val_t a) { return getOrThrow(n, a); }                   \
+  void* operator new form(size_t n, nothrow_t const&) noexcept { return get(n); }                 \
+  void* operator new form(size_t n, align_val_t a, nothrow_t const&) noexcept { return get(n, a); }\
+  void operator delete form(void* block) noexcept { giveBack(block); }                            \
+  void operator delete form(void* block, size_t) noexcept { giveBack(block); }                    \
+  void operator delete form(void* block, align_val_t) noexcept { giveBack(block); }               \
+  void operator delete form(void* block, size_t, align_val_t) noexcept { giveBack(block); }
+// clang-format on
+REPLACE()
+REPLACE([])
 
 extern "C" {
 
@@ -204,185 +186,111 @@ extern "C" {
   result __real_##name(__VA_ARGS__); \
   result __wrap_##name(__VA_ARGS__)
 
-// --- Memory that isn't operator new's ---
+// Such a call that does nothing and gives `failure` if it has to fail in one of the ways behind.
+#define CALL(result, name, parameters, arguments, failure, ...)                  \
+  result __real_##name parameters;                                               \
+  result __wrap_##name parameters {                                              \
+    return fault(#name, {__VA_ARGS__}) != 0 ? failure : __real_##name arguments; \
+  }
+
+// A call of the log's library, which is a shared one.
+#define STREAM(result, name, parameters, arguments, failure, ...)                               \
+  result name parameters {                                                                      \
+    static auto const real = reinterpret_cast<decltype(&name)>(__real_dlsym(RTLD_NEXT, #name)); \
+    return fault(#name, {__VA_ARGS__}) != 0 ? failure : real arguments;                         \
+  }
+
+// --- Memory that isn't operator new's, and locks ---
 
 REAL(bool, _ZN10ZtbMemPool8getBytesEjPPv, unsigned size, void** result) {
-  if (fault("ZtbMemPool::getBytes", {faults::kNoMemory}) == 0) {
-    bool const given = __real__ZN10ZtbMemPool8getBytesEjPPv(size, result);
-    if (given) ++faults::gLive;
-    return given;
-  }
   *result = nullptr;
-  return false;
+  bool const fails = fault("ZtbMemPool::getBytes", {kNoMemory}) != 0;
+  bool const isGiven = !fails && __real__ZN10ZtbMemPool8getBytesEjPPv(size, result);
+  given(*result);
+  return isGiven;
 }
 
 REAL(void, _ZN10ZtbMemPool9freeBytesEPv, void* block) {
-  if (block != nullptr && ztbMemPoolIsUp()) --faults::gLive;
-  __real__ZN10ZtbMemPool9freeBytesEPv(block);
+  __real__ZN10ZtbMemPool9freeBytesEPv(ztbMemPoolIsUp() ? returned(block) : block);
 }
 
 REAL(void*, sodium_malloc, std::size_t bytes) {
-  if (fault("sodium_malloc", {faults::kNoMemory}) != 0) return nullptr;
-  void* const block = __real_sodium_malloc(bytes);
-  if (block != nullptr) ++faults::gLive;
-  return block;
+  return fault("sodium_malloc", {kNoMemory}) != 0 ? nullptr : given(__real_sodium_malloc(bytes));
 }
 
 REAL(void, sodium_free, void* block) {
-  if (block != nullptr) --faults::gLive;
-  __real_sodium_free(block);
+  __real_sodium_free(returned(block));
 }
 
-REAL(int, crypto_pwhash, unsigned char* out, unsigned long long outBytes, char const* password,
-     unsigned long long passwordBytes, unsigned char const* salt, unsigned long long operations,
-     std::size_t memory, int algorithm) {
-  if (fault("crypto_pwhash", {faults::kNoMemory}) != 0) return -1;
-  return __real_crypto_pwhash(out, outBytes, password, passwordBytes, salt, operations, memory,
-                              algorithm);
-}
-
-REAL(int, setenv, char const* name, char const* value, int overwrite) {
-  if (fault("setenv", {faults::kNoMemory}) != 0) return -1;
-  return __real_setenv(name, value, overwrite);
-}
-
-REAL(locale_t, newlocale, int mask, char const* name, locale_t base) {
-  if (fault("newlocale", {faults::kNoMemory}) != 0) return nullptr;
-  return __real_newlocale(mask, name, base);
-}
-
-REAL(iconv_t, iconv_open, char const* to, char const* from) {
-  if (fault("iconv_open", {faults::kNoMemory, faults::kTooMany}) != 0) {
-    return reinterpret_cast<iconv_t>(-1);
-  }
-  return __real_iconv_open(to, from);
-}
-
-// --- Locks ---
-
-REAL(ZtLock, _Z12ztLockCreateii, int shared, int held) {
-  if (fault("ztLockCreate", {{Kind::kLocks, ENOMEM}}) != 0) return nullptr;
-  return __real__Z12ztLockCreateii(shared, held);
-}
-
-REAL(ZtEvent, _Z13ztEventCreatei, int reserved) {
-  if (fault("ztEventCreate", {{Kind::kLocks, ENOMEM}}) != 0) return nullptr;
-  return __real__Z13ztEventCreatei(reserved);
-}
+// clang-format off
+CALL(int, crypto_pwhash,
+     (unsigned char* out, unsigned long long bytes, char const* password, unsigned long long length,
+      unsigned char const* salt, unsigned long long operations, std::size_t memory, int algorithm),
+     (out, bytes, password, length, salt, operations, memory, algorithm), -1, kNoMemory)
+CALL(int, setenv, (char const* name, char const* value, int overwrite), (name, value, overwrite),
+     -1, kNoMemory)
+CALL(locale_t, newlocale, (int mask, char const* name, locale_t base), (mask, name, base),
+     nullptr, kNoMemory)
+CALL(iconv_t, iconv_open, (char const* to, char const* from), (to, from),
+     reinterpret_cast<iconv_t>(-1), kNoMemory, kTooMany)
+CALL(ZtLock, _Z12ztLockCreateii, (int shared, int held), (shared, held), nullptr, kNoLock)
+CALL(ZtEvent, _Z13ztEventCreatei, (int reserved), (reserved), nullptr, kNoLock)
 
 // --- Files ---
 
+CALL(int, mkostemp, (char* path, int flags), (path, flags), -1,
+     kBroken, kFull, kTooMany, kInterruption)
+CALL(ssize_t, read, (int fd, void* buffer, std::size_t bytes), (fd, buffer, some("read", bytes)),
+     -1, kBroken, kInterruption)
+CALL(ssize_t, pread, (int fd, void* buffer, std::size_t bytes, off_t offset),
+     (fd, buffer, some("pread", bytes), offset), -1, kBroken, kInterruption)
+CALL(ssize_t, write, (int fd, void const* bytes, std::size_t count),
+     (fd, bytes, some("write", count)), -1, kBroken, kFull, kInterruption)
+CALL(off_t, lseek, (int fd, off_t offset, int origin), (fd, offset, origin), -1, kBroken)
+CALL(int, ftruncate, (int fd, off_t length), (fd, length), -1, kBroken, kFull, kInterruption)
+CALL(int, stat, (char const* path, struct stat* status), (path, status), -1, kBroken)
+CALL(int, fstat, (int fd, struct stat* status), (fd, status), -1, kBroken)
+CALL(int, fstatat, (int folder, char const* path, struct stat* status, int flags),
+     (folder, path, status, flags), -1, kBroken)
+CALL(int, faccessat, (int folder, char const* path, int mode, int flags),
+     (folder, path, mode, flags), -1, kBroken)
+CALL(int, access, (char const* path, int mode), (path, mode), -1, kBroken)
+CALL(int, unlink, (char const* path), (path), (gLeavesFiles = true, -1), kBroken)
+CALL(DIR*, fdopendir, (int fd), (fd), nullptr, kBroken, kNoMemory)
+CALL(dirent*, readdir, (DIR* stream), (stream), nullptr, kBroken)
+// clang-format on
+
 int __real_open(char const* path, int flags, ...);
 int __wrap_open(char const* path, int flags, ...) {
+  bool const creates = (flags & O_CREAT) != 0;
   va_list more;
   va_start(more, flags);
-  auto const mode = (flags & O_CREAT) != 0 ? va_arg(more, mode_t) : mode_t{0};
+  auto const mode = creates ? va_arg(more, mode_t) : mode_t{0};
   va_end(more);
-  if (fault("open", {faults::kBroken, faults::kTooMany, faults::kInterruption}) != 0) return -1;
-  if ((flags & O_CREAT) != 0 && fault("open", {faults::kFull}) != 0) return -1;
-  return __real_open(path, flags, mode);
-}
-
-REAL(int, mkostemp, char* path, int flags) {
-  if (fault("mkostemp",
-            {faults::kBroken, faults::kFull, faults::kTooMany, faults::kInterruption}) != 0) {
-    return -1;
-  }
-  return __real_mkostemp(path, flags);
+  int const error = fault("open", {kBroken, kTooMany, kInterruption, creates ? kFull : kNever});
+  return error != 0 ? -1 : __real_open(path, flags, mode);
 }
 
 REAL(int, close, int fd) {
-  int const error = fault("close", {faults::kBroken});
+  int const error = fault("close", {kBroken});
   int const result = __real_close(fd);
   if (error == 0) return result;
   errno = error;
   return -1;
 }
 
-// One byte is the shortest that isn't the end of the file.
-REAL(ssize_t, read, int fd, void* buffer, std::size_t bytes) {
-  if (fault("read", {faults::kBroken, faults::kInterruption}) != 0) return -1;
-  if (bytes > 1 && faults::hits(Kind::kShort, "read")) bytes = 1;
-  return __real_read(fd, buffer, bytes);
-}
-
-REAL(ssize_t, pread, int fd, void* buffer, std::size_t bytes, off_t offset) {
-  if (fault("pread", {faults::kBroken, faults::kInterruption}) != 0) return -1;
-  if (bytes > 1 && faults::hits(Kind::kShort, "pread")) bytes = 1;
-  return __real_pread(fd, buffer, bytes, offset);
-}
-
-REAL(ssize_t, write, int fd, void const* bytes, std::size_t count) {
-  if (fault("write", {faults::kBroken, faults::kFull, faults::kInterruption}) != 0) return -1;
-  if (count > 1 && faults::hits(Kind::kShort, "write")) count = 1;
-  return __real_write(fd, bytes, count);
+REAL(ssize_t, pwritev, int fd, iovec const* parts, int count, off_t offset) {
+  if (fault("pwritev", {kBroken, kFull, kInterruption}) != 0) return -1;
+  iovec const first{parts->iov_base, some("pwritev", parts->iov_len)};
+  bool const isShort = first.iov_len < parts->iov_len;
+  return __real_pwritev(fd, isShort ? &first : parts, isShort ? 1 : count, offset);
 }
 
 REAL(ssize_t, writev, int fd, iovec const* parts, int count) {
-  if (fault("writev", {faults::kBroken, faults::kFull, faults::kInterruption}) != 0) return -1;
-  if (parts->iov_len > 0 && faults::hits(Kind::kShort, "writev")) {
-    return __real_write(fd, parts->iov_base, 1);
-  }
-  return __real_writev(fd, parts, count);
-}
-
-REAL(ssize_t, pwritev, int fd, iovec const* parts, int count, off_t offset) {
-  if (fault("pwritev", {faults::kBroken, faults::kFull, faults::kInterruption}) != 0) return -1;
-  if (parts->iov_len > 0 && faults::hits(Kind::kShort, "pwritev")) {
-    return pwrite(fd, parts->iov_base, 1, offset);
-  }
-  return __real_pwritev(fd, parts, count, offset);
-}
-
-REAL(off_t, lseek, int fd, off_t offset, int origin) {
-  if (fault("lseek", {faults::kBroken}) != 0) return -1;
-  return __real_lseek(fd, offset, origin);
-}
-
-REAL(int, ftruncate, int fd, off_t length) {
-  if (fault("ftruncate", {faults::kBroken, faults::kFull, faults::kInterruption}) != 0) return -1;
-  return __real_ftruncate(fd, length);
-}
-
-REAL(int, stat, char const* path, struct stat* status) {
-  if (fault("stat", {faults::kBroken}) != 0) return -1;
-  return __real_stat(path, status);
-}
-
-REAL(int, fstat, int fd, struct stat* status) {
-  if (fault("fstat", {faults::kBroken}) != 0) return -1;
-  return __real_fstat(fd, status);
-}
-
-REAL(int, fstatat, int folder, char const* path, struct stat* status, int flags) {
-  if (fault("fstatat", {faults::kBroken}) != 0) return -1;
-  return __real_fstatat(folder, path, status, flags);
-}
-
-REAL(int, faccessat, int folder, char const* path, int mode, int flags) {
-  if (fault("faccessat", {faults::kBroken}) != 0) return -1;
-  return __real_faccessat(folder, path, mode, flags);
-}
-
-REAL(int, access, char const* path, int mode) {
-  if (fault("access", {faults::kBroken}) != 0) return -1;
-  return __real_access(path, mode);
-}
-
-REAL(int, unlink, char const* path) {
-  if (fault("unlink", {faults::kBroken}) == 0) return __real_unlink(path);
-  faults::gLeavesFiles = true;
-  return -1;
-}
-
-REAL(DIR*, fdopendir, int fd) {
-  if (fault("fdopendir", {faults::kBroken, faults::kNoMemory}) != 0) return nullptr;
-  return __real_fdopendir(fd);
-}
-
-REAL(dirent*, readdir, DIR* stream) {
-  if (fault("readdir", {faults::kBroken}) != 0) return nullptr;
-  return __real_readdir(stream);
+  if (fault("writev", {kBroken, kFull, kInterruption}) != 0) return -1;
+  iovec const first{parts->iov_base, some("writev", parts->iov_len)};
+  bool const isShort = first.iov_len < parts->iov_len;
+  return __real_writev(fd, isShort ? &first : parts, isShort ? 1 : count);
 }
 
 int __real_fcntl(int fd, int command, ...);
@@ -391,41 +299,42 @@ int __wrap_fcntl(int fd, int command, ...) {
   va_start(more, command);
   long const argument = va_arg(more, long);
   va_end(more);
-  if (command == F_DUPFD_CLOEXEC && fault("fcntl", {faults::kTooMany}) != 0) return -1;
+  if (command == F_DUPFD_CLOEXEC && fault("fcntl", {kTooMany}) != 0) return -1;
   return __real_fcntl(fd, command, argument);
 }
 
-// --- Programs, modules, chance ---
+// --- Programs, modules, chance; those of posix_spawn give the error itself ---
 
-REAL(int, posix_spawnp, pid_t* pid, char const* file, posix_spawn_file_actions_t const* actions,
-     posix_spawnattr_t const* attributes, char* const* argv, char* const* environment) {
-  int const error = fault("posix_spawnp", {{Kind::kProcesses, EAGAIN}, faults::kNoMemory});
-  return error != 0 ? error
-                    : __real_posix_spawnp(pid, file, actions, attributes, argv, environment);
-}
-
-REAL(int, posix_spawn_file_actions_init, posix_spawn_file_actions_t* actions) {
-  int const error = fault("posix_spawn_file_actions_init", {{Kind::kProcesses, ENOMEM}});
-  if (error != 0) *actions = {};
-  return error != 0 ? error : __real_posix_spawn_file_actions_init(actions);
-}
-
-REAL(int, posix_spawn_file_actions_adddup2, posix_spawn_file_actions_t* actions, int from, int to) {
-  int const error =
-      fault("posix_spawn_file_actions_adddup2", {{Kind::kProcesses, ENOMEM}, faults::kNoMemory});
-  return error != 0 ? error : __real_posix_spawn_file_actions_adddup2(actions, from, to);
-}
-
-REAL(int, posix_spawn_file_actions_addclosefrom_np, posix_spawn_file_actions_t* actions, int from) {
-  int const error = fault("posix_spawn_file_actions_addclosefrom_np",
-                          {{Kind::kProcesses, ENOMEM}, faults::kNoMemory});
-  return error != 0 ? error : __real_posix_spawn_file_actions_addclosefrom_np(actions, from);
-}
+// clang-format off
+CALL(int, posix_spawnp,
+     (pid_t* pid, char const* file, posix_spawn_file_actions_t const* actions,
+      posix_spawnattr_t const* attributes, char* const* argv, char* const* environment),
+     (pid, file, actions, attributes, argv, environment), errno, process(EAGAIN), kNoMemory)
+CALL(int, posix_spawn_file_actions_init, (posix_spawn_file_actions_t* actions), (actions),
+     (*actions = posix_spawn_file_actions_t(), errno), process(ENOMEM))
+CALL(int, posix_spawn_file_actions_adddup2,
+     (posix_spawn_file_actions_t* actions, int from, int to), (actions, from, to),
+     errno, process(ENOMEM), kNoMemory)
+CALL(int, posix_spawn_file_actions_addclosefrom_np,
+     (posix_spawn_file_actions_t* actions, int from), (actions, from),
+     errno, process(ENOMEM), kNoMemory)
+CALL(int, sigaction, (int number, struct sigaction const* action, struct sigaction* former),
+     (number, action, former), -1, process(EINVAL))
+CALL(int, sigtimedwait, (sigset_t const* signals, siginfo_t* info, timespec const* limit),
+     (signals, info, limit), -1, kInterruption)
+CALL(int, ppoll, (pollfd* entries, nfds_t count, timespec const* limit, sigset_t const* mask),
+     (entries, count, limit, mask), -1, process(ENOMEM), kInterruption)
+CALL(void*, dlopen, (char const* path, int flags), (path, flags),
+     __real_dlopen("/no/such/module.so", flags), process(ENOENT), kNoMemory, kTooMany)
+CALL(void*, dlsym, (void* library, char const* name), (library, name), nullptr, process(ENOENT))
+CALL(ssize_t, getrandom, (void* buffer, std::size_t bytes, unsigned flags),
+     (buffer, some("getrandom", bytes), flags), -1, process(ENOSYS), kInterruption)
+// clang-format on
 
 // The child is still taken, so that it doesn't stay behind when the scenario is over.
 REAL(int, waitid, idtype_t type, id_t id, siginfo_t* end, int options) {
-  if (fault("waitid", {faults::kInterruption}) != 0) return -1;
-  int const error = fault("waitid", {{Kind::kProcesses, ECHILD}});
+  if (fault("waitid", {kInterruption}) != 0) return -1;
+  int const error = fault("waitid", {process(ECHILD)});
   int const result = __real_waitid(type, id, end, error != 0 ? options & ~WNOHANG : options);
   if (error == 0) return result;
   errno = error;
@@ -435,90 +344,27 @@ REAL(int, waitid, idtype_t type, id_t id, siginfo_t* end, int options) {
 // Reads more arguments than there may be.
 long __real_syscall(long number, ...);
 __attribute__((no_sanitize("address"))) long __wrap_syscall(long number, ...) {
+  long arguments[6];
   va_list more;
   va_start(more, number);
-  long const a = va_arg(more, long);
-  long const b = va_arg(more, long);
-  long const c = va_arg(more, long);
-  long const d = va_arg(more, long);
-  long const e = va_arg(more, long);
-  long const f = va_arg(more, long);
+  for (long& argument : arguments) argument = va_arg(more, long);
   va_end(more);
+  auto const& [a, b, c, d, e, f] = arguments;
   bool const isPidfd = number == SYS_pidfd_open;
-  if (isPidfd && fault("pidfd_open", {{Kind::kProcesses, ENOSYS}, faults::kTooMany}) != 0) {
-    return -1;
-  }
+  if (isPidfd && fault("pidfd_open", {process(ENOSYS), kTooMany}) != 0) return -1;
   return __real_syscall(number, a, b, c, d, e, f);
 }
 
-REAL(int, sigaction, int number, struct sigaction const* action, struct sigaction* former) {
-  if (fault("sigaction", {{Kind::kProcesses, EINVAL}}) != 0) return -1;
-  return __real_sigaction(number, action, former);
-}
+// --- The streams of the log's library ---
 
-REAL(int, sigtimedwait, sigset_t const* signals, siginfo_t* info, timespec const* limit) {
-  if (fault("sigtimedwait", {faults::kInterruption}) != 0) return -1;
-  return __real_sigtimedwait(signals, info, limit);
-}
-
-REAL(int, ppoll, pollfd* entries, nfds_t count, timespec const* limit, sigset_t const* mask) {
-  if (fault("ppoll", {{Kind::kProcesses, ENOMEM}, faults::kInterruption}) != 0) return -1;
-  return __real_ppoll(entries, count, limit, mask);
-}
-
-REAL(void*, dlopen, char const* path, int flags) {
-  bool const fails =
-      fault("dlopen", {{Kind::kProcesses, ENOENT}, faults::kNoMemory, faults::kTooMany}) != 0;
-  return __real_dlopen(fails ? "/no/such/module.so" : path, flags);
-}
-
-REAL(void*, dlsym, void* library, char const* name) {
-  if (fault("dlsym", {{Kind::kProcesses, ENOENT}}) != 0) return nullptr;
-  return __real_dlsym(library, name);
-}
-
-REAL(ssize_t, getrandom, void* buffer, std::size_t bytes, unsigned flags) {
-  if (fault("getrandom", {{Kind::kProcesses, ENOSYS}, faults::kInterruption}) != 0) return -1;
-  if (faults::hits(Kind::kShort, "getrandom")) bytes = 1;
-  return __real_getrandom(buffer, bytes, flags);
-}
-
-// --- The streams of the log's library, which is a shared one ---
-
-FILE* fopen(char const* path, char const* mode) {
-  using Open = FILE* (*)(char const*, char const*);
-  static auto const real = reinterpret_cast<Open>(__real_dlsym(RTLD_NEXT, "fopen"));
-  if (fault("fopen", {faults::kBroken, faults::kTooMany, faults::kNoMemory}) != 0) return nullptr;
-  if (*mode != 'r' && fault("fopen", {faults::kFull}) != 0) return nullptr;
-  return real(path, mode);
-}
-
-std::size_t fwrite(void const* items, std::size_t size, std::size_t count, FILE* file) {
-  using Write = std::size_t (*)(void const*, std::size_t, std::size_t, FILE*);
-  static auto const real = reinterpret_cast<Write>(__real_dlsym(RTLD_NEXT, "fwrite"));
-  if (fault("fwrite", {faults::kBroken, faults::kFull}) != 0) return 0;
-  return real(items, size, count, file);
-}
-
-int fflush(FILE* file) {
-  using Flush = int (*)(FILE*);
-  static auto const real = reinterpret_cast<Flush>(__real_dlsym(RTLD_NEXT, "fflush"));
-  if (fault("fflush", {faults::kBroken, faults::kFull}) != 0) return EOF;
-  return real(file);
-}
-
-int rename(char const* from, char const* to) noexcept {
-  using Rename = int (*)(char const*, char const*);
-  static auto const real = reinterpret_cast<Rename>(__real_dlsym(RTLD_NEXT, "rename"));
-  if (fault("rename", {faults::kBroken, faults::kFull}) != 0) return -1;
-  return real(from, to);
-}
-
-int remove(char const* path) noexcept {
-  using Remove = int (*)(char const*);
-  static auto const real = reinterpret_cast<Remove>(__real_dlsym(RTLD_NEXT, "remove"));
-  if (fault("remove", {faults::kBroken}) != 0) return -1;
-  return real(path);
-}
+// clang-format off
+STREAM(FILE*, fopen, (char const* path, char const* mode), (path, mode), nullptr,
+       kBroken, kTooMany, kNoMemory, *mode != 'r' ? kFull : kNever)
+STREAM(std::size_t, fwrite, (void const* items, std::size_t size, std::size_t count, FILE* file),
+       (items, size, count, file), 0, kBroken, kFull)
+STREAM(int, fflush, (FILE* file), (file), EOF, kBroken, kFull)
+STREAM(int, rename, (char const* from, char const* to) noexcept, (from, to), -1, kBroken, kFull)
+STREAM(int, remove, (char const* path) noexcept, (path), -1, kBroken)
+// clang-format on
 
 }  // extern "C"

@@ -33,9 +33,8 @@ struct Plan {
   Reach reach = Reach::kOne;
 };
 
-// The calls of the plan's kind, how many of them failed, and the name of the first that did.
+// How many calls failed, and the name of the first that did.
 struct Tally {
-  long calls = 0;
   long given = 0;
   char const* first = nullptr;
   bool leavesFiles = false;  // a file couldn't be removed

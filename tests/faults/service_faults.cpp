@@ -3,13 +3,12 @@
 // Templates, programs, mails, users, and rows between two threads.
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <atomic>
-#include <cstdlib>
-#include <memory>
 #include <thread>
 
-#include "fault_scope.h"
+#include "fault_run.h"
 #include "ztauth.h"
 #include "ztauth_userfile.h"
 #include "ztbcpp31.h"
@@ -26,231 +25,175 @@ class Values final : public ZtbTemplateValueCB {
   }
 };
 
-bool expandTemplate(Trace& trace) {
+SCENARIO(Faults, Templates) {
   Values values;
   ZtbString error;
-  struct Release {
-    void operator()(ZtbTemplate* one) const { one->release(); }
-  };
-  std::unique_ptr<ZtbTemplate, Release> const letter(ztbCreateBasicTemplate(&values, &error));
-  if (letter == nullptr) return trace.refused(error);
-  if (!letter->parse(lit("Dear {customer}, order [number] {{is}} on its way."), &error)) {
-    return trace.refused(error);
-  }
+  Owned<ZtbTemplate> const letter(ztbCreateBasicTemplate(&values, &error));
+  trace.needs(letter != nullptr, error);
+  ZtbString const source = lit("Dear {customer}, order [number] {{is}} on its way.");
+  trace.needs(letter->parse(source, &error), error);
   bool bracketed = false;
   ZtbString const name = letter->getVariable(1, &bracketed, &error);
-  if (name.isNull()) return trace.refused(error);
+  trace.needs(!name.isNull(), error);
   trace.note(name.asCstr());
   ZtbString const text = letter->expand(&error);
-  if (text.isNull() || !error.isNull()) return trace.refused(error);
+  trace.needs(!text.isNull() && error.isNull(), error);
   trace.note(text.asCstr());
   trace.require(!letter->parse(lit("{a} {a}"), &error), "a variable stands twice");
-  return !error.isNull();
+  trace.needs(!error.isNull());
 }
 
-// Output that couldn't be read to memory is replaced by a text of its own.
-bool showOutput(Trace& trace, ZtbExecute& program) {
-  ZtbString const log = program.getOutputLog();
-  bool const isThere =
-      !log.isNull() && log.compare("Failed to allocate memory to read program output", true) != 0;
-  return isThere && trace.text(log);
-}
-
-bool runProgram(Trace& trace) {
+SCENARIO(Faults, Programs) {
   ZtbExecute program;
   program.setCommand(lit("/bin/echo"));
   program.addOption(lit("one"));
   program.addOption(lit("an option that is longer than a small block"));
   program.addEnvironment(lit("LANG=C"));
-  if (!program.run(false, true, 30)) return refusedRun(trace, program);
-  if (!showOutput(trace, program)) return trace.refused();
+  noteOutput(trace, program, false);
   ZtbExecute shell;
   shell.setCommand(lit("echo"));
   shell.addOption(lit("from a shell"));
-  if (!shell.run(true, true, -1)) return refusedRun(trace, shell);
-  return showOutput(trace, shell);
+  noteOutput(trace, shell, true);
 }
 
 // The program puts the mail where it can be looked at.
-bool sendMail(Trace& trace) {
-  static std::string const kAttached = pathOf("attached.txt");
+SCENARIO(Faults, Mail) {
+  static std::string const kAttached = writeFile("attached.txt", "an attachment\nof two lines\n");
   static std::string const kSent = pathOf("sent.txt");
   static std::string const kCommand = "cp '%B' '" + kSent + "'";
-  writeFile("attached.txt", "an attachment\nof two lines\n");
   writeFile("sent.txt", "");
   ZtbEmail mail;
-  if (!mail.initialize(ZtbString(), lit(kCommand.c_str()))) {
-    return trace.refused(mail.getErrorMessage());
-  }
+  trace.needs(mail.initialize(ZtbString(), lit(kCommand)), mail);
   mail.setTo(lit("ops@example.com"));
   mail.setFrom(lit("me@example.com"));
   mail.setSubject(lit("Gr\u00f6\u00dfe"));
   mail.addMessage(lit("All tables are loaded."));
   mail.addMessage(lit("Gr\u00fc\u00dfe"));
-  mail.addAttachment(lit(kAttached.c_str()));
-  if (!mail.sendMail()) return trace.refused(mail.getErrorMessage());
+  mail.addAttachment(lit(kAttached));
+  trace.needs(mail.sendMail(), mail);
   Pause const pause;
   trace.note(readFile(kSent));
-  return true;
 }
 
 // A file with a single user, whose password is "secret".
 std::string usersFile() {
+  Pause const pause;
   ztauth::UserRecord record;
   record.name = "kim";
   record.domain = "OFFICE";
   record.resolved = "kim.x";
   EXPECT_EQ("", ztauth::setPassword(record, "secret", "", ztauth::kLeastCost));
   EXPECT_EQ("", ztauth::sealCredential(record, "SALES", "seller", "s\u00e9cret"));
-  std::string const text =
-      std::string(ztauth::kUserFileHead) + "\n" + ztauth::composeUserLine(record) + "\n";
-  writeFile("users", text.c_str());
-  chmod(pathOf("users").c_str(), 0600);
-  return pathOf("users");
+  std::string const head(ztauth::kUserFileHead);
+  std::string const path = writeFile("users", head + "\n" + ztauth::composeUserLine(record) + "\n");
+  chmod(path.c_str(), 0600);
+  return "file:" + path;
 }
 
-bool logIn(Trace& trace) {
+SCENARIO(Faults, Users) {
+  static std::string const kLocation = usersFile();
+  ZtbConfigOptions* const options = ztbGetConfigOptions(ZtbString());
+  trace.needs(options->setOption(lit("BASE/AUTH_SERVER_LOC"), lit(kLocation)));
   ZtbString error;
   ASSubject* subject = nullptr;
-  if (!ztbSubjectAuthenticate(lit("kim"), lit("secret"), &subject, &error)) {
-    return trace.refused(error);
-  }
-  ZtbString user;
-  ZtbString password;
-  ZtbSubjectInfoParm info;
-  bool done = ztbSubjectCredentials(lit("SALES"), user, password, &error);
-  done = done ? trace.text(user) && trace.text(password) : trace.refused(error);
-  if (done) done = ztbSubjectInfo(true, &info, &error) || trace.refused(error);
-  if (done)
-    done = trace.text(info.name) && trace.text(info.authDomain) && trace.text(info.resolved);
-  ZtbString published;
-  ztbGetConfigOptions(ZtbString())->getOption(lit("ZTINTL_DIS_USER"), &published);
-  trace.require(published.compare("kim", true) == 0, "the subject's name isn't published");
+  trace.needs(ztbSubjectAuthenticate(lit("kim"), lit("secret"), &subject, &error), error);
+  struct Reference {
+    Trace& trace;
+    ~Reference() {
+      ztbSubjectRelease();
+      trace.require(ztbSubjectAccess() == nullptr, "the subject outlives its last reference");
+    }
+  } const reference{trace};
   trace.require(ztbSubjectAccess() == subject, "the process has another subject");
   ztbSubjectRelease();
-  ztbSubjectRelease();
-  trace.require(ztbSubjectAccess() == nullptr, "the subject outlives its last reference");
-  return done;
+  ZtbString published;
+  options->getOption(lit("ZTINTL_DIS_USER"), &published);
+  trace.require(published.compare("kim", true) == 0, "the subject's name isn't published");
+  ZtbString user;
+  ZtbString password;
+  trace.needs(ztbSubjectCredentials(lit("SALES"), user, password, &error), error);
+  trace.text(user);
+  trace.text(password);
+  ZtbSubjectInfoParm info;
+  trace.needs(ztbSubjectInfo(true, &info, &error), error);
+  trace.text(info.name);
+  trace.text(info.authDomain);
+  trace.text(info.resolved);
 }
 
-bool decodePassword(Trace& trace) {
-  static std::string const kEncoded = [] {
-    ZtbString const hidden = ztbEncryptString(lit("a password"));
-    return std::string(as_encoded_prefix) + hidden.asCstr();
-  }();
+SCENARIO(Faults, EncodedPassword) {
+  static std::string const kEncoded =
+      std::string(as_encoded_prefix) + ztbEncryptString(lit("a password")).asCstr();
   ZtbString error;
   ZtbString decoded;
-  if (!ztbSubjectDecodePW(lit(kEncoded.c_str()), decoded, &error)) return trace.refused(error);
-  if (!trace.text(decoded)) return trace.refused();
+  trace.needs(ztbSubjectDecodePW(lit(kEncoded), decoded, &error), error);
+  trace.text(decoded);
   trace.require(!ztbSubjectDecodePW(lit("nonsense"), decoded, &error), "nonsense is decoded");
-  return !error.isNull();
+  trace.needs(!error.isNull());
 }
 
 struct Impatient final : SharedBufferWaitCallback {
-  std::atomic<bool>* stop;
-  unsigned char poll() override { return *stop ? 1 : 0; }
+  std::atomic<bool> hasEnough = false;
+  unsigned char poll() override { return hasEnough ? 1 : 0; }
 };
 
-// The worker doubles what the client sends. Without memory for a buffer's rows there is no buffer,
-// and both give up.
-bool shareBuffers(Trace& trace) {
-  SharedBufferManager* const manager = ssSharedBufferManager(2, 3, 2, 2, 3, 2);
-  if (manager == nullptr) return trace.refused();
-  std::atomic<bool> stop{false};
-  Impatient callback;
-  callback.stop = &stop;
-  std::atomic<bool> failed{false};
-  auto const work = [&] {
-    SharedBuffer* const in = manager->acquireFilledInput(&callback);
-    SharedBuffer* const out = in != nullptr ? manager->acquireFreeOutput(&callback) : nullptr;
+// Doubles what the client sends, in a thread of its own. Without memory for a buffer's rows there
+// is no buffer, and it gives up.
+struct Worker {
+  SharedBufferManager* const manager;
+  Impatient client;
+  std::atomic<bool> hasFailed = false;
+  std::thread thread;
+
+  explicit Worker(SharedBufferManager* one) : manager(one) {
+    Pause const pause;
+    thread = std::thread([this] { work(); });
+  }
+  ~Worker() {
+    client.hasEnough = true;
+    thread.join();
+    manager->destroy();
+  }
+  void work() {
+    Owned<SharedBuffer> const in(manager->acquireFilledInput(&client));
+    Owned<SharedBuffer> const out(in != nullptr ? manager->acquireFreeOutput(&client) : nullptr);
     while (ZtbDatavar* const row = out != nullptr ? in->nextRow() : nullptr) {
       ZtbDatavar* const answer = out->nextRow();
-      if (answer == nullptr || row[0].isNull()) {
-        failed = true;
-        break;
-      }
+      hasFailed = answer == nullptr || row[0].isNull();
+      if (hasFailed) return;
       answer[0].assign(row[0].asInt64(nullptr) * 2);
       answer[1] = row[1];
     }
-    if (out != nullptr) out->release();
-    if (in != nullptr) in->release();
-  };
-  std::unique_ptr<std::thread> worker;
-  {
-    Pause const pause;
-    worker = std::make_unique<std::thread>(work);
-  }
-  bool done = false;
-  SharedBuffer* const in = manager->acquireFreeInput();
-  if (in != nullptr) {
-    long long sent = 0;
-    for (; ZtbDatavar* const row = in->nextRow(); ++sent) {
-      row[0].assign(sent);
-      row[1].assign("a text that is longer than a small block of the pool");
-    }
-    done = sent == 3;
-    in->release();
-    SharedBuffer* out = nullptr;
-    for (int i = 0; out == nullptr && i < 2000 && done; ++i) {
-      out = manager->acquireFilledOutput();
-      Pause const pause;
-      if (out == nullptr) std::this_thread::sleep_for(std::chrono::microseconds(100));
-    }
-    done = done && out != nullptr && !failed;
-    for (long long i = 0; done && i < sent; ++i) {
-      ZtbDatavar* const row = out->nextRow();
-      // A value that found no memory is null.
-      done = row != nullptr && !row[0].isNull() && !row[1].isNull() && !failed;
-      if (done) trace.note(row[0].asInt64(nullptr));
-      if (done) done = trace.text(row[1].asString());
-    }
-    if (out != nullptr) out->release();
-  }
-  stop = true;
-  {
-    Pause const pause;
-    worker->join();
-    worker.reset();
-  }
-  manager->destroy();
-  return done;
-}
-
-class FaultsInServices : public WithLibrary {
- protected:
-  void SetUp() override {
-    WithLibrary::SetUp();
-    static std::string const location = "file:" + usersFile();
-    ztbGetConfigOptions(ZtbString())->setOption(lit("BASE/AUTH_SERVER_LOC"), lit(location.c_str()));
   }
 };
 
-TEST_F(FaultsInServices, Templates) {
-  tryFaults("templates", expandTemplate);
-}
-TEST_F(FaultsInServices, Programs) {
-  tryFaults("programs", runProgram);
-}
-TEST_F(FaultsInServices, Mail) {
-  tryFaults("mail", sendMail);
-}
-TEST_F(FaultsInServices, Users) {
-  tryFaults("users", logIn);
-}
-TEST_F(FaultsInServices, EncodedPassword) {
-  tryFaults("encoded password", decodePassword);
-}
-TEST_F(FaultsInServices, SharedBuffers) {
-  tryFaults("shared buffers", shareBuffers);
+SCENARIO(Faults, SharedBuffers) {
+  SharedBufferManager* const manager = ssSharedBufferManager(2, 3, 2, 2, 3, 2);
+  trace.needs(manager != nullptr);
+  Worker const worker(manager);
+  Owned<SharedBuffer> in(manager->acquireFreeInput());
+  trace.needs(in != nullptr);
+  long long sent = 0;
+  for (; ZtbDatavar* const row = in->nextRow(); ++sent) {
+    row[0].assign(sent);
+    row[1].assign("a text that is longer than a small block of the pool");
+  }
+  trace.needs(sent == 3);
+  in.reset();
+  Owned<SharedBuffer> out;
+  for (int i = 0; out == nullptr && i < 2000; ++i) {
+    usleep(100);
+    out.reset(manager->acquireFilledOutput());
+  }
+  trace.needs(out != nullptr);
+  for (int i = 0; i < 3; ++i) {
+    ZtbDatavar const* const row = out->nextRow();
+    // A value that found no memory is null.
+    trace.needs(row != nullptr && !row[0].isNull() && !row[1].isNull() && !worker.hasFailed);
+    trace.note(row[0].asInt64(nullptr));
+    trace.text(row[1].asString());
+  }
 }
 
 }  // namespace
-
-bool refusedRun(Trace& trace, ZtbExecute& program) {
-  ZtbString const message = program.getErrorMessage();
-  if (!message.isNull()) return trace.refused(message);
-  trace.require(program.getOutputLog().isNull(), "a program that says nothing has a log");
-  return trace.refused();
-}
-
 }  // namespace faults

@@ -5,9 +5,8 @@
 #include <sys/stat.h>
 
 #include <cstdlib>
-#include <vector>
 
-#include "fault_scope.h"
+#include "fault_run.h"
 #include "ztbcpp31.h"
 
 namespace faults {
@@ -15,246 +14,174 @@ namespace {
 
 constexpr char kLong[] = "Grüße aus Köln, wo noch Platz ist für mehr als einen kleinen Block";
 
-bool strings(Trace& trace) {
+SCENARIO(Faults, Strings) {
   ZtbString text;
-  text.assign(kLong);
-  if (!trace.text(text)) return trace.refused();
+  trace.text(text.assign(kLong));
   ZtbString shared = text;
   bool failed = false;
   shared.append(" und mehr", &failed);
-  if (failed) {
-    trace.require(shared.compare(text, true) == 0, "a failed append changes the string");
-    return trace.refused();
-  }
+  trace.require(!failed || shared.compare(text, true) == 0, "a failed append changes the string");
+  trace.needs(!failed);
   shared.append(lit(" davon"), &failed);
-  if (failed || !trace.text(shared)) return trace.refused();
-  if (!trace.text(text.mid(2, 9)) || !trace.text(text.right(7))) return trace.refused();
-  if (!trace.text(text.replace(lit("e"), lit("EEE"), 0, -1))) return trace.refused();
-  if (!shared.uppercase() || !trace.text(shared)) return trace.refused();
-  if (!shared.lowercase() || !trace.text(shared)) return trace.refused();
+  trace.needs(!failed);
+  trace.text(text.mid(2, 9));
+  trace.text(text.replace(lit("e"), lit("EEE"), 0, -1));
+  trace.needs(shared.uppercase());
+  trace.text(shared);
+  trace.needs(shared.lowercase());
   shared.truncate(20);
-  if (!trace.text(shared)) return trace.refused();
+  trace.text(shared);
   ZtbString spaced("  \t blank \n ", true);
-  if (spaced.trim(true, true) == 0) return trace.refused();
-  if (!trace.text(spaced)) return trace.refused();
+  trace.needs(spaced.trim(true, true) != 0);
+  trace.text(spaced);
   ZtbString number;
-  if (!trace.text(number.assign(-1234567890123LL)) || !trace.text(number.assign(0.1))) {
-    return trace.refused();
-  }
+  trace.text(number.assign(-1234567890123LL));
+  trace.text(number.assign(0.1));
   ZtUtf8ToUC* const wide = text.asUCS2();
-  if (wide == nullptr) return trace.refused();
+  trace.needs(wide != nullptr);
   ZtbString back = text;
   back.fromUCS2(wide->ucString());
   wide->release();
-  return trace.text(back);
+  trace.text(back);
 }
 
-bool formatting(Trace& trace) {
+SCENARIO(Faults, Formatting) {
   ZtbString const name(kLong, false);
-  if (name.isNull()) return trace.refused();
-  if (!trace.text(
-          ztbStringFormat("%s: %d of %S, %lld and %g%%", "line", 7, &name, 1LL << 40, 2.5))) {
-    return trace.refused();
-  }
-  ZtbString const unique = ztbGetUUID();
-  if (unique.isNull()) return trace.refused();
-  trace.note(static_cast<long long>(unique.length()));
-  return true;
+  trace.text(name);
+  trace.text(ztbStringFormat("%s: %d of %S, %lld and %g%%", "line", 7, &name, 1LL << 40, 2.5));
+  trace.needs(!ztbGetUUID().isNull());
 }
 
-bool numbersAndDates(Trace& trace) {
+SCENARIO(Faults, NumbersAndDates) {
   ZtbReal real;
   real.assign("12345678901234567890.5");
-  ZtbReal const third = real.divide(ZtbReal(3LL), nullptr);
-  if (!trace.text(third.asString())) return trace.refused();
+  trace.text(real.divide(ZtbReal(3LL), nullptr).asString());
   ZtbDate const date("3 Feb 1989 7:05:06 PM");
-  if (!trace.text(date.asString(true)) || !trace.text(date.asString(false))) return trace.refused();
-  trace.note(static_cast<long long>(determineType(lit("3 Feb 1989"))));
-  return trace.text(ZtbDate(1850, 2, 3, 4, 5, 6).asString(false));
+  trace.text(date.asString(true));
+  trace.text(date.asString(false));
+  trace.note(determineType(lit("3 Feb 1989")));
+  trace.text(ZtbDate(1850, 2, 3, 4, 5, 6).asString(false));
 }
 
-bool variants(Trace& trace) {
-  std::vector<ZtbDatavar> row;
-  {
-    Pause const pause;
-    row.resize(6);
-  }
+SCENARIO(Faults, Variants) {
+  ZtbDatavar row[5];
   row[0].assign(true);
   row[1].assign(4711LL);
   row[2].assign(ZtbReal(12.75));
   row[3].assign(kLong);
   row[4].assign(ZtbDate(2026, 11, 23, 6, 30, 0));
-  row[5].assign(ztbTypeUnknown, "raw", 3, false);
   for (ZtbDatavar& value : row) {
-    if (value.isNull()) return trace.refused();
-    trace.note(static_cast<long long>(value.type()));
-    if (value.type() == ztbTypeUnknown) continue;
-    if (!trace.text(value.asString())) return trace.refused();
+    trace.needs(!value.isNull());
+    trace.note(value.type());
+    trace.text(value.asString());
   }
+  trace.needs(!row[0].assign(ztbTypeUnknown, "raw", 3, false).isNull());
   ZtbDatavar copy = row[3];
   copy.truncate(5, -1);
-  if (copy.isNull() || !trace.text(copy.asString())) return trace.refused();
-  copy.assign("4711.5");
-  if (copy.isNull()) return trace.refused();
-  if (!trace.text(copy.asString())) return trace.refused();
-  if (!copy.setType(ztbTypeReal)) return trace.refused();
-  if (!trace.text(copy.asString())) return trace.refused();
-  if (!copy.setType(ztbTypeInteger)) return trace.refused();
-  trace.note(copy.asInt64(nullptr));
-  if (!copy.setType(ztbTypeString) || copy.isNull()) return trace.refused();
-  return trace.text(copy.asString());
+  trace.needs(!copy.isNull());
+  trace.text(copy.asString());
+  trace.needs(!copy.assign("4711.5").isNull());
+  for (ztbType const type : {ztbTypeReal, ztbTypeInteger, ztbTypeString}) {
+    trace.needs(copy.setType(type) && !copy.isNull());
+    trace.text(copy.asString());
+  }
 }
 
-bool converters(Trace& trace) {
+SCENARIO(Faults, Converters) {
   ZtUtf8ToUC wide;
-  if (!wide.set(kLong)) return trace.refused();
-  trace.note(static_cast<long long>(wide.bufLength()));
+  trace.needs(wide.set(kLong));
+  trace.note(wide.bufLength());
   ZtUCToUtf8 narrow;
-  if (!narrow.set(wide.bufLength() - 1)) return trace.refused();
+  trace.needs(narrow.set(wide.bufLength() - 1));
   for (int i = 0; i < narrow.bufLength(); ++i) narrow.getUCBuffer()[i] = wide.ucString()[i];
   char const* const text = narrow.utf8String();
-  if (text == nullptr) return trace.refused();
+  trace.needs(text != nullptr);
   trace.note(text);
-  return true;
 }
 
-bool attributes(Trace& trace) {
+SCENARIO(Faults, Attributes) {
   ZtbString const text("user=kim; path=a%3Bb; (x=1)=2; a value without a name", false);
-  if (text.isNull()) return trace.refused();
+  trace.needs(!text.isNull());
   ZtbParse parse;
   parse.parse(text);
+  ZtbParse const copy(parse);
+  // Attributes that memory didn't reach for are missing, or have null texts.
+  trace.needs(parse.getAttributeCount() == 4 && copy.getAttributeCount() == 4);
   ZtbString name;
   ZtbString value;
-  // Attributes that memory didn't reach for are missing, or have null texts.
-  if (parse.getAttributeCount() != 4) return trace.refused();
-  ZtbParse const copy(parse);
-  if (copy.getAttributeCount() != 4) return trace.refused();
   for (int i = 0; parse.getAttribute(i, &name, &value); ++i) {
-    if (i < 3 ? name.isNull() : !name.isNull()) return trace.refused();
-    if (value.isNull()) return trace.refused();
+    trace.needs(name.isNull() == (i == 3));
     trace.note(name.asCstr());
-    trace.note(value.asCstr());
+    trace.text(value);
   }
   parse.getAttribute(17, &name, &value);
-  return trace.text(parse.getErrorMessage());
+  trace.text(parse.getErrorMessage());
 }
 
 class Counter : public ZtbAutoSingleton {
  public:
-  char const* getSingletonName() override { return "Faults.Counter"; }
-  void* createInstance() override { return &value; }
-  void destroyInstance(void*) override {}
-  void step() {
-    lock();
-    ++*static_cast<int*>(mInstance);
-    unlock();
+  ~Counter() {
+    if (isUp) terminate();
   }
-
- private:
-  inline static int value = 0;
+  char const* getSingletonName() override { return "Faults.Counter"; }
+  void* createInstance() override { return this; }
+  void destroyInstance(void*) override {}
+  bool isUp = false;
 };
 
-bool singletons(Trace& trace) {
+SCENARIO(Faults, Singletons) {
   ZtbSingleton table;
   int journal = 7;
-  bool isThere = false;
   try {
     table.createRef("journal", &journal);
-    isThere = true;
   } catch (std::bad_alloc const&) {
     trace.require(table.getRef("journal") == nullptr, "a failed entry is there all the same");
+    trace.mayThrow();
+    throw;
   }
-  if (!isThere) return trace.refused();
-  trace.note(static_cast<long long>(*static_cast<int*>(table.getRef("journal"))));
-  table.decRef("journal");
-  trace.note(static_cast<long long>(table.decRef("journal")));
-  Counter first;
-  Counter second;
-  bool created = false;
-  if (!first.initialize(&created)) return trace.refused();
-  trace.note(static_cast<long long>(created));
-  if (!second.initialize(&created)) {
-    first.terminate();
-    return trace.refused();
+  trace.note(table.getRef("journal") == &journal && table.decRef("journal"));
+  trace.note(table.decRef("journal"));
+  Counter counters[2];
+  for (Counter& counter : counters) {
+    bool created = false;
+    counter.isUp = counter.initialize(&created);
+    trace.needs(counter.isUp);
+    trace.note(created);
   }
-  trace.note(static_cast<long long>(created));
-  second.step();
-  second.terminate();
-  first.terminate();
-  return true;
 }
 
-bool profiler(Trace& trace) {
-  try {
-    RTProfiler profile;
-    profile.enter();
-    profile.enter();
-    profile.exit("inside");
-    profile.exit("outside");
-    RTProfiler const copy(profile);
-    profile.dump("faults");
-    profile.reset("faults");
-  } catch (std::bad_alloc const&) {
-    return trace.refused();
-  }
-  return true;
+SCENARIO(Faults, Profiler) {
+  trace.mayThrow();
+  RTProfiler profile;
+  profile.enter();
+  profile.enter();
+  profile.exit("inside");
+  profile.exit("outside");
+  RTProfiler const copy(profile);
+  profile.dump("faults");
+  profile.reset("faults");
 }
 
-bool protectedTexts(Trace& trace) {
+SCENARIO(Faults, ProtectedTexts) {
   ZtbString const hidden = ztbEncryptString(lit(kLong));
-  if (hidden.isNull()) return trace.refused();
-  trace.note(static_cast<long long>(hidden.length()));
-  return trace.text(ztbDecryptString(hidden)) || trace.refused();
+  trace.needs(!hidden.isNull());
+  trace.text(ztbDecryptString(hidden));
 }
 
 // Under a key of its own. A key that can't be read protects nothing, and opens nothing.
-bool protectedByKey(Trace& trace) {
-  static std::string const kPath = [] {
-    writeFile("suite.key", "00112233445566778899aabbccddeeff00112233445566778899aabbccddeeff\n");
-    chmod(pathOf("suite.key").c_str(), 0600);
-    return pathOf("suite.key");
-  }();
+SCENARIO(Faults, TextsProtectedByAKey) {
+  static std::string const kPath =
+      writeFile("suite.key", "00112233445566778899aabbccddeeff00112233445566778899aabbccddeeff\n");
   {
     Pause const pause;
+    chmod(kPath.c_str(), 0600);
     setenv("ZTB_KEY_FILE", kPath.c_str(), 1);
   }
   ZtbString const hidden = ztbEncryptString(lit(kLong));
   ZtbString const plain = hidden.isNull() ? ZtbString() : ztbDecryptString(hidden);
   unsetenv("ZTB_KEY_FILE");
-  return plain.length() > 0 && trace.text(plain);
-}
-
-using FaultsInMemory = WithLibrary;
-
-TEST_F(FaultsInMemory, Strings) {
-  tryFaults("strings", strings);
-}
-TEST_F(FaultsInMemory, Formatting) {
-  tryFaults("formatting", formatting);
-}
-TEST_F(FaultsInMemory, NumbersAndDates) {
-  tryFaults("numbers and dates", numbersAndDates);
-}
-TEST_F(FaultsInMemory, Variants) {
-  tryFaults("variants", variants);
-}
-TEST_F(FaultsInMemory, Converters) {
-  tryFaults("16-bit converters", converters);
-}
-TEST_F(FaultsInMemory, Attributes) {
-  tryFaults("attributes", attributes);
-}
-TEST_F(FaultsInMemory, Singletons) {
-  tryFaults("singletons", singletons);
-}
-TEST_F(FaultsInMemory, Profiler) {
-  tryFaults("profiler", profiler);
-}
-TEST_F(FaultsInMemory, TextsProtectedByAKey) {
-  tryFaults("texts protected by a key", protectedByKey);
-}
-TEST_F(FaultsInMemory, ProtectedTexts) {
-  tryFaults("protected texts", protectedTexts);
+  trace.needs(plain.length() > 0);
+  trace.text(plain);
 }
 
 }  // namespace
