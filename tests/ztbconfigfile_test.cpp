@@ -79,6 +79,7 @@ TEST_F(ZtbConfigFileTest, EveryFormOfLineIsReadAndWrittenBack) {
       {"a=1\ra=2\r\nb=3\n\r", {{"a", "2"}, {"b", "3"}}, "a=1\na=2\nb=3\n\n"},
       {"b=2\nB=3\na=1\n", {{"a", "1"}, {"b", "3"}}, "B=2\nB=3\na=1\n"},
       {"# one\nk=1\n\n#two\nK=2\n", {{"k", "2"}}, "# one\nK=1\n\n#two\nK=2\n"},
+      {"_=1\nZ=2\n[=3\n", {{"[", "3"}, {"_", "1"}, {"Z", "2"}}, "_=1\nZ=2\n[=3\n"},
       {"\ufeffa=1\n", {{"a", "1"}}, "a=1\n"},
       {"SS=1\nss=2\nÄ=3\nä=4\n", {{"SS", "2"}, {"Ä", "4"}}, "ss=1\nss=2\nä=3\nä=4\n"},
       {longLine, {{"k", longText}}, longLine},
@@ -251,14 +252,13 @@ TEST_F(ZtbConfigFileTest, FailuresHaveATextAndKeepTheModel) {
   EXPECT_TRUE(file.getErrorMessage().isNull());
 }
 
+// Larger than what is written at once; faults/file_faults.cpp has the disk that is full at the end.
 TEST_F(ZtbConfigFileTest, FullDiskIsReported) {
-  for (int entries : {1, 100000}) {
-    ZtbConfigFile file;
-    for (int i = 0; i < entries; ++i) file.setEntry(text("k" + std::to_string(i)), text("v"));
-    EXPECT_FALSE(file.write(text("/dev/full")));
-    EXPECT_FALSE(file.getErrorMessage().isNull());
-    EXPECT_EQ(entries, file.getEntryCount());
-  }
+  ZtbConfigFile file;
+  for (int i = 0; i < 9000; ++i) file.setEntry(text("k" + std::to_string(i)), text("v"));
+  EXPECT_FALSE(file.write(text("/dev/full")));
+  EXPECT_FALSE(file.getErrorMessage().isNull());
+  EXPECT_EQ(9000, file.getEntryCount());
 }
 
 TEST_F(ZtbConfigFileTest, HugeInputIsReadWhole) {

@@ -138,7 +138,7 @@ TEST(ZtLogger, RecordsAndMessagesBelowTheLevelAreDropped) {
 }
 
 TEST(ZtLogger, TextStaysOneWholeLineOfPrintableCharacters) {
-  std::string const fits(511, 'x'), doesnt(512, 'x'), huge(3'000'000, 'x');
+  std::string const fits(510, 'x'), doesnt(511, 'x'), huge(3'000'000, 'x');
   std::pair<std::string, std::string> const rows[] = {
       {"plain {} %n \\ text", "plain {} %n \\ text"},
       {"a\nb\r\n\tc\x1b[2J\x07\x7f", "a\\nb\\r\\n\\tc\\x1b[2J\\x07\\x7f"},
@@ -154,8 +154,8 @@ TEST(ZtLogger, TextStaysOneWholeLineOfPrintableCharacters) {
   for (auto const& [text, line] : rows) {
     TempFolder folder;
     std::string const file = configureFile(folder);
-    LOG(ztlogGetLogger("ZT\n"), 5, "%s%c", text.c_str(), 0);
-    EXPECT_EQ("5 ZT\\n source:7 " + line + "\\x00\n", readFile(file));
+    LOG(ztlogGetLogger("ZT\n"), 5, "%c%s", 0, text.c_str());
+    EXPECT_EQ("5 ZT\\n source:7 \\x00" + line + "\n", readFile(file));
   }
 }
 
