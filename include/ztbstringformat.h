@@ -31,10 +31,10 @@
 // %I64u gives a percent sign, and what stands behind it is read like the rest of the format. A "%",
 // "%l" or "%ll" that ends the format gives "%", "%l" and "%l".
 //
-// Null for an empty or null format, and when memory ran out for a part of the text: there is no
-// half of one. Otherwise the result is null only if nothing but null strings of %S was added; a
-// lone %S gives the string in the form that it has, so a static one stays static. The cost is
-// linear in the result.
+// Null for an empty or null format, and if nothing but null strings of %S was added; a lone %S
+// gives the string in the form that it has, so a static one stays static. A part that memory
+// doesn't reach for is left out without a report: who needs the whole text appends its parts and
+// looks at `failed`. The cost is linear in the result.
 //   ztbStringFormat("%s: %d of %S", file, count, &total)
 ZTB_API ZtbString ztbStringFormat(char const* format, ...);
 

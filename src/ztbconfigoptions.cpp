@@ -17,7 +17,7 @@
 #include "ztbconfigoptions_p.h"
 #include "ztbdir.h"
 #include "ztbstring_p.h"
-#include "ztbstringformat.h"
+#include "ztbstringformat_p.h"
 #include "ztschr12.h"
 #include "ztssys11.h"
 
@@ -156,7 +156,7 @@ ZtbOptionOrigin ZtbOptionOrigin::named(char const* literal) {
 }
 
 ZtbString ZtbOptionOrigin::asString() const {
-  return line > 0 ? ztbStringFormat("%S:%d", &source, line) : source;
+  return line > 0 ? ztbWholeFormat("%S:%d", &source, line) : source;
 }
 
 void ZtbOptionSources::add(ZtbConfigFile const& file, ZtbString const& path) {

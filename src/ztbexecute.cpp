@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "ztbmessage.h"
-#include "ztbstringformat.h"
+#include "ztbstringformat_p.h"
 #include "ztschr12.h"
 #include "ztsfio12.h"
 #include "ztssys11.h"
@@ -158,11 +158,11 @@ bool ZtbExecute::Record::await(NpProcess* process, int waitLimit) {
   if (np_proc_wait(process, waitLimit, &status, &code) != 0) {
     char const* const reason = np_proc_geterr(process);
     outputLog =
-        ztbStringFormat("Failed to get status of command %s. Error: %s", command.asCstr(), reason);
+        ztbWholeFormat("Failed to get status of command %s. Error: %s", command.asCstr(), reason);
     return fail(ztb_get_message(kSource, __LINE__, kGroup, 377, reason));
   }
   if (status != np_proc_aborted) return true;
-  outputLog = ztbStringFormat("Command aborted with error: %d", code);
+  outputLog = ztbWholeFormat("Command aborted with error: %d", code);
   return fail(ztb_get_message(kSource, __LINE__, kGroup, 378, code));
 }
 
@@ -204,8 +204,7 @@ bool ZtbExecute::Record::run(Way way, Output output, int waitLimit) {
   Process process;
   if (start(way, flags, startRecord, process) != 0) {
     char const* const reason = np_proc_geterr(process.get());
-    outputLog =
-        ztbStringFormat("Failed to execute command %s. Error: %s", command.asCstr(), reason);
+    outputLog = ztbWholeFormat("Failed to execute command %s. Error: %s", command.asCstr(), reason);
     return fail(ztb_get_message(kSource, __LINE__, kGroup, 380, reason));
   }
   bool const isDone = await(process.get(), waitLimit);

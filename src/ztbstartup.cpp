@@ -19,7 +19,7 @@
 #include "ztbinit_p.h"
 #include "ztbstartup_p.h"
 #include "ztbstring_p.h"
-#include "ztbstringformat.h"
+#include "ztbstringformat_p.h"
 #include "ztlog11.h"
 #include "ztmsg13.h"
 #include "ztschr12.h"
@@ -191,7 +191,7 @@ class Sequence {
   }
   void deriveShown(char const* key, ZtbString const& value) {
     derive(key, value);
-    log(kInformation, __LINE__, ztbStringFormat("%s=%S", key, &value));
+    log(kInformation, __LINE__, ztbWholeFormat("%s=%S", key, &value));
   }
   // A record that memory doesn't reach for is left out.
   void log(Level level, int line, ZtbString const& text) {
@@ -199,7 +199,7 @@ class Sequence {
     mLogger->operations->logFormat(mLogger, level, kSource, line, "%s", text.asCstr());
   }
   void logAbout(Level level, int line, char const* format, ZtbString const& text) {
-    log(level, line, ztbStringFormat(format, &text));
+    log(level, line, ztbWholeFormat(format, &text));
   }
 
   ZtLogger* mLogger;
@@ -321,7 +321,7 @@ bool Sequence::openMessages() {
   char buffer[kMessageBytes];
   if (ztmsg13_get_fragment(kProbeFragment, buffer) == 0) return true;
   constexpr char kText[] = "Error message database or one of its components is not found: %s";
-  return fail(ztbOrThrow(ztbStringFormat(kText, buffer)).asCstr());
+  return fail(ztbOrThrow(ztbWholeFormat(kText, buffer)).asCstr());
 }
 
 void Sequence::derivePaths() {
@@ -356,7 +356,7 @@ void Sequence::logOptions() {
   ZtbString value;
   for (unsigned i = 0; mOptions->getOptionAt(i, &key, &value); ++i) {
     ZtbString const shown = masked(key, value);
-    log(kInformation, __LINE__, ztbStringFormat("%S=%S", &key, &shown));
+    log(kInformation, __LINE__, ztbWholeFormat("%S=%S", &key, &shown));
   }
 }
 
@@ -461,7 +461,7 @@ int ztbStartupAddConfigFile(char const* path, char const** errorMessage) {
   char digits[24];
   std::snprintf(digits, sizeof digits, "%4.4lld", number);
   digits[4] = '\0';
-  ZtbString const key = ztbStringFormat("FilePrefix_%s", digits);
+  ZtbString const key = ztbWholeFormat("FilePrefix_%s", digits);
   ZtbString const queued(path, false);
   bool const isWhole = !count.isNull() && !key.isNull() && isCopyOf(queued, path);
   // A number without a file does no harm; a file without its number would give way to the next.

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "ztbstringformat_p.h"
 #include "ztschr12.h"
 #include "ztssys11.h"
 
@@ -113,23 +114,25 @@ bool appendArgument(ZtbString& result, Argument argument, va_list* arguments) {
   return true;
 }
 
+// A part that can't be appended is left out.
 bool appendFormat(ZtbString& result, char const* format, va_list* arguments) {
+  bool isWhole = true;
   char const* run = format;
   char const* scan = format;
   while (char const* const percent = std::strchr(scan, '%')) {
     char const* const spelling = skipNeedlessLs(percent + 1);
     if (Directive const* const directive = findDirective(spelling)) {
-      if (!appendRun(result, run, percent)) return false;
-      if (!appendArgument(result, directive->argument, arguments)) return false;
+      isWhole &= appendRun(result, run, percent);
+      isWhole &= appendArgument(result, directive->argument, arguments);
       run = scan = spelling + directive->spelling.size();
     } else {
       Literal const literal = readLiteral(percent);
-      if (!appendRun(result, run, literal.runEnd)) return false;
+      isWhole &= appendRun(result, run, literal.runEnd);
       run = literal.next;
       scan = literal.scan;
     }
   }
-  return appendRun(result, run, run + std::strlen(run));
+  return appendRun(result, run, run + std::strlen(run)) && isWhole;
 }
 
 }  // namespace
@@ -137,6 +140,15 @@ bool appendFormat(ZtbString& result, char const* format, va_list* arguments) {
 ZtbString ztbStringFormat(char const* format, ...) {
   ZtbString result;
   if (!format) return result;
+  va_list arguments;
+  va_start(arguments, format);
+  appendFormat(result, format, &arguments);
+  va_end(arguments);
+  return result;
+}
+
+ZtbString ztbWholeFormat(char const* format, ...) {
+  ZtbString result;
   va_list arguments;
   va_start(arguments, format);
   if (!appendFormat(result, format, &arguments)) result.setNull();

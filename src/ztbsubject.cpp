@@ -11,7 +11,7 @@
 #include "ztbmessage.h"
 #include "ztbsingleton.h"
 #include "ztbstring_p.h"
-#include "ztbstringformat.h"
+#include "ztbstringformat_p.h"
 
 namespace {
 
@@ -113,8 +113,8 @@ bool findLocation(ZtbString& location) {
 }
 
 ZtbString outOfResources(ZtbString const& user) {
-  return ztbStringFormat("Failed to authenticate user '%s' due to limited resources.",
-                         user.asCstr());
+  return ztbWholeFormat("Failed to authenticate user '%s' due to limited resources.",
+                        user.asCstr());
 }
 
 // False, with nothing filled in, when memory ran out.
@@ -173,8 +173,8 @@ bool ztbSubjectAuthenticate(ZtbString const& user, ZtbString const& password, AS
   OwnedSubject owned(given);
   if (failure != 0 && given == nullptr) return fail(error, outOfResources(user));
   if (failure != 0) {
-    return fail(error, ztbStringFormat("Failed to authenticate user '%s' (%s).", user.asCstr(),
-                                       asSubjectGetErrorMessage(given)));
+    return fail(error, ztbWholeFormat("Failed to authenticate user '%s' (%s).", user.asCstr(),
+                                      asSubjectGetErrorMessage(given)));
   }
   if (!ztbSubjectSet(given, error)) return false;
   owned.release();
@@ -257,7 +257,7 @@ bool ztbSubjectDecodePW(ZtbString const& encoded, ZtbString& decoded, ZtbString*
   if (buffer.text() == nullptr) return fail(error, outOfMemory("(decode buffer)"));
   int const failure = asDecodePW(encoded.asCstr(), buffer.text(), buffer.capacity());
   if (failure != 0) {
-    return fail(error, ztbStringFormat("Failed to decode password, rc=%d.", failure));
+    return fail(error, ztbWholeFormat("Failed to decode password, rc=%d.", failure));
   }
   ZtbString const plain(buffer.text(), false);
   if (plain.isNull()) return fail(error, outOfMemory("(decoded password)"));

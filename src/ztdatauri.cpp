@@ -9,7 +9,7 @@
 #include <cstddef>
 #include <string_view>
 
-#include "ztbstringformat.h"
+#include "ztbstringformat_p.h"
 #include "ztdatauri_p.h"
 #include "ztschr12.h"
 #include "zturi_p.h"
@@ -148,12 +148,12 @@ ZtbString composeDataURIText(Grammar const& grammar, DataComponents const& compo
   ZtbString const& name = components.*grammar.name;
   std::size_t const count = countToLastSet(grammar, components);
   if (!ztURIIsSet(name)) {
-    ZtbString text = ztbStringFormat("%s:///", grammar.scheme);
+    ZtbString text = ztbWholeFormat("%s:///", grammar.scheme);
     if (text.isNull()) return text;
     appendSegments(grammar, components, std::max(count, grammar.leastUnnamed), &text);
     return text;
   }
-  ZtbString text = ztbStringFormat("%s://%S.%S/", grammar.scheme, &name, &components.sourceType);
+  ZtbString text = ztbWholeFormat("%s://%S.%S/", grammar.scheme, &name, &components.sourceType);
   if (text.isNull()) return text;
   appendSegments(grammar, components, count, &text);
   return text;
@@ -209,7 +209,7 @@ Grammar const* ZtDataURIImpl::composeHostAndPath() {
   if (ztURIIsSet(host)) return grammar;
   host = components.*grammar->name;
   if (!ztURIIsSet(components.*grammar->typedHost)) return grammar;
-  host = ztbStringFormat("%S.%S", &host, &components.sourceType);
+  host = ztbWholeFormat("%S.%S", &host, &components.sourceType);
   return grammar;
 }
 

@@ -5,7 +5,7 @@
 #include <memory>
 #include <new>
 
-#include "ztbstringformat.h"
+#include "ztbstringformat_p.h"
 #include "ztreposuri_p.h"
 #include "zturi_p.h"
 
@@ -46,8 +46,8 @@ class ZtReposURIImpl : public ZtURIBase<ZtReposURI> {
 };
 
 ZtbString ZtReposURIImpl::compose(ZtbString const& hostText, ZtbString const& pathText) const {
-  return ztbStringFormat("%s://%S/%S(%S)", ztURIIsSet(scheme) ? scheme.asCstr() : "ztr", &hostText,
-                         &pathText, &type);
+  return ztbWholeFormat("%s://%S/%S(%S)", ztURIIsSet(scheme) ? scheme.asCstr() : "ztr", &hostText,
+                        &pathText, &type);
 }
 
 ZtbString ZtReposURIImpl::getURIString() {

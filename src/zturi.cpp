@@ -13,7 +13,7 @@
 #include <new>
 #include <string_view>
 
-#include "ztbstringformat.h"
+#include "ztbstringformat_p.h"
 #include "ztdatauri.h"
 #include "ztdatauri_p.h"
 #include "ztreposuri.h"
@@ -353,10 +353,10 @@ void ZtURIImpl::setPath(ZtbString const& value) {
 ZtbString ZtURIImpl::compose(ZtbString const& pathText) const {
   bool const hasHost = ztURIIsSet(host);
   if (ztURIIsSet(scheme)) {
-    return hasHost ? ztbStringFormat("%S://%S/%S", &scheme, &host, &pathText)
-                   : ztbStringFormat("%S:///%S", &scheme, &pathText);
+    return hasHost ? ztbWholeFormat("%S://%S/%S", &scheme, &host, &pathText)
+                   : ztbWholeFormat("%S:///%S", &scheme, &pathText);
   }
-  return hasHost ? ztbStringFormat("//%S/%S", &host, &pathText) : ztbStringFormat("/%S", &pathText);
+  return hasHost ? ztbWholeFormat("//%S/%S", &host, &pathText) : ztbWholeFormat("/%S", &pathText);
 }
 
 ZtbString ZtURIImpl::getURIString() {
@@ -411,7 +411,7 @@ bool getNativePath(ZtURI* uri, ZtbString* out) {
     out->setNull();
     return false;
   }
-  *out = ztURIIsSet(host) ? ztbStringFormat("\\\\%S\\%S", &host, &converted) : converted;
+  *out = ztURIIsSet(host) ? ztbWholeFormat("\\\\%S\\%S", &host, &converted) : converted;
   return !ztURIIsSet(host) || !out->isNull();
 }
 

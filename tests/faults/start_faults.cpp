@@ -61,8 +61,8 @@ SCENARIO(FaultsAtStart, TypicalRoad) {
   }
   trace.needs(n != -1, in);
   ZtbString const text = sum.asString();
-  ZtbString const report = ztbStringFormat("sum %S, page %S", &text, &value);
   trace.needs(!text.isNull());
+  ZtbString const report = ztbStringFormat("sum %S, page %S", &text, &value);
   trace.text(report);
   ZtbTxtFile out;
   trace.needs(out.open(kOut.c_str(), ZtbTxtFile::ModeWrite, 0, 0), out);

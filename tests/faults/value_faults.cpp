@@ -48,6 +48,7 @@ SCENARIO(Faults, Strings) {
 SCENARIO(Faults, Formatting) {
   ZtbString const name(kLong, false);
   trace.text(name);
+  trace.mayLack({Kind::kMemory});
   trace.text(ztbStringFormat("%s: %d of %S, %lld and %g%%", "line", 7, &name, 1LL << 40, 2.5));
   trace.needs(!ztbGetUUID().isNull());
 }
