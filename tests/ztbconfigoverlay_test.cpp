@@ -2,6 +2,7 @@
 
 #include "ztbconfigoverlay.h"
 
+#include <cstdlib>
 #include <optional>
 #include <string>
 
@@ -137,22 +138,28 @@ TEST_F(ZtbConfigOverlayTest, RowsOutliveTheKeysThatMadeThem) {
 
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 TEST_F(ZtbConfigOverlayTest, NothingIsDoneByHalfWithoutMemory) {
-  // Larger than any heap of a thread, which may have the room without asking the system.
-  ZtbString const large = text(std::string(std::size_t{80} << 20, 'x'));
-  config->setOverlayEntry(text("c"), large);
-  ZtbConfigOverlay assigned;
-  {
-    ztbtest::Limit const limit(RLIMIT_AS, 1 << 20);
-    assigned = *config;
-    EXPECT_EQ(0, assigned.getEntryCount());
-    EXPECT_EQ(0, ZtbConfigOverlay(*config).getEntryCount());
-    config->setOverlayEntry(text("new"), large);
-    EXPECT_EQ(3, config->getEntryCount()) << "no row without a value";
-    config->setOverlayEntry(text("c"), ZtbString());
-    EXPECT_EQ(3, config->getEntryCount()) << "there is no room for its marker";
-  }
-  config->setOverlayEntry(text("a"), text("6"));
-  EXPECT_STREQ("of a", config->getEntryComment(text("a")).asCstr());
+  auto const tryAll = [this] {
+    // Larger than any heap of a thread, which may have the room without asking the system.
+    ZtbString const large = text(std::string(std::size_t{80} << 20, 'x'));
+    config->setOverlayEntry(text("c"), large);
+    ZtbConfigOverlay assigned;
+    {
+      ztbtest::Limit const limit(RLIMIT_AS, 1 << 20);
+      assigned = *config;
+      EXPECT_EQ(0, assigned.getEntryCount());
+      EXPECT_EQ(0, ZtbConfigOverlay(*config).getEntryCount());
+      config->setOverlayEntry(text("new"), large);
+      EXPECT_EQ(3, config->getEntryCount()) << "no row without a value";
+      config->setOverlayEntry(text("c"), ZtbString());
+      EXPECT_EQ(3, config->getEntryCount()) << "there is no room for its marker";
+    }
+    config->setOverlayEntry(text("a"), text("6"));
+    EXPECT_STREQ("of a", config->getEntryComment(text("a")).asCstr());
+    return HasFailure() ? 1 : 0;
+  };
+  // In a program started anew, whose pool has nothing left from other tests.
+  ::testing::GTEST_FLAG(death_test_style) = "threadsafe";
+  EXPECT_EXIT(std::exit(tryAll()), ::testing::ExitedWithCode(0), "");
 }
 #endif
 

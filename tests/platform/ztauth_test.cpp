@@ -196,6 +196,7 @@ TEST_F(ZtauthTest, FindsThePlaceOfUsers) {
       {"file:" + path + ",pass=a/hush", "A secret can hold neither '/' nor ',', nor white space"},
       {"file:" + path + ",pass=a,hush", "A secret can hold neither"},
       {"file:,pass=hush", "The location of users must have the form file:PATH or file:PATH,pass="},
+      {"file:" + path + ";pass=hush", "must have the form"},
       {"file:" + path + ",password=hush", "must have the form"},
       {"file:" + path + "\0x"s, "users%00x': no path holds a NUL"},
       {"ldap://host,pass=hush", "must have the form"},
