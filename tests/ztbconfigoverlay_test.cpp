@@ -159,7 +159,7 @@ TEST_F(ZtbConfigOverlayTest, NothingIsDoneByHalfWithoutMemory) {
   };
   // In a program started anew, whose pool has nothing left from other tests.
   ::testing::GTEST_FLAG(death_test_style) = "threadsafe";
-  EXPECT_EXIT(std::exit(tryAll()), ::testing::ExitedWithCode(0), "");
+  EXPECT_EXIT(std::_Exit(tryAll()), ::testing::ExitedWithCode(0), "");
 }
 #endif
 
