@@ -11,17 +11,21 @@
 namespace faults {
 namespace {
 
-// The texts that a URI gives, which are whole or null.
-void show(Trace& trace, ZtURI* uri) {
-  trace.text(uri->getURIString());
-  trace.text(uri->getEscapedURIString());
-  trace.text(uri->getScheme());
+void showNative(Trace& trace, ZtURI* uri) {
   ZtbString native;
   trace.needs(getNativePath(uri, &native));
   std::string_view const shown = native.asCstr();
   bool const isWhole = !uri->asDataURI() || std::count(shown.begin(), shown.end(), '\\') > 3;
   trace.require(native.isNull() || isWhole, "a native path without its path");
   trace.text(native);
+}
+
+// The texts that a URI gives, which are whole or null.
+void show(Trace& trace, ZtURI* uri) {
+  trace.text(uri->getURIString());
+  trace.text(uri->getEscapedURIString());
+  trace.text(uri->getScheme());
+  showNative(trace, uri);
 }
 
 // A URI that is parsed or made from components without memory for one of them lacks it, or has it
@@ -35,6 +39,7 @@ SCENARIO(Faults, URIsParsed) {
         "ztwt://orders\u00e4?id=Integer'7',name=String'it%27s'#start=5,count=10"}) {
     Owned<ZtURI> const uri(getURIFromURIString(lit(text)));
     trace.needs(uri != nullptr);
+    showNative(trace, uri.get());  // before a text is null for want of memory, and ends the run
     show(trace, uri.get());
     if (ZtReposURI* const object = uri->asReposURI()) {
       Owned<ZtReposURI> const parent(object->getParentFolder());
