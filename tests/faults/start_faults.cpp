@@ -78,7 +78,8 @@ SCENARIO(FaultsAtStart, TypicalRoad) {
 SCENARIO(FaultsAtStart, RotatingLog) {
   static std::string const kConfig =
       writeFile("rotate.cfg", "sink all rotating path=rotated.log size=1K keep=2\nlevel * info\n");
-  trace.needs(ztlogConfigure(kConfig.c_str()) == 0, ztlogConfigureError());
+  bool const isConfigured = ztlogConfigure(kConfig.c_str()) == 0;
+  trace.needs(isConfigured, ztlogConfigureError());
   ZtLogger* const logger = ztlogGetLogger("ZT.Faults");
   for (int i = 0; i < 30; ++i) {
     logger->operations->logFormat(logger, 3, "faults", __LINE__, "record %d of a log", i);
