@@ -17,11 +17,11 @@
 #include "ztmsg13_catalog.h"
 #include "ztmsg13_format.h"
 #include "ztmsg13_messages.h"
-#include "ztschr12.h"
 #include "ztssys11.h"
 
 namespace {
 
+using namespace std::string_literals;
 using ztbtest::contains;
 using ztmsg13::Catalog;
 
@@ -32,11 +32,14 @@ class ZtMsg13 : public ::testing::Test {
   void SetUp() override {
     for (char const* name : {"LC_ALL", "LC_MESSAGES", "LANG"}) np_env_set(name, nullptr);
   }
-  void TearDown() override { ztmsg13_terminate(); }
+  void TearDown() override {
+    ztmsg13_terminate();
+    np_env_set("MARLOVEN_ERROR_LOCATION", nullptr);
+  }
 
   // The reason of a failure, or the empty text.
-  std::string open(std::string const& location, char const* locale = "en",
-                   char const* level = nullptr) {
+  static std::string open(std::string const& location, char const* locale = "en",
+                          char const* level = nullptr) {
     np_env_set("MARLOVEN_ERROR_LOCATION", location.c_str());
     np_env_set("MARLOVEN_ERROR_LOCALE", locale);
     np_env_set("MARLOVEN_ERROR_LEVEL", level);
@@ -65,47 +68,33 @@ class ZtMsg13 : public ::testing::Test {
     return buffer.get();
   }
 
-  // What the database reads, put back afterwards.
-  ztbtest::Variable mVariables[6] = {{"MARLOVEN_ERROR_LOCATION", ""},
-                                     {"MARLOVEN_ERROR_LOCALE", ""},
-                                     {"MARLOVEN_ERROR_LEVEL", ""},
-                                     {"LC_ALL", ""},
-                                     {"LC_MESSAGES", ""},
-                                     {"LANG", ""}};
   ztbtest::TempFolder mFolder;
 };
 
 using ZtMsg13Catalogs = ZtMsg13;
 
 TEST_F(ZtMsg13Catalogs, HaveAFittingTextForEveryMessageInEveryLocale) {
-  std::size_t locales = 0;
-  std::map<int, std::string> types;  // what the texts of a row name, the same in every language
+  std::map<ZtMessage const*, std::string> types;  // the texts name the same in every language
   for (auto const& locale : std::filesystem::directory_iterator(kCatalogs)) {
-    ++locales;
     Catalog catalog;
     std::string reason;
-    ASSERT_EQ(ztmsg13::CatalogFile::kRead,
-              readCatalog(locale.path() / "messages.cat", catalog, reason))
-        << reason;
-    int rowNumber = 0;
+    auto const found = readCatalog(locale.path() / "messages.cat", catalog, reason);
+    ASSERT_EQ(ztmsg13::CatalogFile::kRead, found) << reason;
     for (ZtMessage const& row : kZtMessages) {
-      SCOPED_TRACE(locale.path().string() + " " + std::string(row.group) + " " +
-                   std::to_string(row.number));
+      SCOPED_TRACE(testing::Message() << locale.path() << row.group << row.number);
       char const* const text = catalog.find(row.group, row.number);
       ASSERT_NE(nullptr, text);
-      EXPECT_TRUE(ztmsg13::fits(text, row.arguments));
       ztmsg13::Signature signature;
-      ASSERT_TRUE(ztmsg13::readSignature(text, signature));
+      EXPECT_TRUE(ztmsg13::readSignature(text, signature) && ztmsg13::fits(text, row.arguments));
       std::string const named(signature.types, ztmsg13::kMaxArguments);
-      EXPECT_EQ(types.emplace(rowNumber++, named).first->second, named);
+      EXPECT_EQ(types.emplace(&row, named).first->second, named);
     }
   }
-  EXPECT_LE(2u, locales);
+  EXPECT_EQ(kZtMessageCount, types.size());
 }
 
 TEST_F(ZtMsg13, LevelAddsWhereAMessageComesFrom) {
   char const* const rows[][2] = {{nullptr, ""},
-                                 {"", ""},
                                  {"0", ""},
                                  {"1", "[Base Services 445] "},
                                  {"007", "[Base Services 445, reader:12] "}};
@@ -114,9 +103,6 @@ TEST_F(ZtMsg13, LevelAddsWhereAMessageComesFrom) {
     EXPECT_EQ(std::string(head) + "The folder \"/a\" doesn't exist. Check the path.",
               message("Base Services", 445, "/a"));
     EXPECT_EQ("out of memory", fragment());
-  }
-  for (char const* level : {"-1", "x", "1 ", "2.0"}) {
-    EXPECT_TRUE(contains(open(kCatalogs, "en", level), "MARLOVEN_ERROR_LEVEL")) << level;
   }
 }
 
@@ -127,10 +113,8 @@ TEST_F(ZtMsg13, LocaleFallsBackToItsLanguageAndThenToEnglish) {
   struct {
     char const *named, *lcAll, *lcMessages, *lang, *expected;
   } const rows[] = {{"de_AT.UTF-8@euro", nullptr, nullptr, nullptr, "de_AT"},
-                    {"de_DE.UTF-8", nullptr, nullptr, nullptr, "de"},
                     {"de-CH", nullptr, nullptr, nullptr, "de"},
                     {"fr_FR", nullptr, nullptr, "de", "en"},
-                    {"C", nullptr, nullptr, nullptr, "en"},
                     {nullptr, nullptr, nullptr, nullptr, "en"},
                     {nullptr, "de", "en", "en", "de"},
                     {"", "", "de_AT", "en", "de_AT"},
@@ -145,49 +129,38 @@ TEST_F(ZtMsg13, LocaleFallsBackToItsLanguageAndThenToEnglish) {
   }
 }
 
-TEST_F(ZtMsg13, LocaleWithAPathInItsNameIsRefused) {
-  compile("de", "$set 1\n4 Fragments\n$set 4\n444 outside\n");
-  std::filesystem::create_directories(mFolder.path("inside/de"));
-  std::string const absolute = mFolder.path("de");
-  for (char const* locale : {"../de", "de/../../de", "..", ".", "/de", "de de", "de\n", "d\xC3\xA9",
-                             ".UTF-8", "de.UTF-8/x", "de@..", absolute.c_str()}) {
-    std::string const reason = open(mFolder.path("inside"), locale);
-    EXPECT_EQ(0u, reason.find("MARLOVEN_ERROR_LOCALE is ")) << locale << ": " << reason;
-  }
-}
-
-TEST_F(ZtMsg13, LocationThatCannotServeIsNamedInTheReason) {
-  std::filesystem::create_directories(mFolder.path("folder/en/messages.cat"));
-  std::filesystem::create_directories(mFolder.path("pipe/en"));
-  ASSERT_EQ(0, mkfifo(mFolder.path("pipe/en/messages.cat").c_str(), 0600));
-  mFolder.write("rubbish/en/messages.cat", "not a catalog at all, but long enough for one");
-  ASSERT_EQ("", open(kCatalogs));
-  EXPECT_TRUE(contains(open(""), "MARLOVEN_ERROR_LOCATION"));
-  EXPECT_TRUE(contains(open(std::string(5000, 'x')), "MARLOVEN_ERROR_LOCATION"));
-  for (char const* name : {"missing", "folder", "pipe", "rubbish"}) {
-    EXPECT_TRUE(contains(open(mFolder.path(name)), mFolder.path(name) + "/en/messages.cat"));
-  }
-  EXPECT_EQ("out of memory", fragment()) << "a failure must leave the open database alone";
-}
-
-TEST_F(ZtMsg13Catalogs, ThatAreCutAnywhereAreRefused) {
-  std::string const bytes = ztbtest::readFile(std::string(kCatalogs) + "/de/messages.cat");
-  ASSERT_LT(1000u, bytes.size());
-  for (std::size_t part = 0; part < 50; ++part) {
-    mFolder.write("en/messages.cat", bytes.substr(0, bytes.size() * part / 50));
-    EXPECT_TRUE(contains(open(mFolder.path()), "damaged")) << part;
-  }
-  EXPECT_FALSE(Catalog().assign(bytes.substr(0, bytes.size() - 1))) << "no end of the last text";
-  // A catalog that is cut while it is open goes on serving what it had.
-  mFolder.write("en/messages.cat", bytes);
+TEST_F(ZtMsg13, VariableThatCannotServeIsNamedInTheReason) {
+  compile("en", "$set 1\n4 Fragments\n$set 4\n444 still here\n");
   ASSERT_EQ("", open(mFolder.path()));
   mFolder.write("en/messages.cat", "");
-  EXPECT_EQ("zu wenig Speicher", fragment());
+  mFolder.write("rubbish/de/messages.cat", "not a catalog at all, but long enough for one");
+  std::filesystem::create_directories(mFolder.path("folder/de/messages.cat"));
+  std::filesystem::create_directories(mFolder.path("pipe/de"));
+  ASSERT_EQ(0, mkfifo(mFolder.path("pipe/de/messages.cat").c_str(), 0600));
+  for (char const* name : {"rubbish/de", "folder/de", "pipe/de", "missing/en"}) {
+    std::string const place = mFolder.path(name);
+    EXPECT_TRUE(contains(open(place.substr(0, place.size() - 3), "de"), place + "/messages.cat"));
+  }
+  for (std::string const& location : {""s, std::string(5000, 'x')}) {
+    EXPECT_TRUE(contains(open(location), "MARLOVEN_ERROR_LOCATION"));
+  }
+  for (char const* locale : {"../de", "de/../../de", ".", "/de", "de de", "de\n", "d\xC3\xA9",
+                             ".UTF-8", "de.UTF-8/x", "de@.."}) {
+    EXPECT_EQ(0u, open(kCatalogs, locale).find("MARLOVEN_ERROR_LOCALE is ")) << locale;
+  }
+  for (char const* level : {"-1", "x", "1 ", "2.0"}) {
+    EXPECT_TRUE(contains(open(kCatalogs, "en", level), "MARLOVEN_ERROR_LEVEL")) << level;
+  }
+  EXPECT_EQ("still here", fragment()) << "the open database stays as it was read";
 }
 
-TEST_F(ZtMsg13Catalogs, WithPlacesOutsideTheFileAreRefused) {
-  std::string const good = ztbtest::readFile(std::string(kCatalogs) + "/en/messages.cat");
-  EXPECT_TRUE(Catalog().assign(good));
+TEST_F(ZtMsg13Catalogs, ThatAreDamagedAreRefused) {
+  std::string const good = ztbtest::readFile(kCatalogs + "/en/messages.cat"s);
+  ASSERT_TRUE(Catalog().assign(good));
+  for (std::size_t part = 0; part < 50; ++part) {
+    EXPECT_FALSE(Catalog().assign(good.substr(0, good.size() * part / 50))) << part;
+  }
+  EXPECT_FALSE(Catalog().assign(good.substr(0, good.size() - 1))) << "no end of the last text";
   struct {
     std::size_t offset;
     std::uint32_t word;
@@ -197,7 +170,7 @@ TEST_F(ZtMsg13Catalogs, WithPlacesOutsideTheFileAreRefused) {
                     {8, 0, "no depth"},
                     {4, 0xFFFFFFFF, "wider than the file"},
                     {8, 0x40000000, "product beyond 32 bits"},
-                    {20, 0x01000000, "a text behind the end"}};
+                    {20, static_cast<std::uint32_t>(good.size()), "a text behind the end"}};
   for (auto const& row : rows) {
     std::string bytes = good;
     std::memcpy(bytes.data() + row.offset, &row.word, sizeof(row.word));
@@ -228,6 +201,8 @@ TEST_F(ZtMsg13Catalogs, TextsThatDoNotFitGiveWayToTheDefault) {
   EXPECT_EQ("-0042 /a", message("Base Services", 467, "/a", -42));
   EXPECT_EQ("[Base Services 1352" + missing + ": \"\", 5",
             message("Base Services", 1352, nullptr, 5));
+  std::string const cut = message("Base Services", 97, std::string(5000, 'x').c_str());
+  EXPECT_EQ(ztmsg13_buffer_size - 1, cut.size());
 
   // Nothing is known of these numbers' arguments, so none is touched.
   EXPECT_EQ("Closed on day 1, 50% off", message("Shop", 1));
@@ -236,18 +211,6 @@ TEST_F(ZtMsg13Catalogs, TextsThatDoNotFitGiveWayToTheDefault) {
   }
   EXPECT_EQ("[ 335" + missing, message(nullptr, 335));
   EXPECT_TRUE(contains(fragment(), mFolder.path("en/messages.cat")));
-}
-
-TEST_F(ZtMsg13, LongMessageIsCutBetweenCharacters) {
-  ASSERT_EQ("", open(kCatalogs));
-  for (std::size_t shift = 0; shift < 4; ++shift) {
-    std::string argument(shift, 'x');
-    while (argument.size() < 5000) argument += "\xF0\x9F\x98\x80";
-    std::string const text = message("Base Services", 1353, argument.c_str(), "never seen");
-    EXPECT_LE(text.size(), ztmsg13_buffer_size - 1);
-    EXPECT_GE(text.size(), ztmsg13_buffer_size - 4);
-    EXPECT_EQ("\xF0\x9F\x98\x80", text.substr(text.size() - 4));
-  }
 }
 
 TEST(ZtMsg13Format, FitsOnlyWhatTheArgumentsAllow) {
@@ -259,7 +222,7 @@ TEST(ZtMsg13Format, FitsOnlyWhatTheArgumentsAllow) {
       {"is", nullptr, {"", "100%%", "%2$s", "%1$02d %2$s %1$i", "%d%s", "%099d"}},
       {"sssssssss", nullptr, {"%9$s", "%s%s%s%s%s%s%s%s%s"}},
       {"s", "no such argument", {"%s%s", "%2$s", "%0$s"}},
-      {"s", "another type", {"%d", "%1$d", "%1$s%1$d"}},
+      {"s", "another type", {"%d", "%1$d", "%1$d%1$s"}},
       {"ss", "positions and turns", {"%1$s%s", "%s%1$s"}},
       {"ssssssssss", "more than 9", {"%10$s", "%s%s%s%s%s%s%s%s%s%s"}},
       {"ii", "writes to memory", {"%n", "%1$n"}},
@@ -277,12 +240,8 @@ TEST(ZtMsg13Format, FitsOnlyWhatTheArgumentsAllow) {
 
 TEST(ZtMsg13Format, PrintfTakesPositionsAndIgnoresTheArgumentsBehind) {
   char const* const rows[][2] = {
-      {" %2$d-%1$02d-%3$d ", " 3-02-1850 "},
       {"%d/%02d/%02d ", "2/03/1850 "},
-      {"%3$d년\t%1$02d월\t%2$02d일", "1850년\t02월\t03일"},
-      {"%1$d%2$d%3$d|%4$s|", "231850|tail|"},
-      {"%3$6d %2$d %1$06d", "  1850 3 000002"},
-      {"", ""},
+      {"%3$6d %2$d %1$06d|%4$s", "  1850 3 000002|tail"},
       {"%2$d", nullptr},  // refused: the first argument's type isn't known
       {"%f", nullptr},
       {nullptr, nullptr},
@@ -295,11 +254,11 @@ TEST(ZtMsg13Format, PrintfTakesPositionsAndIgnoresTheArgumentsBehind) {
   }
 }
 
-TEST(ZtMsg13Format, PrintfKeepsToItsTarget) {
-  char const* const expected[] = {"", "", "", "", "年", "年-", "年-1", "年-1", "年-1", "年-1年"};
-  for (unsigned size = 0; size < 10; ++size) {
+TEST(ZtMsg13Format, PrintfKeepsToItsTargetAndToWholeCharacters) {
+  char const* const expected[] = {"", "", "x", "x", "x", "x", "x😀", "x😀1", "x😀1", "x😀1", "x😀1年"};
+  for (unsigned size = 0; size < std::size(expected); ++size) {
     std::string target(size, '~');
-    int const bytes = ztmsg13_util_printf(target.data(), size, "年-%d年", 1);
+    int const bytes = ztmsg13_util_printf(target.data(), size, "x😀%d年", 1);
     EXPECT_STREQ(expected[size], target.c_str()) << size;
     EXPECT_EQ(static_cast<int>(std::strlen(target.c_str())), bytes) << size;
   }
