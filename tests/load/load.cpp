@@ -7,13 +7,9 @@
 //
 //   load LIBRARY MODULE PROGRAM      PROGRAM is a path in the folder of the dependency module
 
-#include <dirent.h>
 #include <dlfcn.h>
 #include <execinfo.h>
-#include <fcntl.h>
-#include <link.h>
 #include <locale.h>
-#include <pthread.h>
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -26,8 +22,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <numeric>
 #include <semaphore>
+#include <set>
 #include <string>
+#include <thread>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -65,61 +66,33 @@ void note() {
 }
 #endif
 
-struct Range {
-  std::string name;
-  std::vector<std::pair<char*, char*>> parts;
-};
-
-int addParts(dl_phdr_info* info, std::size_t, void* argument) {
-  auto& range = *static_cast<Range*>(argument);
-  if (std::string_view(info->dlpi_name).find(range.name) == std::string_view::npos) return 0;
-  for (int i = 0; i < info->dlpi_phnum; ++i) {
-    auto const& part = info->dlpi_phdr[i];
-    char* const start = reinterpret_cast<char*>(info->dlpi_addr + part.p_vaddr);
-    if (part.p_type == PT_LOAD) range.parts.emplace_back(start, start + part.p_memsz);
-  }
-  return 0;
-}
-
-bool isCallerIn(char const* library) {
-  Range range{library, {}};
-  dl_iterate_phdr(addParts, &range);
-  expect(!range.parts.empty(), "the library stays once it is loaded");
-  return std::any_of(callers, callers + callerCount, [&](void* caller) {
-    return std::any_of(range.parts.begin(), range.parts.end(), [&](auto const& part) {
-      return caller >= part.first && caller < part.second;
-    });
-  });
+bool isInLibrary(void* caller) {
+  Dl_info info{};
+  return dladdr(caller, &info) != 0 && std::strstr(info.dli_fname, "libztbcpp31.so") != nullptr;
 }
 
 // --- What a process can see of itself ---
 
-std::vector<std::string> entriesOf(char const* folder) {
-  std::vector<std::string> names;
-  DIR* const listing = opendir(folder);
-  while (dirent const* const entry = readdir(listing)) {
-    char target[1024] = "";
-    // A descriptor with what it is open on.
-    std::string const path = std::string(folder) + "/" + entry->d_name;
-    if (readlink(path.c_str(), target, sizeof target - 1) < 0) target[0] = '\0';
-    names.push_back(std::string(entry->d_name) + " " + target);
+// The names in a folder, each with what it leads to if it is a link, as descriptors are.
+std::string entriesOf(char const* folder) {
+  std::set<std::string> entries;
+  for (auto const& entry : std::filesystem::directory_iterator(folder)) {
+    std::error_code isNoLink;
+    entries.insert(entry.path().string() + ' ' + read_symlink(entry, isNoLink).string() + '\n');
   }
-  closedir(listing);
-  std::sort(names.begin(), names.end());
-  return names;
+  return std::accumulate(entries.begin(), entries.end(), std::string());
 }
 
 std::string signalActions() {
   std::string text;
-  for (int number = 1; number < NSIG; ++number) {
-    struct sigaction action {};
-    if (sigaction(number, nullptr, &action) != 0) continue;
-    text.append(reinterpret_cast<char const*>(&action.sa_handler), sizeof action.sa_handler);
-    text += std::to_string(action.sa_flags);
-  }
   sigset_t blocked;
   pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
-  for (int number = 1; number < NSIG; ++number) text += sigismember(&blocked, number) ? '1' : '0';
+  for (int number = 1; number < NSIG; ++number) {
+    struct sigaction action {};
+    sigaction(number, nullptr, &action);
+    text.append(reinterpret_cast<char const*>(&action.sa_handler), sizeof action.sa_handler);
+    text += std::to_string(action.sa_flags) + (sigismember(&blocked, number) ? "b" : "-");
+  }
   return text;
 }
 
@@ -129,33 +102,30 @@ std::string environment() {
   return text;
 }
 
-std::string workingFolder() {
-  char path[4096] = "";
-  return getcwd(path, sizeof path) == nullptr ? "" : path;
+std::string maskOfFiles() {
+  mode_t const mask = umask(0);
+  umask(mask);
+  return std::to_string(mask);
 }
 
-struct State {
-  std::vector<std::string> descriptors = entriesOf("/proc/self/fd");
-  std::vector<std::string> threads = entriesOf("/proc/self/task");
-  std::vector<std::string> files = entriesOf(".");
-  std::string signals = signalActions();
-  std::string variables = environment();
-  std::string locale = setlocale(LC_ALL, nullptr);
-  std::string folder = workingFolder();
-  mode_t mask = umask(0);
+using State = std::vector<std::pair<char const*, std::string>>;
 
-  State() { umask(mask); }
-};
+State state() {
+  return {{"the same descriptors are open", entriesOf("/proc/self/fd")},
+          {"the same threads run", entriesOf("/proc/self/task")},
+          {"no file came or went", entriesOf(".")},
+          {"signals have their actions", signalActions()},
+          {"the environment is as it was", environment()},
+          {"the locale is as it was", setlocale(LC_ALL, nullptr)},
+          {"the folder is as it was", std::filesystem::current_path()},
+          {"the mask of new files is as it was", maskOfFiles()}};
+}
 
-void expectSame(State const& before, State const& now) {
-  expect(now.descriptors == before.descriptors, "the same descriptors are open");
-  expect(now.threads == before.threads, "the same threads run");
-  expect(now.files == before.files, "no file came or went");
-  expect(now.signals == before.signals, "signals have their actions");
-  expect(now.variables == before.variables, "the environment is as it was");
-  expect(now.locale == before.locale, "the locale is as it was");
-  expect(now.folder == before.folder && now.mask == before.mask,
-         "folder and mask are as they were");
+void expectSame(State const& before) {
+  State const now = state();
+  for (std::size_t i = 0; i < now.size(); ++i) {
+    expect(now[i].second == before[i].second, now[i].first);
+  }
 }
 
 // --- The tests ---
@@ -168,77 +138,57 @@ void* open(char const* path) {
 }
 
 void loadAndClose(char const* library) {
-  State const before;
+  State const before = state();
   isWatching = true;
   void* const handle = open(library);
   dlclose(handle);
   isWatching = false;
-  expect(!isCallerIn("libztbcpp31.so"), "loading the library allocates nothing");
-  expectSame(before, State());
+  expect(dlopen(library, RTLD_NOW | RTLD_NOLOAD) != nullptr, "the library stays once it is loaded");
+  expect(std::none_of(callers, callers + callerCount, isInLibrary),
+         "loading the library allocates nothing");
+  expectSame(before);
 }
 
-// A thread that has worked with the library, and ends after the module was closed.
-struct Worker {
-  char const* program;
-  int (*work)(char const*) = nullptr;
-  std::binary_semaphore hasWorked{0};
-  std::binary_semaphore mayEnd{0};
-  int result = -1;
-
-  static void* run(void* argument) {
-    auto& worker = *static_cast<Worker*>(argument);
-    worker.result = worker.work(worker.program);
-    worker.hasWorked.release();
-    worker.mayEnd.acquire();
-    return nullptr;
-  }
-};
-
+// The thread that has worked with the library ends after the module was closed.
 void useAndClose(char const* module, char const* program) {
   void* const handle = open(module);
-  Worker worker{program};
-  worker.work = reinterpret_cast<int (*)(char const*)>(dlsym(handle, "client"));
-  pthread_t thread;
-  pthread_create(&thread, nullptr, Worker::run, &worker);
-  worker.hasWorked.acquire();
+  auto const work = reinterpret_cast<int (*)(char const*)>(dlsym(handle, "client"));
+  std::binary_semaphore hasWorked{0}, mayEnd{0};
+  std::thread thread([&] {
+    expect(work(program) == 0, "the module does its work");
+    hasWorked.release();
+    mayEnd.acquire();
+  });
+  hasWorked.acquire();
   dlclose(handle);
-  worker.mayEnd.release();
-  pthread_join(thread, nullptr);
-  expect(worker.result == 0, "the module does its work");
+  mayEnd.release();
+  thread.join();
   expect(dlopen(module, RTLD_NOW | RTLD_NOLOAD) == nullptr, "the module goes when it is closed");
 }
 
-// In a process of its own, whose first sight of the library is through the module.
-void useFirst(char const* module, char const* program) {
+template <class Work>
+void expectChildEndsWell(Work const& work, char const* text) {
   std::fflush(stdout);
   pid_t const child = fork();
   if (child == 0) {
-    useAndClose(module, program);
+    failures = 0;
+    work();
     std::exit(failures);
   }
   int status = -1;
   waitpid(child, &status, 0);
-  expect(status == 0, "a module that brings the library can be closed");
-}
-
-void expectForkWorks() {
-  std::fflush(stdout);
-  pid_t const child = fork();
-  if (child == 0) std::exit(0);
-  int status = -1;
-  waitpid(child, &status, 0);
-  expect(WIFEXITED(status) && WEXITSTATUS(status) == 0, "a forked child ends well");
+  expect(status == 0, text);
 }
 
 void useManyTimes(char const* module, char const* program) {
   useAndClose(module, program);
   useAndClose(module, program);
-  State const before;
+  State const before = state();
   long const blocks = liveBlocks;
   for (int i = 0; i < 4; ++i) useAndClose(module, program);
   expect(liveBlocks == blocks, "using the library again leaves no memory behind");
-  expectSame(before, State());
-  expectForkWorks();
+  expectSame(before);
+  expectChildEndsWell([] {}, "a forked child ends well");
 }
 
 }  // namespace
@@ -293,7 +243,9 @@ int main(int, char** arguments) {
   backtrace(callers, kMaxFrames);
   char folder[] = "/tmp/ztbload-XXXXXX";
   if (mkdtemp(folder) == nullptr || chdir(folder) != 0) return 1;
-  useFirst(arguments[2], arguments[3]);
+  // In a process of its own, whose first sight of the library is through the module.
+  expectChildEndsWell([&] { useAndClose(arguments[2], arguments[3]); },
+                      "a module that brings the library can be closed");
   loadAndClose(arguments[1]);
   useManyTimes(arguments[2], arguments[3]);
   rmdir(folder);
