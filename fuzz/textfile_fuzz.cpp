@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "target.h"
+#include "ztschr12.h"
 #include "ztsfio12.h"
 #include "ztsfio12_text_p.h"
 
@@ -64,7 +65,7 @@ std::string readLines(NpTextFile* file, unsigned size) {
 }
 
 void checkReading(NpTextFile* file, std::string const& text) {
-  require(npWellFormedPrefix(text) == text.size());
+  require(np_uchar_wellformed(text.data(), text.size()) == text.size());
   require(text.find('\0') == text.npos && text.find('\r') == text.npos);
   for (unsigned const size : {5U, 7U, 1024U}) {
     require(readPieces(file, -1, size) == text && readLines(file, size) == text);

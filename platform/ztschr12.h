@@ -19,6 +19,8 @@
 #ifndef ZTSCHR12_H
 #define ZTSCHR12_H
 
+#include <cstddef>
+
 // Encoding numbers, frozen once released. They have no gaps, and new ones are added at the end.
 enum NpEncoding : int {
   np_enc_detect = -1,  // for text files; no conversion here takes it
@@ -86,6 +88,11 @@ char* np_uchar_seek(char const* text, int n);
 // position inside a character counts that character. `position` must not lie behind the
 // terminator of the text at `base`, and `base` must be where a character begins.
 unsigned np_uchar_tell(char const* base, char const* position);
+
+// How many of the bytes [text, text + nBytes) there are in front of the first ill-formed one; a
+// character that the end cuts is ill-formed, NUL is a character like any other. Cost: one pass,
+// several bytes a clock.
+std::size_t np_uchar_wellformed(char const* text, std::size_t nBytes);
 
 // Copies whole characters of `source` into `target`, at most `nChars` of them, as many as fit in
 // `targetCapacity` bytes with the terminator that is always written. Gives the bytes written

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstring>
+#include <string_view>
 
 #include "ztschr12_utf8.h"
 
@@ -35,6 +36,14 @@ inline void stepOn(Place& at, char const* end) {
   int const bytes = np_uchar_sequence(at.position);
   at.position += bytes == 0 ? 1 : bytes;
   ++at.chars;
+}
+
+// Bytes of the well-formed sequence at the start of a text that isn't empty, or 0.
+int sequenceLength(std::string_view text) {
+  if (text.size() >= 4) return np_uchar_sequence(text.data());
+  char tail[4] = {};
+  text.copy(tail, sizeof tail);
+  return np_uchar_sequence(tail);
 }
 
 // Whether all bytes are ASCII, of a text of 8 to 32 bytes. Some bytes are looked at twice, as
@@ -272,6 +281,16 @@ char* np_uchar_seekfar(char const* text, int n) {
 
 unsigned np_uchar_tell(char const* base, char const* position) {
   return saturated(walk(base, position).chars);
+}
+
+std::size_t np_uchar_wellformed(char const* text, std::size_t nBytes) {
+  std::size_t bytes = np_utf8_run(text, nBytes).bytes;
+  while (bytes < nBytes) {
+    int const more = sequenceLength({text + bytes, nBytes - bytes});
+    if (more == 0) break;
+    bytes += static_cast<std::size_t>(more);
+  }
+  return bytes;
 }
 
 unsigned np_uchar_bufncopy(char* target, char const* source, unsigned targetCapacity,

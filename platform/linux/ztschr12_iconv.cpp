@@ -258,22 +258,10 @@ class IconvEncoder final : public NpEncoder {
  private:
   static constexpr std::size_t kMost = 4;
 
-  // The first bytes of the input that are well-formed UTF-8.
-  static std::size_t wellFormed(char const* in, std::size_t inBytes) {
-    std::size_t bytes = np_utf8_run(in, inBytes).bytes;
-    std::size_t const enough = bytes + kNpUtf8Block;
-    while (bytes < inBytes && bytes < enough) {
-      NpPart const part = np_utf8_part(in + bytes, inBytes - bytes, false);
-      if (part.codePoint == np_uchar_illformed) break;
-      bytes += part.bytes;
-    }
-    return bytes;
-  }
-
   // The next stretch of characters, or one part that isn't one. False if the conversion stops.
   bool convertNext(char const* in, std::size_t inBytes, std::size_t& used, bool last) {
     // No set takes fewer than one byte for four, so what is beyond can't be needed.
-    std::size_t const bytes = wellFormed(in, std::min(inBytes, mLeft * 4 + kMost));
+    std::size_t const bytes = np_uchar_wellformed(in, std::min(inBytes, mLeft * 4 + kMost));
     if (bytes > 0) return convertCharacters(in, bytes, used);
     NpPart const part = np_utf8_part(in, inBytes, last);
     if (part.bytes == 0) {

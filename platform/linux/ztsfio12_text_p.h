@@ -19,9 +19,6 @@
 // The byte-order mark of an encoding; empty if the encoding has none.
 std::string_view npByteOrderMark(int encoding);
 
-// The longest prefix of `text` that is well-formed UTF-8, in bytes.
-std::size_t npWellFormedPrefix(std::string_view text);
-
 class NpTextReader {
  public:
   // What a file is read through: memory stays at this size, whatever the length of file and line.

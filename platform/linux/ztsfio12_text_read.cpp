@@ -41,14 +41,6 @@ bool isCut(std::string_view text) {
   return text.empty() || np_utf8_part(text.data(), text.size(), false).bytes == 0;
 }
 
-// Bytes of the well-formed sequence at the start of a text that isn't empty, or 0.
-int sequenceLength(std::string_view text) {
-  if (text.size() >= 4) return np_uchar_sequence(text.data());
-  char tail[4] = {};
-  text.copy(tail, sizeof tail);
-  return np_uchar_sequence(tail);
-}
-
 // The first `room` bytes of a well-formed text, less a character that doesn't fit whole.
 std::size_t fitting(char const* text, std::size_t bytes, std::size_t room) {
   if (bytes <= room) return bytes;
@@ -106,20 +98,6 @@ std::string_view npByteOrderMark(int encoding) {
   return {mark, static_cast<std::size_t>(bytes)};
 }
 
-std::size_t npWellFormedPrefix(std::string_view text) {
-  std::size_t n = 0;
-  while (n < text.size()) {
-    n += np_utf8_run(text.data() + n, text.size() - n).bytes;
-    // The run stops within a block of 64 bytes in front of what it doesn't take.
-    for (std::size_t const pause = std::min(n + 64, text.size()); n < pause;) {
-      int const bytes = sequenceLength(text.substr(n));
-      if (bytes == 0) return n;
-      n += static_cast<std::size_t>(bytes);
-    }
-  }
-  return n;
-}
-
 NpTextReader::NpTextReader(NpDescriptor descriptor)
     : mDescriptor(std::move(descriptor)), mRaw(newBuffer()) {}
 
@@ -174,7 +152,7 @@ int NpTextReader::settleEncoding() {
   if (isAscii(raw())) return 0;
   bool isUtf8 = false;
   for (std::size_t got = 1; !isUtf8;) {
-    std::size_t const good = npWellFormedPrefix(raw());
+    std::size_t const good = np_uchar_wellformed(raw().data(), raw().size());
     std::string_view const rest = raw().substr(good);
     bool const isFull = raw().size() == kBufferBytes;
     isUtf8 = rest.empty() || (isFull && isCut(rest));
@@ -228,7 +206,7 @@ int NpTextReader::unwind() {
 int NpTextReader::validate() {
   std::size_t good = 0;
   for (std::size_t got = 1; got > 0;) {
-    good = npWellFormedPrefix(raw());
+    good = np_uchar_wellformed(raw().data(), raw().size());
     if (good > 0 || !isCut(raw())) break;
     if (int const code = readMore(got)) return code;
     if (!mIsDetecting) continue;

@@ -48,7 +48,7 @@ int NpTextWriter::unwind() {
 int NpTextWriter::write(std::string_view text, LineEnd lineEnd) {
   std::string_view const end = lineEnd == LineEnd::yes ? "\n" : "";
   std::size_t const count = std::min<std::size_t>(text.size() + end.size(), INT_MAX);
-  if (mEncoding == np_enc_utf8 && npWellFormedPrefix(text) == text.size()) {
+  if (mEncoding == np_enc_utf8 && np_uchar_wellformed(text.data(), text.size()) == text.size()) {
     int const code = put(text, end);
     return code != 0 ? code : static_cast<int>(count);
   }

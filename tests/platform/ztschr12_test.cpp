@@ -144,6 +144,7 @@ TEST(Chars, BlocksAgreeWithSingleSteps) {
       at += std::max(bytes, std::size_t{1});
     }
     ASSERT_EQ(chars, np_uchar_length(text.c_str())) << testing::PrintToString(text);
+    ASSERT_EQ(wellFormed, np_uchar_wellformed(text.data(), text.size()));
     for (NpUtf8Run const run :
          {np_utf8_run(text.data(), text.size()), np_utf8_run_portable(text.data(), text.size())}) {
       ASSERT_TRUE(run.bytes <= wellFormed && run.bytes + 67 >= wellFormed)
