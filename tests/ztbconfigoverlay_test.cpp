@@ -122,7 +122,8 @@ TEST_F(ZtbConfigOverlayTest, CopiesShareNothing) {
   ZtbConfigOverlay copy(*config);
   ZtbConfigOverlay assigned;
   assigned = copy;
-  assigned = assigned;
+  ZtbConfigOverlay const& itself = assigned;
+  assigned = itself;
   copy.setOverlayEntry(text("a"), text("8"));
   EXPECT_EQ("a:1:8 B:2:3 c:-:4 ", rowsOf(copy));
   EXPECT_EQ("a:1:- B:2:3 c:-:4 ", rowsOf(*config));

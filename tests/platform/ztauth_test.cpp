@@ -166,7 +166,7 @@ TEST_F(ZtauthTest, RefusesFilesThatAreNotInOrder) {
 
 TEST_F(ZtauthTest, RefusesFilesThatOthersMayWrite) {
   std::string const path = write(fileOf({makeUser("kim", "hush")}));
-  for (mode_t const mode : {0620, 0602}) {
+  for (mode_t const mode : {0620U, 0602U}) {
     ASSERT_EQ(0, chmod(path.c_str(), mode));
     EXPECT_TRUE(contains(logIn("kim", "hush"), "': others may write it: chmod go-w"));
   }
@@ -340,7 +340,7 @@ std::string encode(std::string const& password) {
 
 TEST(ZtauthDecode, UndoesEncodedPasswords) {
   std::string const kept(600, '~');
-  for (std::size_t const length : {0, 1, 12, 13, 49, 50, 51, 511}) {
+  for (std::size_t const length : {0U, 1U, 12U, 13U, 49U, 50U, 51U, 511U}) {
     std::string const password(length, 'p');
     std::string const encoded = encode(password);
     std::string buffer = kept;
