@@ -2,6 +2,7 @@
 
 #include "ztbnameindex_p.h"
 
+#include <atomic>
 #include <new>
 #include <utility>
 
@@ -18,17 +19,23 @@ unsigned long long mixed(unsigned long long hash) {
   return hash ^ (hash >> 33);
 }
 
+// Random for each process, so that no text can be written whose names all ask for one slot. Not a
+// static with a guard: a child forked while another thread draws it would wait for that thread.
+unsigned long long seed() {
+  static std::atomic<unsigned long long> drawn = 0;
+  unsigned long long known = drawn.load(std::memory_order_relaxed);
+  if (known != 0) return known;
+  char randomText[np_uniq_size];
+  np_uniq_s64(randomText);
+  constexpr unsigned long long kAnyPoint = 0x9E3779B97F4A7C15;
+  unsigned long long const mine = np_uchar_ihash(randomText, kAnyPoint) | 1;
+  return drawn.compare_exchange_strong(known, mine, std::memory_order_relaxed) ? mine : known;
+}
+
 }  // namespace
 
-// Random for each process, so that no text can be written whose names all ask for one slot.
 unsigned long long ZtbNameIndex::hashOf(ZtbString const& name) {
-  static unsigned long long const seed = [] {
-    char randomText[np_uniq_size];
-    np_uniq_s64(randomText);
-    constexpr unsigned long long kAnyPoint = 0x9E3779B97F4A7C15;
-    return np_uchar_ihash(randomText, kAnyPoint);
-  }();
-  return mixed(np_uchar_ihash(name.asCstr(), seed));
+  return mixed(np_uchar_ihash(name.asCstr(), seed()));
 }
 
 bool ZtbNameIndex::has(ZtbString const& name, unsigned long long hash) const {
