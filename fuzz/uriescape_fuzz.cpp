@@ -3,7 +3,7 @@
 // Escapes of any text. The first byte gives the length of the list of characters to escape, which
 // follows it; the rest is the text. Both directions must come out as a plain walk over the bytes
 // does, and undo each other.
-// Aimed at src/zturi.cpp
+// Aimed at src/zturiescape.cpp
 
 #include "target.h"
 #include "ztschr12.h"
