@@ -18,7 +18,6 @@ namespace {
 constexpr unsigned long long kSign = 1ULL << 63;
 constexpr unsigned long long kInfinity = 30ULL << 58;
 constexpr unsigned long long kNaN = 62ULL << 57;
-constexpr unsigned long long kSignalingNaN = 63ULL << 57;
 
 constexpr unsigned long long exponentBits(int exponent) {
   return static_cast<unsigned long long>(exponent + 98354) << 45;
@@ -46,26 +45,6 @@ std::string words(decSext const& value) {
   std::snprintf(text, sizeof text, "%016llX %016llX %016llX", value.words[2], value.words[1],
                 value.words[0]);
   return text;
-}
-
-TEST(Decnumber, EncodesKnownValues) {
-  struct {
-    char const* text;
-    decSext expected;
-  } const rows[] = {
-      {"0", {{0, 0, exponentBits(0)}}},
-      {"1", {{1, 0, exponentBits(0)}}},
-      {"-1.50", {{150, 0, kSign | exponentBits(-2)}}},
-      {"18446744073709551616E98253", {{0, 1, exponentBits(98253)}}},
-      {"340282366920938463463374607431768211456E-98354", {{0, 0, 1}}},
-      {"-inf", {{0, 0, kSign | kInfinity}}},
-      {"NaN", {{0, 0, kNaN}}},
-      {"-sNaN7", {{7, 0, kSign | kSignalingNaN}}},
-  };
-  for (auto const& row : rows) EXPECT_EQ(words(row.expected), words(parse(row.text).value));
-  decSext value;
-  EXPECT_EQ(words({{0, 0, kNaN}}), words(*decSextNaN(&value)));
-  EXPECT_EQ(words({{0, 0, exponentBits(0)}}), words(*decSextZero(&value)));
 }
 
 TEST(Decnumber, ReadsAnyEncodingAndWritesCanonicalOnes) {
@@ -206,17 +185,6 @@ TEST(Decnumber, ReadsTextsOfAnySize) {
     Parsed const result = parse(row.text);
     EXPECT_EQ(words(parse(row.same).value), words(result.value));
     EXPECT_EQ(row.status, result.status);
-  }
-}
-
-TEST(Decnumber, RefusesWhatIsNoNumber) {
-  for (char const* text :
-       {"",          " ",  " 1",    "1 ",     "+",     "-",        ".",   "E5",   ".E5",  "+-1",
-        "1..2",      "1E", "1E+",   "1E5.0",  "1,5",   "1_0",      "0x1", "in",   "infi", "infinit",
-        "infinity1", "na", "nan-1", "nan1.0", "ssnan", "\xD9\xA1", "1\n", "1e5e5"}) {
-    Parsed const result = parse(text);
-    EXPECT_EQ(words({{0, 0, kNaN}}), words(result.value)) << text;
-    EXPECT_EQ(unsigned{kDecConversionSyntax}, result.status) << text;
   }
 }
 
