@@ -110,7 +110,7 @@ class ZTB_API ZtbDatavar {
 
   // String of as many whole characters as fit in `nBytes` bytes, up to the terminator or the first
   // byte that begins no well-formed character. `text` need not be terminated if it has `nBytes`
-  // bytes and no cut character at their end.
+  // bytes.
   //   v.assignBytes("h\u00e9llo", 2)    // "h": the next character takes two bytes
   ZtbDatavar& assignBytes(char const* text, unsigned int nBytes);
 

@@ -112,8 +112,7 @@ class ZTB_API ZtbString {
 
   // As assign, with as many whole characters as fit in `nBytes` bytes, up to the terminator or the
   // first byte that begins no well-formed character. `text` need not be terminated if it has
-  // `nBytes` bytes and no cut character at their end. A null `text` or a count below 1 gives an
-  // empty string.
+  // `nBytes` bytes. A null `text` or a count below 1 gives an empty string.
   ZtbString const& assignBytes(char const* text, int nBytes);
 
   // Add text at the end. On failure the string stays as it was and the flag is true; otherwise it

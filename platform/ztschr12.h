@@ -90,9 +90,10 @@ char* np_uchar_seek(char const* text, int n);
 unsigned np_uchar_tell(char const* base, char const* position);
 
 // How many of the bytes [text, text + nBytes) there are in front of the first ill-formed one; a
-// character that the end cuts is ill-formed, NUL is a character like any other. Cost: one pass,
-// several bytes a clock.
-std::size_t np_uchar_wellformed(char const* text, std::size_t nBytes);
+// character that the end cuts is ill-formed, NUL is a character like any other. `nChars`, if not
+// null, gets the number of characters that they are. Nothing behind the bytes is read. Cost: one
+// pass, several bytes a clock.
+std::size_t np_uchar_wellformed(char const* text, std::size_t nBytes, unsigned* nChars = nullptr);
 
 // Copies whole characters of `source` into `target`, at most `nChars` of them, as many as fit in
 // `targetCapacity` bytes with the terminator that is always written. Gives the bytes written

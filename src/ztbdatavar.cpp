@@ -17,6 +17,7 @@
 #include "ztbdate_p.h"
 #include "ztbmempool.h"
 #include "ztbmempool_p.h"
+#include "ztbstring_p.h"
 #include "ztschr12.h"
 #include "ztsstr12.h"
 
@@ -334,15 +335,8 @@ ZtbDatavar& ZtbDatavar::assign(char const* text, unsigned int nChars) {
 
 ZtbDatavar& ZtbDatavar::assignBytes(char const* text, unsigned int nBytes) {
   if (!text) return assign(text);
-  unsigned bytes = 0;
   unsigned chars = 0;
-  int width = 0;
-  while (bytes < nBytes && text[bytes] != '\0') {
-    if (np_uchar_toint(text + bytes, &width) == np_uchar_illformed) break;
-    if (static_cast<unsigned>(width) > nBytes - bytes) break;
-    bytes += static_cast<unsigned>(width);
-    ++chars;
-  }
+  std::size_t const bytes = ztbWholeCharacters(text, nBytes, &chars);
   return assignText(text, bytes, chars);
 }
 

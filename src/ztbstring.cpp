@@ -50,11 +50,8 @@ Extent extentOf(char const* text, int nChars, int nBytes) {
 
 // A well-formed needle is only ever found where a character begins, and ends where one ends.
 bool isWellFormed(ZtbString const& needle) {
-  int width = 0;
-  for (char const* at = needle.asCstr(); *at != '\0'; at += width) {
-    if (np_uchar_toint(at, &width) == np_uchar_illformed) return false;
-  }
-  return true;
+  std::size_t const bytes = needle.cStrSize() - 1;
+  return np_uchar_wellformed(needle.asCstr(), bytes) == bytes;
 }
 
 // A string's text with its lengths, for moving between characters and positions.
@@ -364,16 +361,10 @@ ZtbString const& ZtbString::assign(char const* text, int nChars) {
 }
 
 ZtbString const& ZtbString::assignBytes(char const* text, int nBytes) {
-  int bytes = 0;
-  int chars = 0;
-  int width = 0;
-  while (text && bytes < nBytes && text[bytes] != '\0') {
-    if (np_uchar_toint(text + bytes, &width) == np_uchar_illformed) break;
-    if (width > nBytes - bytes) break;
-    bytes += width;
-    ++chars;
-  }
-  doAssign(text, chars, bytes);
+  unsigned chars = 0;
+  std::size_t const bytes =
+      ztbWholeCharacters(text, static_cast<std::size_t>(std::max(nBytes, 0)), &chars);
+  doAssign(text, static_cast<int>(chars), static_cast<int>(bytes));
   return *this;
 }
 
@@ -680,4 +671,11 @@ std::string_view ztbTrimmedRight(std::string_view part) {
 
 std::string_view ztbTrimmed(std::string_view part) {
   return ztbTrimmedRight(ztbTrimmedLeft(part));
+}
+
+std::size_t ztbWholeCharacters(char const* text, std::size_t nBytes, unsigned* chars) {
+  *chars = 0;
+  if (!text) return 0;
+  auto const* const end = static_cast<char const*>(std::memchr(text, '\0', nBytes));
+  return np_uchar_wellformed(text, end ? static_cast<std::size_t>(end - text) : nBytes, chars);
 }

@@ -100,6 +100,7 @@ TEST_F(ZtbStringTest, MakesTextsAtTheEndsOfItsRangesWithNullAndEmptyApart) {
   ZtbString const text = lit("a\u00e9\u20acz"), dashes = lit("a-b-c"), dash = lit("-"),
                   plus = lit("+");
   ZtbString const null, empty = lit("");
+  char const unterminated[] = {'a', '\xe2', '\x82'};
   std::pair<char const*, ZtbString> const rows[] = {
       {"(null)", null},
       {"(null)", ZtbString(nullptr, false)},
@@ -128,7 +129,7 @@ TEST_F(ZtbStringTest, MakesTextsAtTheEndsOfItsRangesWithNullAndEmptyApart) {
       {"a\u20acb", ZtbString().assignBytes("a\u20acb", INT_MAX)},
       {"a", ZtbString().assignBytes("a\u20acb", 3)},
       {"", ZtbString().assignBytes("a\u20acb", -1)},
-      {"a", ZtbString().assignBytes("a\xe2\x82", 3)},
+      {"a", ZtbString().assignBytes(unterminated, 3)},
       {"", ZtbString().assignBytes(nullptr, 3)},
       {"-2147483648", ZtbString().assign(INT_MIN)},
       {"-9223372036854775808", ZtbString().assign(LLONG_MIN)},

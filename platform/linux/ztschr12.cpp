@@ -283,14 +283,16 @@ unsigned np_uchar_tell(char const* base, char const* position) {
   return saturated(walk(base, position).chars);
 }
 
-std::size_t np_uchar_wellformed(char const* text, std::size_t nBytes) {
-  std::size_t bytes = np_utf8_run(text, nBytes).bytes;
-  while (bytes < nBytes) {
-    int const more = sequenceLength({text + bytes, nBytes - bytes});
+std::size_t np_uchar_wellformed(char const* text, std::size_t nBytes, unsigned* nChars) {
+  NpUtf8Run run = np_utf8_run(text, nBytes);
+  while (run.bytes < nBytes) {
+    int const more = sequenceLength({text + run.bytes, nBytes - run.bytes});
     if (more == 0) break;
-    bytes += static_cast<std::size_t>(more);
+    run.bytes += static_cast<std::size_t>(more);
+    ++run.chars;
   }
-  return bytes;
+  if (nChars != nullptr) *nChars = saturated(run.chars);
+  return run.bytes;
 }
 
 unsigned np_uchar_bufncopy(char* target, char const* source, unsigned targetCapacity,

@@ -160,6 +160,13 @@ TEST(Chars, CountsAtTheEndsOfTheirRanges) {
   for (int n : {-1, INT_MIN, 4, 64, INT_MAX}) EXPECT_EQ(nullptr, np_uchar_seek(text, n)) << n;
   EXPECT_EQ(0u, np_uchar_tell(text + 3, text));
   EXPECT_EQ(2u, np_uchar_tell(text, text + 2)) << "inside a character counts it";
+  for (std::size_t n : {1u, 3u, 70u}) {
+    std::vector<char> cut(n, 'a');
+    cut[n - 1] = '\xC3';
+    unsigned chars = 9;
+    EXPECT_EQ(n - 1, np_uchar_wellformed(cut.data(), n, &chars));
+    EXPECT_EQ(n - 1, chars);
+  }
   int width = -1;
   EXPECT_EQ(0u, np_uchar_toint(text + 4, &width));
   EXPECT_EQ(0, width);
