@@ -29,7 +29,9 @@ Stream open(std::string const& file) {
 std::string readAll(std::FILE* stream) {
   std::string text;
   char piece[65536];
-  for (std::size_t bytes; (bytes = std::fread(piece, 1, sizeof piece, stream)) > 0;) {
+  // Asked again behind its end, a terminal would wait for more.
+  for (std::size_t bytes = 1; bytes > 0 && std::feof(stream) == 0;) {
+    bytes = std::fread(piece, 1, sizeof piece, stream);
     text.append(piece, bytes);
     if (text.size() > kLongestText || std::memchr(piece, '\0', bytes) != nullptr) break;
   }

@@ -75,6 +75,7 @@ bool Lines::next(std::string& line) {
 // Makes sure that something is there to be taken; false at the end.
 bool Lines::fill() {
   if (!mRest.empty()) return true;
+  if (std::feof(stdin) != 0) return false;  // asked again, a terminal would wait for more
   bool const isFirst = !std::exchange(mIsBegun, true);
   mRest = {mBuffer.data(), std::fread(mBuffer.data(), 1, mBuffer.size(), stdin)};
   if (std::ferror(stdin) != 0) {

@@ -2,6 +2,7 @@
 
 #include "progress.h"
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -19,6 +20,13 @@ std::string withCommas(long long number) {
   return text;
 }
 
+// Those of the terminal, or as many as most have.
+std::size_t columns() {
+  winsize size{};
+  bool const isTold = ::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+  return isTold ? size.ws_col : 80;
+}
+
 }  // namespace
 
 // The first bar waits too, so that a short command shows none.
@@ -33,9 +41,13 @@ void Progress::show(long long done) {
   mNext = Clock::now() + kPause;
   double const share = std::clamp(static_cast<double>(done) / static_cast<double>(mTotal), 0., 1.);
   auto const filled = static_cast<std::size_t>(share * kBarWidth);
-  std::string const bar = std::string(filled, '#') + std::string(kBarWidth - filled, '-');
-  std::fprintf(stderr, "\r[%s] %3d %%  %s %s", bar.c_str(), static_cast<int>(share * 100),
-               withCommas(done).c_str(), mWhat.c_str());
+  std::string const bar = '[' + std::string(filled, '#') + std::string(kBarWidth - filled, '-');
+  char percent[16];
+  std::snprintf(percent, sizeof percent, "%3d %%  ", static_cast<int>(share * 100));
+  std::string line = percent + withCommas(done) + ' ' + mWhat;
+  std::size_t const room = columns() - 1;
+  if (bar.size() + 2 + line.size() <= room) line = bar + "] " + line;
+  std::fprintf(stderr, "\r%s", line.substr(0, room).c_str());
   mIsDrawn = true;
 }
 

@@ -12,6 +12,7 @@ namespace tool {
 
 // A line that is drawn over itself, at most ten times a second, and wiped at the end:
 //   [########----------------------]  27 %  271,000 records
+// In a terminal that is too narrow for it the bar is left out, so that the line is still one.
 // It shows only where standard error is a terminal, and not where it would fall into lines of
 // standard output.
 class Progress {
