@@ -145,7 +145,7 @@ TEST_F(ZtbTool, ExitCodesAndOutputs) {
       {"text latin.txt --to UTF-8 >o; echo more >>o; ztb text latin.txt --to UTF-8 >>o; cat o", 0,
        "caf\u00e9\nx\nmore\ncaf\u00e9\n"},
       {"text latin.txt", 0, "CR LF (1), CR (1)"},  // as it was
-      {"text latin.txt --to Klingon", 1, "unknown encoding \"Klingon\""},
+      {"text latin.txt --to Klingon", 2, "unknown encoding \"Klingon\""},
       {"text .", 1, "ztb text: "},
       {"text /dev/stdin </dev/null", 1, "save it to a file"},
       {"text f.cfg --to UTF-8 --output /dev/full", 1, "no room"},
@@ -166,7 +166,7 @@ TEST_F(ZtbTool, ExitCodesAndOutputs) {
        "a\n\uFFFD\nztb records: \"r.dat\" ends in the middle of record 2, behind 3 of its 10 "},
       {"records wide.dat --length 4 --fields a:4", 0, "a\na\n\u00E9b\n\uFFFD\n"},
       {"records wide.dat --length 4 --fields a:1,b:3", 1, "but a character of UTF-16BE has 2"},
-      {"records absent.dat --length 4 --fields a:4", 1, "No such file"},
+      {"records absent.dat --length 4 --fields a:4", 1, "\"absent.dat\": The file"},
       {"records /dev/stdin --length 1 --fields a:1 </dev/null", 1, "is a pipe or a device"},
       {"uri nope 'a://b/c'", 1, "a://b/c\n  family      generic\n"},
       {"uri --json <uris.txt", 1, "[\n{\"text\": \"x\", \"error\": \"\\\"x\\\" is no URI: "},
@@ -181,6 +181,8 @@ TEST_F(ZtbTool, ExitCodesAndOutputs) {
       {"uri build ztd --source s --part1 a%2Fb --part4 d --json", 0, "\"readsBack\": false}"},
       {"uri build ztwt --table t --column a=Integer:x", 1, "\"x\" isn't of the type integer"},
       {"uri build ztwt --table t --column a=String:x,y --column b=:z:1", 0, "'x%2Cy',b='z:1'\n"},
+      {"uri build ztwt --table t --count 9223372036854775808", 2, "not in range 0 to 9223"},
+      {"uri build ztwt --table t --start 010", 2, "without zeros in front"},
       {"uri build ztwt --table t --column a=5", 2, "write a=TYPE:VALUE, or a=:VALUE"},
       {"uri build ztwt --table t --column a=Text:5", 2, "\"Text\" is no type"},
       {"uri build ztr --table t", 2, "a ztr URI has no such component"},
@@ -306,6 +308,13 @@ std::pair<std::string, int> askedAtTerminal(std::vector<char const*> command, in
   int status = -1;
   waitpid(child, &status, 0);
   return {shown, status};
+}
+
+TEST_F(ZtbTool, TerminalEndsATextAtOnce) {
+  char const* const command =
+      "printf 'text: '; exec timeout --foreground 20 " ZTB_TEST_BIN "/ztb template -";
+  EXPECT_EQ(std::pair(std::string("text: seven\r\nseven\r\n"), 0),
+            askedAtTerminal({"/bin/sh", "-c", command}, 1, "seven\n\x04"));
 }
 
 TEST_F(ZtbTool, PasswordsAreAskedForWithoutEcho) {

@@ -139,7 +139,7 @@ Run declareBuffers(CLI::App& app) {
   auto const arguments = std::make_shared<Arguments>();
   app.add_option("--rows", arguments->rows, "Rows that go there and back (default: 1,000,000)")
       ->type_name(kNumber)
-      ->check(isBetween(0LL, 1'000'000'000'000LL));
+      ->check(isBetween(0, 1'000'000'000'000LL));
   app.add_option("--columns", arguments->columns, "Values of a row, 0 to 1000 (default: 10)")
       ->type_name(kNumber)
       ->check(isBetween(0, 1000));

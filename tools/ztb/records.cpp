@@ -141,7 +141,7 @@ void open(ZtbTxtFileFW& file, Arguments const& arguments) {
   int encoding = kDetect;
   if (!arguments.encoding.empty()) encoding = np_uchar_getenc(arguments.encoding.c_str());
   if (!file.open(arguments.file.c_str(), ZtbTxtFileFW::ModeRead, encoding, kLookForMark)) {
-    throw Refused(fromZtb(file.getErrorMessage()));
+    throw Refused(shown(arguments.file) + ": " + fromZtb(file.getErrorMessage()));
   }
 }
 
@@ -256,16 +256,11 @@ void check(Arguments& arguments) {
   if (!fault.empty()) throw CLI::ValidationError("--fields", fault);
 }
 
-std::string encodingFault(std::string const& name) {
-  if (np_uchar_getenc(name.c_str()) >= 0) return "";
-  return "unknown encoding \"" + printable(name) + "\"; docs/text-files.md lists them";
-}
-
 }  // namespace
 
 Run declareRecords(CLI::App& app) {
   auto const arguments = std::make_shared<Arguments>();
-  CLI::Validator const isCount = isBetween(0LL, kMostRecords);
+  CLI::Validator const isCount = isBetween(0, kMostRecords);
   app.add_option("file", arguments->file, "The file of records")->required()->type_name(kFile);
   app.add_option("--length", arguments->length, "The bytes of a record")
       ->required()
@@ -276,7 +271,7 @@ Run declareRecords(CLI::App& app) {
       ->type_name("FIELDS");
   app.add_option("--encoding", arguments->encoding, "Its encoding (default: detected)")
       ->type_name(kEncoding)
-      ->check(encodingFault);
+      ->check(isEncoding());
   app.add_option("--from", arguments->from, "The first record, counted from 0 (default: 0)")
       ->type_name(kNumber)
       ->check(isCount);

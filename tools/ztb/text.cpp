@@ -46,12 +46,7 @@ constexpr int kDetect = -1;
 constexpr int kLookForMark = 1;
 
 int encodingOf(std::string const& name) {
-  if (name.empty()) return kDetect;
-  int const number = np_uchar_getenc(name.c_str());
-  if (number < 0) {
-    throw Refused("unknown encoding \"" + printable(name) + "\"; docs/text-files.md lists them");
-  }
-  return number;
+  return name.empty() ? kDetect : np_uchar_getenc(name.c_str());
 }
 
 void openForReading(ZtbTxtFile& file, Arguments const& arguments) {
@@ -221,10 +216,12 @@ Run declareText(CLI::App& app) {
   auto const arguments = std::make_shared<Arguments>();
   app.add_option("file", arguments->file, "The text file")->required()->type_name(kFile);
   app.add_option("--from", arguments->from, "Its encoding (default: detected)")
-      ->type_name(kEncoding);
+      ->type_name(kEncoding)
+      ->check(isEncoding());
   auto* const to =
       app.add_option("--to", arguments->to, "Write the text in this encoding, with LF at line ends")
-          ->type_name(kEncoding);
+          ->type_name(kEncoding)
+          ->check(isEncoding());
   app.add_option("--output", arguments->output, "Where --to writes (default: standard output)")
       ->type_name(kFile)
       ->needs(to);

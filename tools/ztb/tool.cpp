@@ -9,11 +9,13 @@
 
 #include <algorithm>
 #include <cctype>
+#include <charconv>
 #include <cstdio>
 #include <filesystem>
 
 #include "ztbinit.h"
 #include "ztbstartup.h"
+#include "ztschr12.h"
 
 namespace tool {
 namespace {
@@ -148,6 +150,30 @@ CLI::Validator nameAndValue(std::string const& form) {
 
 CLI::Validator isFolder() {
   return CLI::Validator(CLI::ExistingDirectory).description("");
+}
+
+CLI::Validator isEncoding() {
+  auto const check = [](std::string const& name) {
+    if (np_uchar_getenc(name.c_str()) >= 0) return std::string();
+    return "unknown encoding \"" + printable(name) + "\"; docs/text-files.md lists them";
+  };
+  return {check, ""};
+}
+
+CLI::Validator isBetween(long long least, long long most) {
+  auto const check = [least, most](std::string const& text) {
+    char const* const end = text.data() + text.size();
+    long long number = 0;
+    auto const [stop, error] = std::from_chars(text.data(), end, number);
+    bool const isNumber = error == std::errc() && stop == end;
+    if (isNumber && text.size() > 1 && text[0] == '0') {
+      return "write it without zeros in front: " + text;
+    }
+    if (isNumber && number >= least && number <= most) return std::string();
+    return "Value " + printable(text) + " not in range " + std::to_string(least) + " to " +
+           std::to_string(most);
+  };
+  return {check, ""};
 }
 
 std::string printable(std::string_view text) {

@@ -91,12 +91,13 @@ void describeTexts(CLI::App& app, std::string const& name, std::string const& de
 // Lets an option take a name that isn't empty, "=" and a value. `form` is how messages write it.
 CLI::Validator nameAndValue(std::string const& form);
 
-// The checks of CLI11 without their words for the help, which has those of the type names.
+// Checks for options, without words for the help, which has those of the type names.
 CLI::Validator isFolder();
-template <class Number>
-CLI::Validator isBetween(Number least, Number most) {
-  return CLI::Range(least, most).description("");
-}
+CLI::Validator isEncoding();
+
+// A whole number of this range in decimal digits. Zeros in front are refused: CLI11 takes what
+// stands behind them for octal.
+CLI::Validator isBetween(long long least, long long most);
 
 // Ends the command with exit code 1 and this text on stderr: what went wrong, and what to do.
 class Refused : public std::runtime_error {

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdio>
+#include <limits>
 #include <map>
 #include <memory>
 
@@ -204,7 +205,7 @@ void declareOption(CLI::App& app, Option const& option, std::shared_ptr<Argument
   } else if (name == "--start" || name == "--count") {
     declared = app.add_option(name, name == "--start" ? given->start : given->count)
                    ->type_name(kNumber)
-                   ->check(CLI::Validator(CLI::NonNegativeNumber).description(""));
+                   ->check(isBetween(0, std::numeric_limits<__int64>::max()));
   } else {
     declared = app.add_option_function<std::string>(
         name, [given, name](std::string const& text) { given->components[name] = text; });
