@@ -79,9 +79,10 @@ class ZTB_API ZtbEmail {
   // Closes the files, and removes those that aren't to stay.
   ~ZtbEmail();
 
-  // Makes the two files in the folder `tempDirectory`; null or empty is the system's, which is
-  // where the variable TMPDIR leads, or else "/tmp". A relative folder must still be the same when
-  // the object is destroyed. `command` is the template that sendMail runs.
+  // Makes the two files in the folder `tempDirectory`; null or empty is the system's: the one that
+  // the variable TMPDIR names, if that is an absolute path of a folder in which this process may
+  // make files, or else "/tmp". A relative folder must still be the same when the object is
+  // destroyed. `command` is the template that sendMail runs.
   //
   // Empties both lists and sets the exit code to 0; to, from and subject stay. May be called again:
   // the files of before are closed, and removed unless they are to stay.

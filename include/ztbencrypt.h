@@ -13,8 +13,9 @@
 //
 //   (umask 077; od -An -vtx1 -N32 /dev/urandom | tr -d ' \n' > suite.key)
 //
-// Without the variable a key is used that every copy of this library has: that keeps a text from
-// being read over someone's shoulder, and protects it from nobody who wants to know.
+// Without the variable, or with an empty one, a key is used that every copy of this library has:
+// that keeps a text from being read over someone's shoulder, and protects it from nobody who wants
+// to know.
 //
 // Both functions treat a null string as the empty text, report no failure, and may run in any
 // number of threads at once. The texts themselves lie in ordinary memory.

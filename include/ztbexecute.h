@@ -87,8 +87,9 @@ class ZTB_API ZtbExecute {
   // replace a failure line of 377 and 378; a program without output leaves the log as it was. A
   // byte that isn't UTF-8 stays as it is. If memory runs out for it, the log is "Failed to allocate
   // memory to read program output" and the result stays. The file takes all that the program
-  // writes, so the folder for temporary files (TMPDIR, or /tmp) needs the room. Without
-  // captureOutput the program writes to where this process writes.
+  // writes, so the folder for temporary files needs the room: the one that the variable TMPDIR
+  // names, if that is an absolute path of a folder in which this process may make files, or else
+  // "/tmp". Without captureOutput the program writes to where this process writes.
   bool run(bool useShell, bool captureOutput, int waitLimit);
 
   // The message of the last `run` that failed; null if none has.

@@ -31,7 +31,7 @@
 //
 // `executablePath` is at most 260 bytes and has a folder part, as "/opt/suite/bin/server" or
 // "./server"; a bare file name and a null pointer are refused. (argv[0] is bare in a program
-// started through PATH; the link /proc/self/exe never is.) The folder becomes the default of
+// started through PATH; the target of /proc/self/exe never is.) The folder becomes the default of
 // BASE/PLUGIN_PATH and BASE/EXE_PATH. If MARLOVEN_ERROR_LOCATION is unset or empty and ZTEXEC_HOME
 // is neither, the former is set to share/msg below the latter. A user path that was set before
 // is forgotten.

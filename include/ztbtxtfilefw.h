@@ -105,7 +105,8 @@ class ZTB_API ZtbTxtFileFW {
   //
   // A record behind the end can be gone to; what `write` leaves out reads as zeros. False, with the
   // position as it was, if the file is closed or the offset lies before the start. Pushed-back
-  // bytes stay and are read first. Costs no system call.
+  // bytes stay and are read first: then `tell` is ahead of the file by them, until the next
+  // recseek. Costs no system call.
   bool recseek(int record, int recordLength);
 
   // Pushes a copy of the bytes back, to be read before all others; they needn't be what was read.
