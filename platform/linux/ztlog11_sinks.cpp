@@ -68,11 +68,26 @@ std::unique_ptr<spdlog::formatter> makeFormatter(SinkConfig const& config) {
   return result;
 }
 
-// Log files aren't handed on to the programs that the process starts.
-spdlog::file_event_handlers closeOnExec() {
+// Whether a file ends within a line: in a record that a full disk cut.
+bool endsWithinALine(char const* path, std::FILE* file) {
+  struct stat status;
+  if (fstat(fileno(file), &status) != 0 || !S_ISREG(status.st_mode) || status.st_size == 0) {
+    return false;
+  }
+  int const reader = open(path, O_RDONLY | O_CLOEXEC);
+  if (reader < 0) return false;
+  char last = '\n';
+  bool const isRead = pread(reader, &last, 1, status.st_size - 1) == 1;
+  close(reader);
+  return isRead && last != '\n';
+}
+
+// Log files aren't handed on to the programs that the process starts, and a record begins a line.
+spdlog::file_event_handlers atOpening() {
   spdlog::file_event_handlers handlers;
-  handlers.after_open = [](spdlog::filename_t const&, std::FILE* file) {
+  handlers.after_open = [](spdlog::filename_t const& path, std::FILE* file) {
     fcntl(fileno(file), F_SETFD, FD_CLOEXEC);
+    if (endsWithinALine(path.c_str(), file)) std::fputc('\n', file);
   };
   return handlers;
 }
@@ -81,10 +96,10 @@ std::unique_ptr<spdlog::sinks::sink> makeBackend(SinkConfig const& config) {
   using namespace spdlog::sinks;
   switch (config.kind) {
     case kFileSink:
-      return std::make_unique<basic_file_sink_st>(config.path, false, closeOnExec());
+      return std::make_unique<basic_file_sink_st>(config.path, false, atOpening());
     case kRotatingSink:
       return std::make_unique<rotating_file_sink_st>(config.path, config.sizeBytes, config.keep,
-                                                     false, closeOnExec());
+                                                     false, atOpening());
     case kSyslogSink:
       return std::make_unique<syslog_sink_st>(config.ident, LOG_PID, config.facility, true);
     case kStderrSink:

@@ -290,12 +290,12 @@ TEST(ZtLogConfigure, ARecoveredSinkTellsWhatItLost) {
   std::string const file = configureFile(folder, "pattern * %v\n");
   ZtLogger* const logger = ztlogGetLogger("Recover");
   {
-    ztbtest::Limit const none(RLIMIT_FSIZE, 0);
+    ztbtest::Limit const twoBytes(RLIMIT_FSIZE, 2);
     for (int i = 0; i < 3; ++i) LOG(logger, 4, "lost");
   }
   std::this_thread::sleep_for(std::chrono::milliseconds(1100));
   LOG(logger, 4, "found");
-  EXPECT_EQ("3 records were lost here, the last time for: Failed flush to file " + file +
+  EXPECT_EQ("lo\n3 records were lost here, the last time for: Failed flush to file " + file +
                 ": File too large\nfound\n",
             readFile(file));
 }
