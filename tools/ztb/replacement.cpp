@@ -64,7 +64,7 @@ FolderLock::FolderLock(fs::path const& fileInIt)
   }
 }
 
-Original::Original(fs::path const& path) : mPath(path), mIsThere(look(mStatus)) {
+Original::Original(fs::path const& path) : mLock(path), mPath(path), mIsThere(look(mStatus)) {
   if (!mIsThere) return;
   if (!S_ISREG(mStatus.st_mode)) {
     throw Refused("can't edit \"" + printable(path.string()) + "\": it is no regular file");

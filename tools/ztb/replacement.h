@@ -33,8 +33,7 @@ class Descriptor {
   int mNumber;
 };
 
-// Keeps other commands that take this lock from changing the files of a folder. Waits ten seconds
-// for them at most.
+// Keeps other commands from changing the files of a folder. Waits ten seconds for them at most.
 class FolderLock {
  public:
   explicit FolderLock(std::filesystem::path const& fileInIt);
@@ -43,8 +42,9 @@ class FolderLock {
   Descriptor mFolder;
 };
 
-// The file to edit as it was before it was read, or that there was none. Refuses what a rename
-// would destroy: a device, a pipe or a folder, and a file that the user has no right to write.
+// The file to edit as it was before it was read, or that there was none. Two commands that edit it
+// at once do so one after the other, and other programs are noticed. Refuses what a rename would
+// destroy: a device, a pipe or a folder, and a file that the user has no right to write.
 class Original {
  public:
   explicit Original(std::filesystem::path const& path);
@@ -58,6 +58,7 @@ class Original {
  private:
   bool look(struct stat& status) const;
 
+  FolderLock mLock;
   std::filesystem::path mPath;
   struct stat mStatus = {};
   bool mIsThere;

@@ -117,7 +117,6 @@ bool copyChanged(std::string const& path, std::string const& user, Change const&
 // Changes the lines of a user, or adds `added` if there are none and it isn't empty.
 void edit(Arguments const& arguments, Change const& change, std::string const& added = "") {
   std::filesystem::path const target = targetOf(arguments.file);
-  FolderLock const lock(target);
   Original const original(target);
   if (!original.isThere() && added.empty()) {
     throw Refused("there is no file " + shown(target.string()));
