@@ -9,6 +9,8 @@
 // so does the stop when a second ztbStartup replaces the module: they may use the library, but not
 // queue start-up input or register shutdown handlers.
 
+#include <cstdio>
+
 #include "ztbconfigoptions.h"
 #include "ztbdate.h"
 #include "ztbstring.h"
@@ -17,7 +19,10 @@
 
 namespace {
 
-// Whether the line was written, or none was wanted.
+bool isStarted = false;
+
+// Whether the line was written, or none was wanted. What start-up says of a failure names no
+// reason, so that stands on standard error.
 bool logLine(char const* event) {
   ZtbString path;
   ZtbConfigOptions* const options = ztbGetConfigOptions(ZtbString());
@@ -25,18 +30,24 @@ bool logLine(char const* event) {
     return true;
   }
   ZtbTxtFile file;
-  if (!file.open(path.asCstr(), ZtbTxtFile::ModeAppend, 0, 0)) return false;
   ZtbString const now = ZtbDate::currentDate().asString(true);
-  return file.writeln(ztbStringFormat("%S ztbdeps31 %s", &now, event).asCstr());
+  if (file.open(path.asCstr(), ZtbTxtFile::ModeAppend, 0, 0) &&
+      file.writeln(ztbStringFormat("%S ztbdeps31 %s", &now, event).asCstr())) {
+    return true;
+  }
+  std::fprintf(stderr, "ztbdeps31: can't write to the file of DEPS/LOG_PATH. %s\n",
+               file.getErrorMessage().asCstr());
+  return false;
 }
 
 }  // namespace
 
-// 0 on success; anything else makes ztbStartup fail.
+// 0 on success; anything else makes ztbStartup fail, and the stop still follows.
 extern "C" ZTB_API int ZtbDepsStartup(void* /*reserved*/) {
-  return logLine("started") ? 0 : 1;
+  isStarted = logLine("started");
+  return isStarted ? 0 : 1;
 }
 
 extern "C" ZTB_API void ZtbDepsShutdown(void* /*reserved*/) {
-  logLine("stopped");
+  if (isStarted) logLine("stopped");
 }
