@@ -93,6 +93,11 @@ std::vector<std::string> argumentsFor(CLI::App const& app, int argc, char** argv
   return {arguments.rbegin(), arguments.rend()};
 }
 
+// After help or the version, or a complaint about the usage.
+int finishParsing(CLI::App const& app, CLI::ParseError const& error, std::string const& name) {
+  return app.exit(error) == 0 ? finish(name, [] { return 0; }) : kWrongUsage;
+}
+
 // Each command has a parser of its own: one below another's would take "++" for the end of its
 // arguments. `argv` begins with the command's name.
 int runCommand(Command const& command, int argc, char** argv) {
@@ -101,7 +106,7 @@ int runCommand(Command const& command, int argc, char** argv) {
   try {
     app.parse(argumentsFor(app, argc, argv));
   } catch (CLI::ParseError const& error) {
-    return app.exit(error) == 0 ? 0 : kWrongUsage;
+    return finishParsing(app, error, command.name);
   }
   return finish(command.name, run);
 }
@@ -122,7 +127,7 @@ int runAlone(int argc, char** argv) {
     if (app.get_subcommands().empty() && app.remaining_size() > 0) {
       std::fprintf(stderr, "Unknown subcommand or option: %s\n", app.remaining()[0].c_str());
     }
-    return app.exit(error) == 0 ? 0 : kWrongUsage;
+    return finishParsing(app, error, argc > 1 ? argv[1] : "");
   }
   return kWrongUsage;
 }

@@ -16,8 +16,8 @@ namespace tool {
 namespace {
 
 constexpr char kHelp[] =
-    "Shows the text that applications show, with the arguments filled in. docs/messages.md lists\n"
-    "the messages, and tells how to translate them.\n\n"
+    "Shows the text that applications show, with the arguments filled in. docs/messages.md tells\n"
+    "where the texts are, and how to translate them.\n\n"
     "  ztb message 'Base Services' 1353 app.cfg 'Permission denied'\n"
     "  ztb message --locale de --level 1 'Base Services' 446 /tmp/x";
 
@@ -32,11 +32,6 @@ struct Arguments {
 };
 
 constexpr std::size_t kMostArguments = 4;
-
-std::string_view argumentsOf(std::string_view group, int number) {
-  ZtMessage const* const message = ztFindMessage(group, number);
-  return message != nullptr ? message->arguments : std::string_view();
-}
 
 int toNumber(std::string const& text) {
   int number = 0;
@@ -61,7 +56,12 @@ ZtbString ask(Arguments const& wanted, std::string_view types, Given... given) {
 }
 
 int run(Arguments const& arguments) {
-  std::string_view const types = argumentsOf(arguments.group, arguments.number);
+  ZtMessage const* const message = ztFindMessage(arguments.group, arguments.number);
+  std::string_view const types = message != nullptr ? message->arguments : std::string_view();
+  if (message == nullptr && !arguments.values.empty()) {
+    throw Refused("no message " + std::to_string(arguments.number) + " with arguments in \"" +
+                  arguments.group + "\"; groups are written as in 'Base Services'");
+  }
   if (types.size() != arguments.values.size()) {
     throw Refused("arguments given: " + std::to_string(arguments.values.size()) +
                   "; arguments that the message takes: " + std::to_string(types.size()));
