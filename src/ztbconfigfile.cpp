@@ -391,7 +391,9 @@ bool ZtbConfigFile::Body::write(char const* path) {
   }
   errorMessage = file.getErrorMessage();
   if (errorMessage.isNull()) {
-    errorMessage = stringOf((std::string("Can't write all of the file '") + path + "'").c_str());
+    std::string const reason = std::string("Can't write all of the file '") + path +
+                               "'. Look whether its disk is full, or your quota used up.";
+    errorMessage = stringOf(reason.c_str());
   }
   return false;
 }
