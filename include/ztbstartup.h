@@ -34,8 +34,8 @@
 // Runs the sequence above, once after ztbInitialize. 0 on success, with `*errorMessage` untouched.
 // 1 on failure, with `*errorMessage` (if the pointer isn't null) set to the reason, in a static
 // buffer that the next failure overwrites. When the library isn't up, the text is that of the
-// failure before, at first empty. What was done until then stays done: the caller is expected to
-// give up and to call ztbShutdown, which it still owes.
+// start-up that failed before, at first empty. What was done until then stays done: the caller is
+// expected to give up and to call ztbShutdown, which it still owes.
 //
 // A second call applies everything again, over what is in the store, and stops and unloads the
 // dependency library before it loads it anew.

@@ -155,9 +155,9 @@ class ZTB_API ZtbString {
   int trim(bool left, bool right);
   int trimChar(int codePoint, bool left, bool right);
 
-  // Map the text, each character by itself, as Unicode's simple case mappings say. The number of
-  // characters stays; the number of bytes may change. False only when memory ran out, with the
-  // string unchanged.
+  // Map the text, each character by itself, as Unicode's simple case mappings say, and U+00DF
+  // (sharp s) to U+1E9E in upper case. The number of characters stays; the number of bytes may
+  // change. False only when memory ran out, with the string unchanged.
   bool lowercase();
   bool uppercase();
 
