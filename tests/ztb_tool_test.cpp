@@ -104,6 +104,7 @@ TEST_F(ZtbTool, ExitCodesAndOutputs) {
        R"("03.02.1989 19:05:06", "weekday": "Friday", "seconds": "602535906.000"})"},
       {"date 1989-02-03", 0, "weekday  Friday\nseconds  602467200.000 since"},
       {"date 2001-02-29", 1, "calendar"},
+      {"convert 1e98305 --to Real", 0, "Infinity\nztb convert: not exact: a Real has 52 digits"},
       {"convert '3 Feb 1989' --to Date --json", 0, "\"result\": \"1989-02-03 00:00:00\""},
       {"convert " + std::string(40, '7') + "E17 --to Real", 1, "can't be written out"},
       {"convert x --to Date --from integer", 1, "\"x\" is no Integer"},

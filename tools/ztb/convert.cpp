@@ -22,6 +22,9 @@ constexpr char kHelp[] =
     "  ztb convert '3 Feb 1989' --to Date\n"
     "  ztb convert 12.50 --from Real --to Integer";
 
+constexpr char kCutNote[] =
+    "not exact: a Real has 52 digits, and goes from 1E-98354 to 9.99...E+98304";
+
 struct Arguments {
   std::string from = "String";
   std::string to;
@@ -90,7 +93,7 @@ int run(std::vector<std::string> const& texts, Arguments const& arguments) {
     } else {
       std::printf("%s\n", printable(result).c_str());
       std::fflush(stdout);
-      if (isCut) std::fprintf(stderr, "ztb convert: digits behind the 52nd were lost\n");
+      if (isCut) std::fprintf(stderr, "ztb convert: %s\n", kCutNote);
     }
   }
   if (arguments.json) printJsonArray(objects);
