@@ -142,6 +142,24 @@ bool holds(DatavarBody const* body, void const* place) {
   return reinterpret_cast<std::uintptr_t>(place) - begin < size;
 }
 
+// Moves `size` bytes, at least one half and at most two.
+template <std::size_t Half>
+inline void moveByHalves(char* to, char const* from, std::size_t size) {
+  char front[Half];
+  char back[Half];
+  std::memcpy(front, from, Half);
+  std::memcpy(back, from + size - Half, Half);
+  std::memcpy(to, front, Half);
+  std::memcpy(to + size - Half, back, Half);
+}
+
+// As std::memmove, whose call costs more than to move a short text.
+inline void moveText(char* to, char const* from, std::size_t size) {
+  if (size >= 8 && size <= 16) return moveByHalves<8>(to, from, size);
+  if (size >= 16 && size <= 32) return moveByHalves<16>(to, from, size);
+  std::memmove(to, from, size);
+}
+
 // Sets the caller's flag, where there is one, on the way out.
 template <class Result>
 Result fail(bool* error, Result result) {
@@ -252,7 +270,7 @@ inline ZtbDatavar& ZtbDatavar::assignText(char const* text, std::size_t bytes, u
   if (!isReadyFor(mBody, ztbTypeString, bytes + 1)) return assignNewText(text, bytes, chars);
   // The text may lie in the value itself.
   auto* const block = static_cast<char*>(mBody->data);
-  std::memmove(block, text, bytes);
+  moveText(block, text, bytes);
   block[bytes] = '\0';
   mBody->charLength = chars;
   return *this;

@@ -11,6 +11,7 @@
 #include <limits>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -391,6 +392,15 @@ TEST_F(ZtbDatavarTest, AssignsItsOwnValue) {
     EXPECT_EQ("3.5", shown(v.assign(ztbTypeReal, v.getRaw(nullptr), 24)));
     v.assign(ztbTypeUnknown, v.getRaw(nullptr), 24);
     EXPECT_EQ("3.5", shown(v.assign(ztbTypeReal, v.getRaw(nullptr), 24)));
+  }
+}
+
+TEST_F(ZtbDatavarTest, WritesTextsOfAnyLengthOverOthers) {
+  constexpr std::string_view kDigits = "0123456789012345678901234567890123456789";
+  for (std::size_t n = 0; n <= kDigits.size(); ++n) {
+    std::string const text(kDigits.substr(0, n));
+    ZtbDatavar v = make(std::string(n, 'x').c_str());
+    EXPECT_EQ(text, shown(v.assign(text.c_str())));
   }
 }
 
