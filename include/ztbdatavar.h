@@ -122,7 +122,8 @@ class ZTB_API ZtbDatavar {
   //
   // A null `raw` or a `size` of 0 makes the variant null. Another size than the type's gives a zero
   // of the type (false, 0, the moment 0), and for a Real a null one, with no error. So do 24 bytes
-  // that encode a NaN. Text without any terminator gets one; nothing behind `size` is read. Text
+  // that encode a NaN. A number that no date has stays as it is in a Date, which then has neither
+  // asDate nor asString. Text without any terminator gets one; nothing behind `size` is read. Text
   // ends at its first NUL for every reader but getRaw, which gives all bytes.
   ZtbDatavar& assign(ztbType type, void const* raw, unsigned int size, bool swap);
   ZtbDatavar& assign(ztbType type, void const* raw, unsigned int size);
