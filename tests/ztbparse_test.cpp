@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+//
+// Attributes of a text. fuzz/attributes_fuzz.cpp cuts its seeds by a plain walk besides.
 
 #include "ztbparse.h"
 
@@ -28,25 +30,13 @@ std::string attributesOf(ZtbParse& attributes) {
 
 TEST_F(ZtbParseTest, TextIsCutAtSemicolonsAndEqualsOutsideBrackets) {
   Row const rows[] = {
-      {"", ""},
-      {";;;", ""},
-      {"a=1;b=2", "a>1|b>2|"},
       {";a=1;;b=2;", "a>1|b>2|"},
       {" a = 1 ; \xC2\xA0 b =2\t", "a> 1|b>2|"},
-      {"a", "(null)>a|"},
-      {"a=", "a>(null)|"},
-      {"=b", "(null)>b|"},
       {"=", "(null)>(null)|"},
       {" ; \t ", "(null)>|(null)>|"},
-      {"%20=b", ">b|"},
-      {"f(x=1)=2=3", "f(x=1)>2=3|"},
       {"f(a=1;b=2)", "(null)>f(a=1|b>2)|"},
-      {"a{b=1}=2", "a{b=1}>2|"},
-      {"a{b=1", "(null)>a{b=1|"},
       {"({a=1)=2}=3", "({a=1)=2}>3|"},
-      {"a)=1", "(null)>a)=1|"},
       {"a)(=1", "a)(>1|"},
-      {"a}=1}{{=2", "a}=1}{{>2|"},
       {"a%3Db;c%3Bd=%3B;%zz=%", "a>b|c;d>;|%zz>%|"},
       {"\xC3\xA9=\xE2\x82\xAC;\xFF=\xC3", "\xC3\xA9>\xE2\x82\xAC|\xFF>\xC3|"},
   };
