@@ -78,6 +78,10 @@ class ZTB_API ZtDataURI : public ZtURI {
   virtual ZtbString getPart3() = 0;
   virtual ZtbString getPart4() = 0;
   virtual ZtbString getServer() = 0;
+
+ protected:
+  // URIs end by release.
+  ~ZtDataURI() = default;
 };
 
 // A new URI from components, all of which, the type too, have their escapes undone first. A null

@@ -49,6 +49,10 @@ class ZTB_API ZtReposURI : public ZtURI {
 
   // Whether the path is empty and the type is exactly "Folder".
   virtual bool isRootFolder() = 0;
+
+ protected:
+  // URIs end by release.
+  ~ZtReposURI() = default;
 };
 
 // A new URI for an object of a repository. Escapes in `host` and `path` are undone first, and

@@ -95,6 +95,10 @@ class ZTB_API ZtURI {
   // dynamic_cast<ZtWorkTableURI*>(uri): "ztwt:x://y" has that scheme too, and is a generic one.
   virtual ZtReposURI* asReposURI() = 0;
   virtual ZtDataURI* asDataURI() = 0;
+
+ protected:
+  // URIs end by release.
+  ~ZtURI() = default;
 };
 
 // A new URI of the family that the text's beginning says. Null if the text is none: if "://" isn't

@@ -101,6 +101,10 @@ class ZTB_API ZtWorkTableURI : public ZtURI {
   // reported as by addColumn with message 29: `start` is set, `count` perhaps, and getFragment may
   // lack what should have been added. True leaves `errorText` alone.
   virtual bool setRange(__int64 start, __int64 count, ZtbString* errorText) = 0;
+
+ protected:
+  // URIs end by release.
+  ~ZtWorkTableURI() = default;
 };
 
 // A URI without columns, for the whole table or for a range as setRange takes it. Belongs to the
