@@ -10,7 +10,8 @@
 // the write, and `close` has nothing to lose.
 //
 // An object belongs to one thread at a time. Files opened with ModeAppend may be written by several
-// objects and processes at once: in a regular file, what one call writes stays in one piece.
+// objects and processes at once: in a regular file, what one call writes stays in one piece. Needs
+// the library up: without it, a failure has no text.
 
 #ifndef ZTBTXTFILE_H
 #define ZTBTXTFILE_H

@@ -10,7 +10,8 @@
 // For files that can be positioned: what a pipe has read ahead while its encoding is settled is
 // lost.
 //
-// An object belongs to one thread at a time.
+// An object belongs to one thread at a time. Needs the library up: without it, a failure has no
+// text.
 
 #ifndef ZTBTXTFILEFW_H
 #define ZTBTXTFILEFW_H
