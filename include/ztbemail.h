@@ -172,7 +172,7 @@ class ZTB_API ZtbEmail {
   bool writeValue(ZtbString name, ZtbString value);
 
   // Gives the bytes of `text`, and in `*nonAscii` 1 if one of its characters isn't ASCII, which
-  // ill-formed bytes aren't either, otherwise 0.
+  // ill-formed bytes aren't either, otherwise 0. `nonAscii` must not be null.
   int scanStr(ZtbString text, int* nonAscii);
   // The base64 of the text's bytes as an encoded word, and by itself, in one line. Null with
   // message 444 if there isn't the memory.

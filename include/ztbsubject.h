@@ -70,7 +70,8 @@ ZTB_API void ztbSubjectRelease();
 
 // Tells who the process subject is. With `refresh` the place of users is asked again first, and a
 // user who is gone from there, or whose password has changed, is a failure. False with a null
-// `error` if there is no subject. After a failure `info` has an old name, and nothing else.
+// `error` if there is no subject. After a failure `info`, which must not be null, has an old name,
+// and nothing else.
 [[nodiscard]] ZTB_API bool ztbSubjectInfo(bool refresh, ZtbSubjectInfoParm* info, ZtbString* error);
 
 // Turns an encoded password, as `ztb encode` prints it, into the plain one. On success `error` is

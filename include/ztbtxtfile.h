@@ -125,7 +125,7 @@ class ZTB_API ZtbTxtFile {
   int skip(int count);
 
   // Reads over the rest of the line and its line end, and gives the characters, 1 for the line end
-  // included; so 0 is the end of the file. -1 as in `read`.
+  // included, or INT_MAX for more; so 0 is the end of the file. -1 as in `read`.
   int skipline();
 
   // Goes back to the start of the text, behind the mark, and sets `tell` to 0. A file opened with
