@@ -184,7 +184,9 @@ int run(Arguments const& given) {
   if (given.json) {
     JsonObject object;
     view.addTo(object);
-    std::printf("%s\n", object.add("readsBack", fault.empty()).str().c_str());
+    object.add("readsBack", fault.empty());
+    object.add("difference", fault.empty() ? ZtbString() : toZtb(fault));
+    std::printf("%s\n", object.str().c_str());
     return 0;
   }
   ZtbString const text = given.escaped ? uri->getEscapedURIString() : uri->getURIString();
