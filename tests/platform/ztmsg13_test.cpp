@@ -93,39 +93,31 @@ TEST_F(ZtMsg13Catalogs, HaveAFittingTextForEveryMessageInEveryLocale) {
   EXPECT_EQ(kZtMessageCount, types.size());
 }
 
-TEST_F(ZtMsg13, LevelAddsWhereAMessageComesFrom) {
-  char const* const rows[][2] = {{nullptr, ""},
-                                 {"0", ""},
-                                 {"1", "[Base Services 445] "},
-                                 {"007", "[Base Services 445, reader:12] "}};
-  for (auto const& [level, head] : rows) {
-    ASSERT_EQ("", open(kCatalogs, "en", level));
-    EXPECT_EQ(std::string(head) + "The folder \"/a\" doesn't exist. Check the path.",
-              message("Base Services", 445, "/a"));
-    EXPECT_EQ("out of memory", fragment());
-  }
-}
-
-TEST_F(ZtMsg13, LocaleFallsBackToItsLanguageAndThenToEnglish) {
+TEST_F(ZtMsg13, VariablesChooseLocaleAndLevel) {
   for (std::string const locale : {"en", "de", "de_AT"}) {
-    compile(locale, "$set 1\n4 Fragments\n$set 4\n444 " + locale + "\n");
+    compile(locale, "$set 1\n2 Base Services\n4 Fragments\n$set 2\n445 " + locale +
+                        " %s\n$set 4\n444 " + locale + "\n");
   }
   struct {
-    char const *named, *lcAll, *lcMessages, *lang, *expected;
-  } const rows[] = {{"de_AT.UTF-8@euro", nullptr, nullptr, nullptr, "de_AT"},
-                    {"de-CH", nullptr, nullptr, nullptr, "de"},
-                    {"fr_FR", nullptr, nullptr, "de", "en"},
-                    {nullptr, nullptr, nullptr, nullptr, "en"},
-                    {nullptr, "de", "en", "en", "de"},
-                    {"", "", "de_AT", "en", "de_AT"},
-                    {"", "", "", "de_DE.UTF-8", "de"},
-                    {"", "../de", "de", "de", "en"}};
+    char const *named, *level, *lcAll, *lcMessages, *lang;
+    std::string head, text;
+  } const rows[] = {
+      {"de_AT.UTF-8@euro", nullptr, nullptr, nullptr, nullptr, "", "de_AT"},
+      {"de-CH", "0", nullptr, nullptr, nullptr, "", "de"},
+      {"fr_FR", "1", nullptr, nullptr, "de", "[Base Services 445] ", "en"},
+      {nullptr, "007", nullptr, nullptr, nullptr, "[Base Services 445, reader:12] ", "en"},
+      {nullptr, "", "de", "en", "en", "", "de"},
+      {"", nullptr, "", "de_AT", "en", "", "de_AT"},
+      {"", nullptr, "", "", "de_DE.UTF-8", "", "de"},
+      {"", nullptr, "../de", "de", "de", "", "en"},
+  };
   for (auto const& row : rows) {
     np_env_set("LC_ALL", row.lcAll);
     np_env_set("LC_MESSAGES", row.lcMessages);
     np_env_set("LANG", row.lang);
-    EXPECT_EQ("", open(mFolder.path(), row.named));
-    EXPECT_EQ(row.expected, fragment());
+    EXPECT_EQ("", open(mFolder.path(), row.named, row.level));
+    EXPECT_EQ(row.head + row.text + " /a", message("Base Services", 445, "/a"));
+    EXPECT_EQ(row.text, fragment());
   }
 }
 
