@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <exception>
+#include <new>
 #include <optional>
 #include <string_view>
 
@@ -69,6 +70,9 @@ int finish(std::string const& name, tool::Run const& run) {
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
       return refuse(name, "the output can't be written");
     return result;
+  } catch (std::bad_alloc const&) {
+    std::fflush(stdout);
+    return refuse(name, "there isn't enough memory; end other programs, or allow this one more");
   } catch (std::exception const& error) {
     std::fflush(stdout);
     return refuse(name, error.what());
