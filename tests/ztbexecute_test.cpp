@@ -160,9 +160,13 @@ TEST_F(ZtbExecuteTest, LostExitCodeIsAFailureThatStillCollects) {
 
 TEST_F(ZtbExecuteTest, LimitLeavesTheProgramRunning) {
   ZtbExecute program;
-  describe(program, {"echo", "begun;", "sleep", "3"});
+  describe(program, {"echo", "begun;", "sleep", "2"});
   EXPECT_TRUE(program.run(true, true, 1));
   EXPECT_EQ("begun ", logOf(program));
+  siginfo_t end{};
+  EXPECT_EQ(0, waitid(P_ALL, 0, &end, WEXITED | WNOWAIT));
+  EXPECT_EQ("", run(false, {"true"}));
+  EXPECT_NE(0, waitid(P_ALL, 0, &end, WEXITED | WNOHANG | WNOWAIT)) << "left as a zombie";
 }
 
 }  // namespace
