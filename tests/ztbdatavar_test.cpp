@@ -155,7 +155,9 @@ TEST_F(ZtbDatavarTest, TruthIsReadFromWordsAndFirstDigits) {
       {"false", {"false", "no", "0x1"}},
       {"error", {"-1", " true", "truer", "\u0661", ""}}};
   for (auto const& [truth, texts] : rows) {
-    for (char const* text : texts) EXPECT_EQ(truth, outcome(make(text), &ZtbDatavar::asBool));
+    for (char const* text : texts) {
+      EXPECT_EQ(truth, outcome(make(text), &ZtbDatavar::asBool)) << text;
+    }
   }
 }
 
@@ -218,8 +220,7 @@ TEST_F(ZtbDatavarTest, TextsAreCutAtCharacters) {
   char const* const text = "h\u00e9llo";
   char const* const illFormed = "a\xff_";
   auto const truncated = [text](int nChars, int nBytes) {
-    ZtbDatavar alone = make(text), original = alone, shared = alone;
-    original.setNull();
+    ZtbDatavar alone = make(text), shared = alone;
     shared.truncate(nChars, nBytes);
     EXPECT_EQ(text, shown(alone)) << "the other one keeps its text";
     alone.truncate(nChars, nBytes);
@@ -421,8 +422,7 @@ TEST_F(ZtbDatavarTest, SmallRepeatedAssignmentsTakeNothingFromThePool) {
 
 TEST(ZtbDatavarWithoutPool, StaysNullAndLetsGo) {
   EXPECT_TRUE(make(7).isNull() && make("x").isNull() && make(3.5).isNull());
-  char const* error = nullptr;
-  ASSERT_EQ(0, ztbInitialize(ZTB_TEST_BIN "/test", &error)) << error;
+  ztbtest::initialize();
   std::vector<ZtbDatavar> values = {make(7), make(true), make("a"), make("b"), make("text")};
   std::vector<ZtbDatavar> const copies = values;
   for (int number : {1, 2}) values.push_back(make(number));
