@@ -7,7 +7,6 @@
 #include "fault_run.h"
 
 #include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -15,12 +14,12 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <numeric>
 #include <set>
 
 #include "ztbcpp31.h"
+#include "ztbtest.h"
 
 namespace faults {
 namespace {
@@ -48,10 +47,10 @@ constexpr int kPatienceSeconds = 60;
 char gCurrent[256] = "";
 
 void tellCurrent() {
-  static char const kText[] = "\nfault run that hung or crashed: ";
-  [[maybe_unused]] ssize_t n = write(STDERR_FILENO, kText, sizeof kText - 1);
-  n = write(STDERR_FILENO, gCurrent, std::strlen(gCurrent));
-  n = write(STDERR_FILENO, "\n", 1);
+  char const* const texts[] = {"\nfault run that hung or crashed: ", gCurrent, "\n"};
+  for (char const* text : texts) {
+    [[maybe_unused]] ssize_t const n = write(STDERR_FILENO, text, std::strlen(text));
+  }
 }
 
 extern "C" void onSignal(int number) {
@@ -230,31 +229,23 @@ std::string Trace::problem(Trace const& good, Kind kind) const {
   return "";
 }
 
+static ztbtest::TempFolder const& folder() {
+  static ztbtest::TempFolder const made;
+  return made;
+}
+
 std::string pathOf(char const* name) {
-  static std::string const folder = [] {
-    std::string path = fs::temp_directory_path() / "ztbfaults-XXXXXX";
-    setenv("TMPDIR", mkdtemp(path.data()), 1);
-    std::atexit([] {
-      std::error_code ignored;
-      fs::remove_all(std::getenv("TMPDIR"), ignored);
-    });
-    return path;
-  }();
-  return folder + "/" + name;
+  return folder().path(name);
 }
 
 std::string writeFile(char const* name, std::string const& bytes) {
   Pause const pause;
-  std::string path = pathOf(name);
-  fs::create_directories(fs::path(path).parent_path());
-  std::ofstream(path, std::ios::binary) << bytes;
-  return path;
+  return folder().write(name, bytes);
 }
 
 std::string readFile(std::string const& path) {
   Pause const pause;
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  return ztbtest::readFile(path);
 }
 
 void noteOutput(Trace& trace, ZtbExecute& program, bool byShell) {
@@ -280,6 +271,7 @@ void startUp(Trace& trace) {
 
 void FaultsAtStart::SetUp() {
   static bool const once = [] {
+    setenv("TMPDIR", pathOf().c_str(), 1);
     writeFile("home/etc/extra.cfg", "# more\nEXTRA/ONE=1\nEXTRA/TWO=zwei\n");
     writeFile("home/etc/log.cfg", "sink all file path=../log/app.log\npattern * %l %n: %v\n");
     writeFile("home/log/app.log", "");
@@ -293,8 +285,7 @@ void FaultsAtStart::SetUp() {
 
 void Faults::SetUp() {
   FaultsAtStart::SetUp();
-  char const* error = nullptr;
-  ASSERT_EQ(0, ztbInitialize(kProgram, &error)) << error;
+  ztbtest::initialize(kProgram);
   Trace trace;
   startUp(trace);
 }
