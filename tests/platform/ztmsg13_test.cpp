@@ -67,6 +67,14 @@ class ZtMsg13 : public ::testing::Test {
     ztmsg13_get_fragment(444, buffer.get());
     return buffer.get();
   }
+  static std::string formattedFragment(int number, ...) {
+    auto const buffer = std::make_unique<char[]>(ztmsg13_buffer_size);
+    va_list arguments;
+    va_start(arguments, number);
+    ztmsg13_get_vfragment(number, buffer.get(), arguments);
+    va_end(arguments);
+    return buffer.get();
+  }
 
   ztbtest::TempFolder mFolder;
 };
@@ -118,6 +126,7 @@ TEST_F(ZtMsg13, VariablesChooseLocaleAndLevel) {
     EXPECT_EQ("", open(mFolder.path(), row.named, row.level));
     EXPECT_EQ(row.head + row.text + " /a", message("Base Services", 445, "/a"));
     EXPECT_EQ(row.text, fragment());
+    EXPECT_EQ(row.text, formattedFragment(444)) << "at any level";
   }
 }
 
