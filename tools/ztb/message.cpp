@@ -5,6 +5,7 @@
 #include <stdlib.h>
 
 #include <charconv>
+#include <climits>
 #include <cstdio>
 #include <memory>
 
@@ -93,7 +94,8 @@ Run declareMessage(CLI::App& app) {
       ->type_name(kGroup);
   app.add_option("number", arguments->number, "Number of the message in its group")
       ->required()
-      ->type_name(kNumber);
+      ->type_name(kNumber)
+      ->check(isBetween(0, INT_MAX));
   app.add_option("argument", arguments->values, "What is filled in, in the message's order");
   app.add_option("--home", arguments->home, kHomeHelp)->type_name(kFolder)->check(isFolder());
   app.add_option("--locale", arguments->locale, "Locale of the text, such as de")
