@@ -219,6 +219,7 @@ std::string Trace::problem(Trace const& good, Kind kind) const {
   if (!mProblem.empty()) return mProblem;
   if (!mSucceeded && mTally.given == 0) return "fails without a fault";
   if (!mSucceeded && mWantsReason && mReason.empty()) return "refused without a text";
+  if (!mSucceeded && kind == Kind::kInterrupted) return "refused what was only interrupted";
   if (std::find(mMayLack.begin(), mMayLack.end(), kind) != mMayLack.end()) return "";
   auto const [mine, wanted] =
       std::mismatch(mValues.begin(), mValues.end(), good.mValues.begin(), good.mValues.end());
