@@ -5,18 +5,14 @@
 #ifndef URITEST_H
 #define URITEST_H
 
-#include <memory>
 #include <string>
 
+#include "ztbtest.h"
 #include "zturi.h"
 
 namespace uritest {
 
-struct Release {
-  void operator()(ZtURI* uri) const { uri->release(); }
-};
-template <class Interface>
-using Owned = std::unique_ptr<Interface, Release>;
+using ztbtest::Owned;
 
 inline ZtbString str(std::string const& text) {
   return {text.c_str(), false};

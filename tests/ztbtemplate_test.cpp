@@ -5,16 +5,11 @@
 
 #include "ztbtemplate.h"
 
-#include <memory>
 #include <string>
 
 #include "ztbtest.h"
 
 namespace {
-
-struct Release {
-  void operator()(ZtbTemplate* each) const { each->release(); }
-};
 
 // Gives each name in angle brackets, counts the calls, and fails for the name in `refused`.
 struct Values final : ZtbTemplateValueCB {
@@ -67,7 +62,7 @@ class ZtbTemplateTest : public ztbtest::LibraryTest {
 
   Values mValues;
   ZtbString mError;
-  std::unique_ptr<ZtbTemplate, Release> mTemplate;
+  ztbtest::Owned<ZtbTemplate> mTemplate;
 };
 
 TEST_F(ZtbTemplateTest, TextsExpand) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The vocabulary that tests share: a library that is up; a folder, a variable, a limit and a locale
-// that go with the test; work in threads and in a child.
+// The vocabulary that tests share: a library that is up; an object, a folder, a variable, a limit
+// and a locale that go with the test; work in threads and in a child.
 
 #ifndef ZTBTEST_H
 #define ZTBTEST_H
@@ -22,6 +22,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -30,6 +31,16 @@
 #include "ztbstring.h"
 
 namespace ztbtest {
+
+// An object of the library that goes by release().
+struct Release {
+  template <class Object>
+  void operator()(Object* object) const {
+    object->release();
+  }
+};
+template <class Object>
+using Owned = std::unique_ptr<Object, Release>;
 
 // A folder of the test's own, gone with everything in it when the test ends.
 class TempFolder {

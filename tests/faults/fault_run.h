@@ -22,6 +22,7 @@
 #include "fault_calls.h"
 #include "ztbexecute.h"
 #include "ztbstring.h"
+#include "ztbtest.h"
 
 namespace faults {
 
@@ -107,15 +108,7 @@ inline ZtbString lit(std::string const& text) {
   return lit(text.c_str());
 }
 
-// An object of the library that goes by release().
-struct Release {
-  template <class Object>
-  void operator()(Object* object) const {
-    object->release();
-  }
-};
-template <class Object>
-using Owned = std::unique_ptr<Object, Release>;
+using ztbtest::Owned;
 
 // Writes a file below the folder of the program, and gives its path.
 std::string writeFile(char const* name, std::string const& bytes);

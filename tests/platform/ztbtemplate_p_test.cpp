@@ -6,17 +6,12 @@
 #include "ztbtemplate_p.h"
 
 #include <cstddef>
-#include <memory>
 #include <string>
 
 #include "ztbtest.h"
 #include "ztlog11.h"
 
 namespace {
-
-struct Release {
-  void operator()(ZtbTemplate* each) const { each->release(); }
-};
 
 struct Fixed final : ZtbTemplateValueCB {
   bool getValue(ZtbString const& name, ZtbString* value, ZtbString*) override {
@@ -38,7 +33,7 @@ class ZtbTemplatePrivate : public ztbtest::LibraryTest {
 
   Fixed mValues;
   ZtbString mError;
-  std::unique_ptr<ZtbTemplateImpl, Release> mTemplate{new ZtbTemplateImpl(&mValues)};
+  ztbtest::Owned<ZtbTemplateImpl> mTemplate{new ZtbTemplateImpl(&mValues)};
 };
 
 TEST_F(ZtbTemplatePrivate, ExpansionIsLoggedStepByStep) {
@@ -78,7 +73,7 @@ TEST_F(ZtbTemplatePrivate, TokensFindTheirVariablesByName) {
 
 TEST(ZtbTemplateWithoutThePool, FailuresHaveAFixedText) {
   ZtbString error;
-  std::unique_ptr<ZtbTemplate, Release> const made(ztbCreateBasicTemplate(nullptr, &error));
+  ztbtest::Owned<ZtbTemplate> const made(ztbCreateBasicTemplate(nullptr, &error));
   EXPECT_FALSE(made->parse(ZtbString("{a}", true), &error));
   EXPECT_STREQ("Out of memory", error.asCstr());
 }

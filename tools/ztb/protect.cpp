@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <memory>
+#include <new>
 
 #include "secret.h"
 #include "tool.h"
@@ -40,7 +41,7 @@ void checkKey() {
 ZtbString formOf(Secret const& text) {
   checkKey();
   ZtbString const form = ztbEncryptString(text.string());
-  if (form.isNull()) throw Refused("there isn't enough memory");
+  if (form.isNull()) throw std::bad_alloc();
   return form;
 }
 

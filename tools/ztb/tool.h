@@ -9,6 +9,7 @@
 #include <CLI/CLI.hpp>
 #include <functional>
 #include <memory>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -140,10 +141,10 @@ struct Release {
 template <class Object>
 using Owned = std::unique_ptr<Object, Release>;
 
-// Refuses a text for which there is no memory: null would mean something else.
+// Never null, which would mean something else: throws if memory ran out.
 inline ZtbString toZtb(std::string const& text) {
   ZtbString const result(text.c_str(), false);
-  if (result.isNull()) throw Refused("there isn't enough memory");
+  if (result.isNull()) throw std::bad_alloc();
   return result;
 }
 inline std::string fromZtb(ZtbString const& text) {
