@@ -391,8 +391,9 @@ bool ZtbConfigFile::Body::write(char const* path) {
   }
   errorMessage = file.getErrorMessage();
   if (errorMessage.isNull()) {
-    std::string const reason = std::string("Can't write all of the file '") + path +
-                               "'. Look whether its disk is full, or your quota used up.";
+    std::string const reason =
+        std::string("Can't write all of the file '") + path +
+        "'. Look whether its disk is full, your quota used up, or a pipe's reader gone.";
     errorMessage = stringOf(reason.c_str());
   }
   return false;

@@ -35,8 +35,9 @@ bool logLine(char const* event) {
       file.writeln(ztbStringFormat("%S ztbdeps31 %s", &now, event).asCstr())) {
     return true;
   }
+  ZtbString const reason = file.getErrorMessage();
   std::fprintf(stderr, "ztbdeps31: can't write to the file of DEPS/LOG_PATH. %s\n",
-               file.getErrorMessage().asCstr());
+               reason.isNull() ? "Look whether its disk is full." : reason.asCstr());
   return false;
 }
 

@@ -87,7 +87,9 @@ spdlog::file_event_handlers atOpening() {
   spdlog::file_event_handlers handlers;
   handlers.after_open = [](spdlog::filename_t const& path, std::FILE* file) {
     fcntl(fileno(file), F_SETFD, FD_CLOEXEC);
-    if (endsWithinALine(path.c_str(), file)) std::fputc('\n', file);
+    if (!endsWithinALine(path.c_str(), file)) return;
+    std::fputc('\n', file);
+    std::fflush(file);  // a forked child would write it again
   };
   return handlers;
 }

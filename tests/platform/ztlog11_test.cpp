@@ -298,6 +298,9 @@ TEST(ZtLogConfigure, ARecoveredSinkTellsWhatItLost) {
   EXPECT_EQ("lo\n3 records were lost here, the last time for: Failed flush to file " + file +
                 ": File too large\nfound\n",
             readFile(file));
+  folder.write("app.log", "cut");
+  configureFile(folder, "");
+  EXPECT_EQ("cut\n", readFile(file)) << "before a record, so that no forked child writes it, too";
 }
 
 TEST(ZtLogConfigure, AFullDiskIsToldOnceAndSurvived) {
